@@ -1,0 +1,8 @@
+// ZT::Framework: the library's whole public interface.
+#pragma once
+
+#include "zt/export.h"
+#include "zt/secure.h"
+#include "zt/exception.h"
+#include "zt/parameters.h"
+#include "zt/algorithm.h"

@@ -1,0 +1,82 @@
+// The exported factories of the library's interfaces.
+
+#include <memory>
+#include <string_view>
+
+#include "framework/crypto.algorithm.h"
+#include "framework/crypto.parameters.h"
+#include "framework/crypto.trace.h"
+
+namespace ZT::Framework {
+
+// ---- parameter maps -------------------------------------------------------------------------
+
+ICryptoParserParameterMap* ICryptoParserParameterMap::Create() { return new CCryptoParameterMap; }
+
+ICryptoParserFilter* ICryptoParserFilter::Create() { return new CCryptoFilter; }
+
+IAlgorithmParameters* IAlgorithmParameters::Create() {
+  const FunctionTrace fn(L"IAlgorithmParameters::Create");
+  return fn.Run([&] {
+    return fn.Wrap(L"new CAlgorithmParameters() failed", [] { return new CAlgorithmParameters; });
+  });
+}
+
+IECDomainParameters* IECDomainParameters::Create() {
+  const FunctionTrace fn(L"IECDomainParameters::Create");
+  return fn.Run([&]() -> IECDomainParameters* { fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented"); });
+}
+
+// ---- algorithms -----------------------------------------------------------------------------
+
+namespace {
+
+std::unique_ptr<IAlgorithmParameters> CloneParameters(const FunctionTrace& fn, IAlgorithmParameters* pParameters) {
+  if (pParameters == nullptr) fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pParameters should not be NULL");
+  return std::unique_ptr<IAlgorithmParameters>(pParameters->Clone());
+}
+
+}  // namespace
+
+IAlgorithm* IAlgorithm::CreateFromOID(const WString& sOID, IAlgorithmParameters* pParameters) {
+  const FunctionTrace fn(L"IAlgorithm::CreateFromOID");
+  return fn.Run([&] {
+    // An OID outside the table names itself.
+    WString sFriendlyName = sOID;
+    for (const AlgorithmRow& row : AlgorithmTable()) {
+      if (std::wstring_view(row.oid) != kUnknownOID && sOID == row.oid) {
+        sFriendlyName = row.friendlyName;
+        break;
+      }
+    }
+    auto parameters = CloneParameters(fn, pParameters);
+    return fn.Wrap(L"new CAlgorithm() failed",
+                   [&] { return new CAlgorithm(sOID, sFriendlyName, std::move(parameters)); });
+  });
+}
+
+IAlgorithm* IAlgorithm::CreateFromFriendlyName(const WString& sFriendlyName, IAlgorithmParameters* pParameters) {
+  const FunctionTrace fn(L"IAlgorithm::CreateFromFriendlyName");
+  return fn.Run([&] {
+    const AlgorithmRow* found = nullptr;
+    for (const AlgorithmRow& row : AlgorithmTable()) {
+      if (sFriendlyName == row.friendlyName) {
+        found = &row;
+        break;
+      }
+    }
+    if (found == nullptr)
+      fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm", L"Unsupported algorithm: %s", sFriendlyName);
+    auto parameters = CloneParameters(fn, pParameters);
+    return fn.Wrap(L"new CAlgorithm() failed",
+                   [&] { return new CAlgorithm(found->oid, sFriendlyName, std::move(parameters)); });
+  });
+}
+
+StringList IAlgorithm::ListFriendlyNames() {
+  StringList names;
+  for (const AlgorithmRow& row : AlgorithmTable()) names.emplace_back(row.friendlyName);
+  return names;
+}
+
+}  // namespace ZT::Framework

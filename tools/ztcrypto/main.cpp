@@ -1,0 +1,105 @@
+// ztcrypto: the library's services from the command line.
+//
+//   ztcrypto [--trace[=LEVEL]] COMMAND [ARGUMENTS]
+//
+// Exit status: 0 success; 1 a negative answer or an unreadable input; 2 the library raised an
+// exception ("ztcrypto: <message> (<id text>)" on stderr); 64 bad usage.
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+#include <nq/nqlog.h>
+
+#include "cli.h"
+
+namespace {
+
+using namespace ztcli;
+
+constexpr int kUsageStatus = 64;
+constexpr int kLibraryErrorStatus = 2;
+
+using Family = std::span<const Command> (*)();
+constexpr Family kFamilies[] = {
+    AlgorithmCommands,
+};
+
+const Command* FindCommand(const std::string& name) {
+  for (Family family : kFamilies)
+    for (const Command& command : family())
+      if (name == command.name) return &command;
+  return nullptr;
+}
+
+void PrintUsage(std::ostream& out) {
+  out << "usage: ztcrypto [--trace[=LEVEL]] COMMAND [ARGUMENTS]\n\ncommands:\n";
+  for (Family family : kFamilies)
+    for (const Command& command : family()) {
+      std::string synopsis = std::string(command.name) + " " + command.usage;
+      synopsis.resize(std::max<std::size_t>(synopsis.size() + 2, 40), ' ');
+      out << "  " << synopsis << command.summary << "\n";
+    }
+  out << "\n--trace writes the library's trace lines to stderr; LEVEL limits them to errors (1),\n"
+         "warnings (2), entries (8) or exits (16); the default also writes data lines (0).\n";
+}
+
+// "--trace" or "--trace=LEVEL": true when `arg` is the option (and the sink is installed).
+bool TakeTraceOption(const std::string& arg) {
+  if (arg == "--trace") {
+    nqlogSetSink(nqlogStderrSink(), NQLOG_DATA);
+    return true;
+  }
+  if (arg.rfind("--trace=", 0) != 0) return false;
+  const std::string level = arg.substr(8);
+  if (level != "0" && level != "1" && level != "2" && level != "8" && level != "16")
+    throw UsageError("--trace takes one of the levels 0, 1, 2, 8, 16");
+  nqlogSetSink(nqlogStderrSink(), std::stoi(level));
+  return true;
+}
+
+std::string IdText(ZT::Framework::IException* e) {
+  if (auto* crypto = dynamic_cast<ZT::Framework::CCryptoException*>(e)) return Narrow(crypto->StringFromId());
+  return "ID:" + std::to_string(e->getID());
+}
+
+int RunCommand(const Command& command, const Args& args) {
+  try {
+    return command.run(args);
+  } catch (const UsageError& e) {
+    std::cerr << "ztcrypto: " << e.what() << "\nusage: ztcrypto " << command.name << " " << command.usage << "\n";
+    return kUsageStatus;
+  } catch (ZT::Framework::IException* e) {
+    const std::unique_ptr<ZT::Framework::IException> owned(e);
+    std::cerr << "ztcrypto: " << Narrow(e->getMessage()) << " (" << IdText(e) << ")\n";
+    return kLibraryErrorStatus;
+  } catch (const ToolError& e) {
+    std::cerr << "ztcrypto: " << e.what() << "\n";
+    return 1;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Args args(argv + 1, argv + argc);
+  try {
+    while (!args.empty() && TakeTraceOption(args.front())) args.erase(args.begin());
+  } catch (const UsageError& e) {
+    std::cerr << "ztcrypto: " << e.what() << "\n";
+    return kUsageStatus;
+  }
+  if (args.empty() || args.front() == "help" || args.front() == "--help") {
+    PrintUsage(args.empty() ? std::cerr : std::cout);
+    return args.empty() ? kUsageStatus : 0;
+  }
+  const Command* command = FindCommand(args.front());
+  if (command == nullptr) {
+    std::cerr << "ztcrypto: unknown command '" << args.front() << "'\n";
+    PrintUsage(std::cerr);
+    return kUsageStatus;
+  }
+  const int status = RunCommand(*command, Args(args.begin() + 1, args.end()));
+  std::cout.flush();
+  return status;
+}
