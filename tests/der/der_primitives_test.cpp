@@ -1,0 +1,272 @@
+// The primitive types: the values read from known encodings and the DER rules that refuse the
+// rest. Known encodings come from `openssl asn1parse -genstr ... -out` unless another source is
+// named (X.690 examples, the Unicode code charts).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "common/crypto.der.h"
+#include "common/crypto.der.writer.h"
+#include "der_hex.h"
+
+using namespace ZT::Framework;
+using namespace ZT::Framework::Der;
+using der_test::Hex;
+using der_test::ToHex;
+
+namespace {
+
+// Reads `der` as exactly one element with `read`, which must consume all of it. Views that
+// `read` keeps point into `der`.
+template <class Read>
+bool ReadsWhole(const ByteArray& der, Read&& read) {
+  Reader reader(der);
+  return read(reader) && reader.Empty();
+}
+template <class Read>
+bool ReadsWhole(const char* hex, Read&& read) {
+  return ReadsWhole(Hex(hex), read);
+}
+
+}  // namespace
+
+TEST(DerBoolean, AcceptsOnlyTheTwoDerValues) {
+  bool value = false;
+  EXPECT_TRUE(ReadsWhole("0101ff", [&](Reader& r) { return r.ReadBoolean(&value); }) && value);
+  EXPECT_TRUE(ReadsWhole("010100", [&](Reader& r) { return r.ReadBoolean(&value); }) && !value);
+  for (const char* hex : {"010101", "01017f", "0100", "01020000"}) {
+    EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadBoolean(&value); })) << hex;
+  }
+}
+
+TEST(DerInteger, ReadsSignedValuesAtTheEdgesOfTheirWidth) {
+  const std::pair<const char*, std::int64_t> cases[] = {
+      {"020100", 0},     {"02017f", 127},   {"02020080", 128}, {"020180", -128},
+      {"0202ff7f", -129}, {"0201ff", -1},   {"02087fffffffffffffff", INT64_MAX},
+      {"02088000000000000000", INT64_MIN}, {"0a0105", 5} /* ENUMERATED */};
+  for (const auto& [hex, expected] : cases) {
+    std::int64_t value = 0;
+    const bool enumerated = hex[1] == 'a';
+    EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return enumerated ? r.ReadEnumerated(&value) : r.ReadInt64(&value); }));
+    EXPECT_EQ(value, expected) << hex;
+  }
+  std::int64_t value;
+  EXPECT_FALSE(ReadsWhole("020900ffffffffffffffff", [&](Reader& r) { return r.ReadInt64(&value); }));
+}
+
+TEST(DerInteger, ReadsUnsignedValuesAndRefusesNegativesAndOverflow) {
+  std::uint64_t value = 0;
+  EXPECT_TRUE(ReadsWhole("020900ffffffffffffffff", [&](Reader& r) { return r.ReadUint64(&value); }));
+  EXPECT_EQ(value, UINT64_MAX);
+  EXPECT_TRUE(ReadsWhole("0209008000000000000000", [&](Reader& r) { return r.ReadUint64(&value); }));
+  EXPECT_EQ(value, std::uint64_t{1} << 63);
+  for (const char* hex : {"0201ff", "020180", "0209010000000000000000"}) {
+    EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadUint64(&value); })) << hex;
+  }
+  Bytes magnitude;
+  const ByteArray large = Hex("0209 00ffeeddccbbaa9988"), zero = Hex("020100");
+  EXPECT_TRUE(ReadsWhole(large, [&](Reader& r) { return r.ReadUnsignedInteger(&magnitude); }));
+  EXPECT_EQ(ToHex(magnitude), "ffeeddccbbaa9988");
+  EXPECT_TRUE(ReadsWhole(zero, [&](Reader& r) { return r.ReadUnsignedInteger(&magnitude); }));
+  EXPECT_EQ(ToHex(magnitude), "00");
+  EXPECT_FALSE(ReadsWhole("0202ff7f", [&](Reader& r) { return r.ReadUnsignedInteger(&magnitude); }));
+}
+
+TEST(DerInteger, RefusesNonMinimalAndEmptyEncodings) {
+  for (const char* hex : {"0200", "02020000", "0202007f", "0202ffff", "0202ff80", "0203000080"}) {
+    Bytes raw;
+    EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadInteger(&raw); })) << hex;
+  }
+}
+
+TEST(DerBitString, ReadsBitsAndUnusedCounts) {
+  BitString bits;
+  // X.690 8.6.4.2: '0A3B5F291CD'H, 44 bits.
+  const ByteArray example = Hex("0307040a3b5f291cd0"), named = Hex("030202a4");
+  ASSERT_TRUE(ReadsWhole(example, [&](Reader& r) { return r.ReadBitString(&bits); }));
+  EXPECT_EQ(bits.BitCount(), 44u);
+  EXPECT_EQ(ToHex(bits.bytes), "0a3b5f291cd0");
+  // openssl FORMAT:BITLIST 0,2,5 (a named-bit list such as key usage).
+  ASSERT_TRUE(ReadsWhole(named, [&](Reader& r) { return r.ReadBitString(&bits); }));
+  EXPECT_EQ(bits.unusedBits, 2u);
+  EXPECT_TRUE(bits.Bit(0) && !bits.Bit(1) && bits.Bit(2) && bits.Bit(5) && !bits.Bit(6) && !bits.Bit(9));
+  ASSERT_TRUE(ReadsWhole("030100", [&](Reader& r) { return r.ReadBitString(&bits); }));
+  EXPECT_EQ(bits.BitCount(), 0u);
+}
+
+TEST(DerBitString, RefusesBadUnusedBitCounts) {
+  const char* const refused[] = {
+      "0300",      // no unused-bits octet
+      "030101",    // unused bits without any octet
+      "030208ff",  // eight unused bits
+      "030201a5",  // an unused bit set
+      "030203a4",  // three unused bits, the lowest of them set (a4 has bit 2 set)
+  };
+  for (const char* hex : refused) {
+    BitString bits;
+    EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadBitString(&bits); })) << hex;
+  }
+}
+
+TEST(DerNullAndOctetString, HoldExactlyTheirContents) {
+  Bytes value;
+  EXPECT_TRUE(ReadsWhole("0500", [](Reader& r) { return r.ReadNull(); }));
+  EXPECT_FALSE(ReadsWhole("050100", [](Reader& r) { return r.ReadNull(); }));
+  const ByteArray implicit = Hex("80026162");
+  EXPECT_TRUE(ReadsWhole(implicit, [&](Reader& r) { return r.ReadOctetString(&value, ContextTag(0)); }));
+  EXPECT_EQ(ToHex(value), "6162");
+  EXPECT_FALSE(ReadsWhole("80026162", [&](Reader& r) { return r.ReadOctetString(&value); }));
+}
+
+// Dotted text and contents octets, both ways.
+TEST(DerOid, ConvertsBetweenTextAndEncodingWithArcsOfAnySize) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"1.2.840.113549", "2a864886f70d"},
+      {"2.100.3", "813403"},  // also X.690 8.19.5
+      {"2.5.29.37.0", "551d2500"},
+      {"0.39", "27"},
+      {"1.3.6.1.4.1.311.20.2.3", "2b060104018237140203"},
+      {"1.39.18446744073709551615", "4f81ffffffffffffffff7f"},
+      {"2.999.4294967296.18446744073709551616", "8837908080800082808080808080808000"},
+      {"2.25.329800735698586629295641978511506172918", "6983f09da7ebcfdee0c7a1a7b2c0948cc8f9d776"},
+  };
+  for (const auto& [text, hex] : cases) {
+    const ByteArray contents = Hex(hex);
+    std::string decoded;
+    EXPECT_TRUE(OidToText(contents, &decoded) && decoded == text) << text << " read as " << decoded;
+    ByteArray encoded;
+    EXPECT_TRUE(OidFromText(text, &encoded) && ToHex(encoded) == hex) << text;
+  }
+  WString wide;
+  EXPECT_TRUE(OidToText(Hex("551d2500"), &wide) && wide == L"2.5.29.37.0");
+}
+
+TEST(DerOid, RefusesMalformedEncodings) {
+  for (const char* hex : {"0600", "06028001", "060188", "06032a8001", "06032a86"}) {
+    Bytes contents;
+    EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadOid(&contents); })) << hex;
+  }
+}
+
+TEST(DerOid, RefusesMalformedText) {
+  for (const char* text : {"", "1", "3.1", "1.40", "0.40", "1.2.", ".1.2", "1..2", "1.02", "01.2", "1.2.a",
+                           "-1.2", "1.+2", "1.2.3 ", "1.400000000000000000000"}) {
+    ByteArray out = Hex("ff");
+    EXPECT_FALSE(OidFromText(text, &out)) << text;
+    EXPECT_EQ(ToHex(out), "ff") << text;  // nothing appended
+  }
+  ByteArray out;
+  EXPECT_FALSE(OidFromText(WString(L"1.2.\u0663"), &out));  // an Arabic-Indic digit is no digit here
+}
+
+TEST(DerString, DecodesEachStringTypeToWideText) {
+  const std::pair<const char*, const wchar_t*> cases[] = {
+      {"0c0e5ac3bc72696368e282acf09f9880", L"Z\u00fcrich\u20ac\U0001F600"},  // UTF8String
+      {"1e0e005a00fc007200690063006820ac", L"Z\u00fcrich\u20ac"},             // BMPString
+      {"1e04d83dde00", L"\U0001F600"},  // BMPString surrogate pair (Unicode charts: U+1F600 = D83D DE00)
+      {"1c0c00000041000020ac0001f600", L"A\u20ac\U0001F600"},  // UniversalString
+      {"130c5465737420436f2e20283129", L"Test Co. (1)"},        // PrintableString
+      {"160b6140622e6578616d706c65", L"a@b.example"},           // IA5String
+      {"120730313233203435", L"0123 45"},                       // NumericString
+      {"1a03787e79", L"x~y"},                                   // VisibleString
+      {"1403616263", L"abc"},                                   // TeletexString
+      {"1401e9", L"\u00e9"},  // TeletexString octets are read as ISO 8859-1
+  };
+  for (const auto& [hex, expected] : cases) {
+    std::uint32_t type = 0;
+    WString text;
+    EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return r.ReadAnyString(&type, &text); })) << hex;
+    EXPECT_TRUE(text == expected) << hex;
+    ByteArray encoded;
+    EXPECT_TRUE(EncodeString(type, text, &encoded) && ToHex(encoded) == std::string(hex).substr(4)) << hex;
+  }
+}
+
+TEST(DerString, RefusesInvalidContents) {
+  const char* const refused[] = {
+      "0c02c0af",      // UTF-8 overlong '/'
+      "0c03e080af",    // UTF-8 overlong three-octet form
+      "0c03eda080",    // UTF-8 encoded surrogate
+      "0c04f4908080",  // past U+10FFFF
+      "0c02e282",      // truncated sequence
+      "0c0180",        // stray continuation octet
+      "0c05f888808080",  // five-octet form
+      "1e03005a00",    // BMPString of odd length
+      "1e02d83d",      // unpaired high surrogate
+      "1e04de00d83d",  // surrogates in the wrong order
+      "1c03000041",    // UniversalString not a multiple of four
+      "1c040000d800",  // UniversalString surrogate
+      "1c0400110000",  // UniversalString past U+10FFFF
+      "130140",        // '@' is not printable
+      "13012a",        // nor '*'
+      "160180",        // IA5 is seven-bit
+      "120161",        // NumericString letter
+      "1a017f",        // DEL is not visible
+  };
+  for (const char* hex : refused) {
+    std::uint32_t type;
+    WString text;
+    EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadAnyString(&type, &text); })) << hex;
+  }
+  ByteArray out;
+  EXPECT_FALSE(EncodeString(kPrintableStringType, L"a@b", &out));
+  EXPECT_FALSE(EncodeString(kIa5StringType, L"\u00e9", &out));
+  EXPECT_FALSE(EncodeString(kTeletexStringType, L"\u20ac", &out));
+  EXPECT_TRUE(out.empty());
+}
+
+TEST(DerTime, ReadsUtcTimeInItsWindowAndGeneralizedTimeWithFractions) {
+  CalendarTime t;
+  ASSERT_TRUE(ReadsWhole("170d3439313233313233353935395a", [&](Reader& r) { return r.ReadTime(&t); }));
+  EXPECT_EQ(t, (CalendarTime{2049, 12, 31, 23, 59, 59, 0}));
+  ASSERT_TRUE(ReadsWhole("170d3530303130313030303030305a", [&](Reader& r) { return r.ReadUtcTime(&t); }));
+  EXPECT_EQ(t, (CalendarTime{1950, 1, 1, 0, 0, 0, 0}));
+  ASSERT_TRUE(ReadsWhole("181332303234303232393132333435362e3738395a", [&](Reader& r) { return r.ReadTime(&t); }));
+  EXPECT_EQ(t, (CalendarTime{2024, 2, 29, 12, 34, 56, 789000000}));
+}
+
+TEST(DerTime, RefusesInvalidDatesAndNonDerForms) {
+  const char* const utc[] = {"491331235959Z", "490230000000Z", "230229000000Z", "491231235959",
+                             "491231235959+0100", "4912312359Z", "491231235960Z", "491231240000Z",
+                             "491200235959Z", "4912312359590Z", "49123123595aZ"};
+  for (const char* text : utc) {
+    const std::string s(text);
+    CalendarTime t;
+    EXPECT_FALSE(DecodeUtcTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t)) << s;
+  }
+  const char* const generalized[] = {"20240229123456.780Z", "20240229123456.Z", "20240229123456,7Z",
+                                     "20240229123456.1234567891Z", "202402291234Z", "20230229000000Z",
+                                     "20240229123456", "20240229123456.5+0100"};
+  for (const char* text : generalized) {
+    const std::string s(text);
+    CalendarTime t;
+    EXPECT_FALSE(DecodeGeneralizedTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t)) << s;
+  }
+}
+
+// Reference values: `date -u -d ... +%s`, and the FILETIME of 1970-01-01 (116444736000000000).
+TEST(DerTime, ConvertsToUnixSecondsAndFileTimeTicks) {
+  const std::pair<CalendarTime, std::int64_t> cases[] = {
+      {{1970, 1, 1, 0, 0, 0, 0}, 0},
+      {{1969, 12, 31, 23, 59, 59, 0}, -1},
+      {{2000, 3, 1, 0, 0, 0, 0}, 951868800},
+      {{2049, 12, 31, 23, 59, 59, 0}, 2524607999},
+      {{1950, 1, 1, 0, 0, 0, 0}, -631152000},
+      {{1601, 1, 1, 0, 0, 0, 0}, -11644473600},
+  };
+  for (const auto& [time, seconds] : cases) {
+    EXPECT_EQ(ToUnixSeconds(time), seconds);
+    CalendarTime back;
+    EXPECT_TRUE(FromUnixSeconds(seconds, &back) && back == time) << seconds;
+  }
+  std::uint64_t ticks = 0;
+  EXPECT_TRUE(ToFileTimeTicks({1970, 1, 1, 0, 0, 0, 123456789}, &ticks));
+  EXPECT_EQ(ticks, 116444736000000000u + 1234567);
+  EXPECT_TRUE(ToFileTimeTicks({1601, 1, 1, 0, 0, 0, 0}, &ticks) && ticks == 0);
+  EXPECT_FALSE(ToFileTimeTicks({1600, 12, 31, 23, 59, 59, 0}, &ticks));
+  CalendarTime t;
+  EXPECT_TRUE(FromFileTimeTicks(116444736000000000u + 1234567, &t));
+  EXPECT_EQ(t, (CalendarTime{1970, 1, 1, 0, 0, 0, 123456700}));
+}
