@@ -165,7 +165,8 @@ class Reader {
   // level deeper. Fails on a malformed tag or length, a wrong constructed bit, or when this
   // reader is already at kMaxDepth (the contents would stand deeper than the bound).
   bool ReadAny(Tag* tag, Reader* contents);
-  // Reads the next element, which must have `tag`; `*contents` as ReadAny.
+  // Reads the next element, which must have `tag`; `*contents` as ReadAny. `contents` may be
+  // this reader itself, to step into an element (`r.Read(kSequence, &r)`).
   bool Read(Tag tag, Reader* contents);
   // Reads the next element when it has `tag` (`*present` true, `*contents` set); leaves the
   // cursor alone and sets `*present` false when the cursor is empty or the next tag differs.
