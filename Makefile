@@ -35,5 +35,13 @@ bench:
 	cmake --build --preset bench
 	./scripts/bench.sh build/bench/bench
 
+# Every fuzz target for a short while each (FUZZ_SECONDS), over copies of its corpus.
+FUZZ_SECONDS ?= 20
+fuzz-smoke:
+	@$(ENSURE) $(FUZZ_PACKAGES)
+	cmake --preset fuzz
+	cmake --build --preset fuzz --parallel 2
+	./fuzz/smoke.sh build/fuzz $(FUZZ_SECONDS)
+
 clean:
 	rm -rf build
