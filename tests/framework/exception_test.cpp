@@ -143,4 +143,45 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
                              }));
 }
 
+TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
+  LogCapture capture;
+  try {
+    const FunctionTrace fn(L"MessageDigest::Create");
+    fn.Run([&] {
+      return fn.Wrap(L"new CCNGMessageDigest() failed", [&]() -> int {
+        const FunctionTrace inner(L"CCNGMessageDigest::CCNGMessageDigest", &capture);
+        return inner.Run([&]() -> int { inner.Raise(CRYPTO_INTERNAL_ERROR, L"Load CNG library failed",
+                                                    L"Unable to load CNG library"); });
+      });
+    });
+  } catch (CCryptoException* e) {
+    EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+    delete e;
+  }
+  const std::wstring self = zttest::AddressText(&capture);
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|MessageDigest::Create",
+                                 L"8|CCNGMessageDigest::CCNGMessageDigest : this=" + self,
+                                 L"1|CCNGMessageDigest::CCNGMessageDigest : Unable to load CNG library",
+                                 L"16|CCNGMessageDigest::CCNGMessageDigest Returns Load CNG library failed",
+                                 L"1|MessageDigest::Create : new CCNGMessageDigest() failed",
+                                 L"16|MessageDigest::Create Returns new CCNGMessageDigest() failed",
+                             }));
+}
+
+TEST(TraceLines, NullArgumentRaiseWritesOnlyTheReturnsLine) {
+  LogCapture capture;
+  try {
+    const FunctionTrace fn(L"Signature::Create");
+    fn.Run([&] { fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pAlgorithm should not be NULL"); });
+  } catch (CCryptoException* e) {
+    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+    delete e;
+  }
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|Signature::Create",
+                                 L"16|Signature::Create Returns pAlgorithm should not be NULL",
+                             }));
+}
+
 }  // namespace
