@@ -4,7 +4,7 @@
 PREFIX ?= /usr/local
 BUILD_PACKAGES := cmake ninja-build g++ make pkg-config libssl-dev openssl ca-certificates
 TEST_PACKAGES  := $(BUILD_PACKAGES) libgtest-dev libgmock-dev
-BENCH_PACKAGES := $(BUILD_PACKAGES) libbenchmark-dev
+BENCH_PACKAGES := $(BUILD_PACKAGES) libbenchmark-dev python3
 FUZZ_PACKAGES  := $(BUILD_PACKAGES) clang libclang-rt-14-dev
 ENSURE := ./scripts/ensure-packages.sh
 
@@ -33,7 +33,7 @@ bench:
 	@$(ENSURE) $(BENCH_PACKAGES)
 	cmake --preset bench
 	cmake --build --preset bench
-	./scripts/bench.sh build/bench/bench
+	./scripts/bench.sh build/bench/bench/bench
 
 # Every fuzz target for a short while each (FUZZ_SECONDS), over copies of its corpus.
 FUZZ_SECONDS ?= 20

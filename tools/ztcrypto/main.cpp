@@ -19,6 +19,7 @@ using namespace ztcli;
 
 constexpr int kUsageStatus = 64;
 constexpr int kLibraryErrorStatus = 2;
+constexpr const char* kSynopsis = "usage: ztcrypto [--trace[=LEVEL]] COMMAND [ARGUMENTS]";
 
 using Family = std::span<const Command> (*)();
 constexpr Family kFamilies[] = {
@@ -33,7 +34,7 @@ const Command* FindCommand(const std::string& name) {
 }
 
 void PrintUsage(std::ostream& out) {
-  out << "usage: ztcrypto [--trace[=LEVEL]] COMMAND [ARGUMENTS]\n\ncommands:\n";
+  out << kSynopsis << "\n\ncommands:\n";
   for (Family family : kFamilies)
     for (const Command& command : family()) {
       std::string synopsis = std::string(command.name) + " " + command.usage;
@@ -86,7 +87,7 @@ int main(int argc, char** argv) {
   try {
     while (!args.empty() && TakeTraceOption(args.front())) args.erase(args.begin());
   } catch (const UsageError& e) {
-    std::cerr << "ztcrypto: " << e.what() << "\n";
+    std::cerr << "ztcrypto: " << e.what() << "\n" << kSynopsis << "\n";
     return kUsageStatus;
   }
   if (args.empty() || args.front() == "help" || args.front() == "--help") {

@@ -118,9 +118,10 @@ Arg MakeArg(const T& value) {
   a.bytes = sizeof(U);
   if constexpr (kind == Arg::Wide || kind == Arg::Narrow) {
     if constexpr (std::is_pointer_v<U>) {
-      const U ptr = value;
+      using Char = std::remove_cv_t<std::remove_pointer_t<U>>;
+      const Char* ptr = value;
       a.text = ptr;
-      a.length = ptr ? std::char_traits<std::remove_cv_t<std::remove_pointer_t<U>>>::length(ptr) : 0;
+      a.length = ptr ? std::char_traits<Char>::length(ptr) : 0;
     } else {
       a.text = value.data();
       a.length = value.size();

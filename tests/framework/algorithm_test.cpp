@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "support/log_capture.h"
+#include "zt/crypto.h"
+
+namespace {
+
+using namespace ZT::Framework;
+using zttest::LogCapture;
+
+class AlgorithmRegistry : public ::testing::Test {
+ protected:
+  std::unique_ptr<IAlgorithm> ByName(const WString& name) {
+    return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(name, m_parameters.get()));
+  }
+  std::unique_ptr<IAlgorithm> ByOID(const WString& oid) {
+    return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromOID(oid, m_parameters.get()));
+  }
+  // The id of the exception that `create` throws, or 0.
+  template <class F>
+  std::uint64_t ThrownId(F create) {
+    try {
+      delete create();
+    } catch (CCryptoException* e) {
+      const std::unique_ptr<CCryptoException> owned(e);
+      m_lastMessage = e->getMessage();
+      return e->getID();
+    }
+    return 0;
+  }
+
+  std::unique_ptr<IAlgorithmParameters> m_parameters{IAlgorithmParameters::Create()};
+  WString m_lastMessage;
+};
+
+// The whole table, spelled out, in its order.
+const std::pair<const wchar_t*, const wchar_t*> kTable[] = {
+    {L"RSA", L"1.2.840.113549.1.1.1"},      {L"DES", L"1.3.14.3.2.7"},
+    {L"3DES", L"1.2.840.113549.3.7"},       {L"AES", L"2.16.840.1.101.3.4.1.2"},
+    {L"SHA1", L"1.3.14.3.2.26"},            {L"SHA224", L"2.16.840.1.101.3.4.2.4"},
+    {L"SHA256", L"2.16.840.1.101.3.4.2.1"}, {L"SHA384", L"2.16.840.1.101.3.4.2.2"},
+    {L"SHA512", L"2.16.840.1.101.3.4.2.3"}, {L"MD2", L"1.2.840.113549.2.2"},
+    {L"MD4", L"1.2.840.113549.2.4"},        {L"MD5", L"1.2.840.113549.2.5"},
+    {L"CMAC", L"Unknown OID"},              {L"HMAC_SHA1", L"1.2.840.113549.2.7"},
+    {L"HMAC_SHA224", L"1.2.840.113549.2.8"}, {L"HMAC_SHA256", L"1.2.840.113549.2.9"},
+    {L"HMAC_SHA384", L"1.2.840.113549.2.10"}, {L"HMAC_SHA512", L"1.2.840.113549.2.11"},
+    {L"FIPS186DSARNG", L"Unknown OID"},     {L"ECDH_P224", L"1.3.132.0.33"},
+    {L"ECDH_P256", L"1.2.840.10045.3.1.7"}, {L"ECDH_P384", L"1.3.132.0.34"},
+    {L"ECDH_P521", L"1.3.132.0.35"},        {L"800_56A_KDF", L"Unknown OID"},
+    {L"PKCS5_PBKDF2", L"1.2.840.113549.1.5.12"}, {L"DPAPI", L"Unknown OID"},
+};
+
+TEST_F(AlgorithmRegistry, EveryRowResolvesBothWays) {
+  const StringList names = IAlgorithm::ListFriendlyNames();
+  ASSERT_EQ(names.size(), std::size(kTable));
+  auto listed = names.begin();
+  for (const auto& [name, oid] : kTable) {
+    EXPECT_EQ(*listed++, name);
+    const auto byName = ByName(name);
+    EXPECT_EQ(byName->GetOID(), oid) << name;
+    EXPECT_EQ(byName->GetFriendlyName(), name);
+    if (std::wstring_view(oid) == L"Unknown OID") continue;
+    const auto byOID = ByOID(oid);
+    EXPECT_EQ(byOID->GetFriendlyName(), name) << oid;
+    EXPECT_EQ(byOID->GetOID(), oid);
+  }
+}
+
+TEST_F(AlgorithmRegistry, AnOIDOutsideTheTableNamesItself) {
+  const auto algorithm = ByOID(L"1.2.3.4");
+  EXPECT_EQ(algorithm->GetOID(), L"1.2.3.4");
+  EXPECT_EQ(algorithm->GetFriendlyName(), L"1.2.3.4");
+  // No reverse lookup for the rows without an OID.
+  EXPECT_EQ(ByOID(L"Unknown OID")->GetFriendlyName(), L"Unknown OID");
+  // Exact match: no trimming, no prefix match.
+  EXPECT_EQ(ByOID(L"2.16.840.1.101.3.4.2.1 ")->GetFriendlyName(), L"2.16.840.1.101.3.4.2.1 ");
+  EXPECT_EQ(ByOID(L"1.2.840.113549.2.1")->GetFriendlyName(), L"1.2.840.113549.2.1");
+}
+
+TEST_F(AlgorithmRegistry, NamesAreExactAndCaseSensitive) {
+  for (const wchar_t* name : {L"sha256", L"SHA-256", L"Sha256", L" SHA256", L"SHA256 ", L"", L"HMAC_SHA"}) {
+    EXPECT_EQ(ThrownId([&] { return IAlgorithm::CreateFromFriendlyName(name, m_parameters.get()); }),
+              CRYPTO_NO_SUCH_ALGORITHM)
+        << name;
+    EXPECT_EQ(m_lastMessage, L"Unsupported algorithm");
+  }
+}
+
+TEST_F(AlgorithmRegistry, NullParametersAreRefused) {
+  EXPECT_EQ(ThrownId([] { return IAlgorithm::CreateFromFriendlyName(L"SHA1", nullptr); }), CRYPTO_BAD_PARAM);
+  EXPECT_EQ(ThrownId([] { return IAlgorithm::CreateFromOID(L"1.3.14.3.2.26", nullptr); }), CRYPTO_BAD_PARAM);
+}
+
+TEST_F(AlgorithmRegistry, AlgorithmKeepsAClonedParameters) {
+  m_parameters->SetSaltLen(32);
+  const auto algorithm = ByName(L"RSA");
+  m_parameters->SetSaltLen(64);
+  std::uint64_t salt = 0;
+  ASSERT_NE(algorithm->GetParameters(), nullptr);
+  EXPECT_NE(algorithm->GetParameters(), m_parameters.get());
+  ASSERT_TRUE(algorithm->GetParameters()->GetSaltLen(salt));
+  EXPECT_EQ(salt, 32u);
+
+  const std::unique_ptr<IAlgorithm> clone(algorithm->Clone());
+  EXPECT_EQ(clone->GetOID(), algorithm->GetOID());
+  EXPECT_EQ(clone->GetFriendlyName(), algorithm->GetFriendlyName());
+  EXPECT_NE(clone->GetParameters(), algorithm->GetParameters());
+  ASSERT_TRUE(clone->GetParameters()->GetSaltLen(salt));
+  EXPECT_EQ(salt, 32u);
+}
+
+TEST_F(AlgorithmRegistry, CreateFromOIDTracesTheFactoryAndTheConstructor) {
+  LogCapture capture;
+  const auto algorithm = ByOID(L"1.3.14.3.2.26");
+  const std::wstring self = zttest::AddressText(algorithm.get());
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|IAlgorithm::CreateFromOID",
+                                 L"8|CAlgorithm::CAlgorithm : this=" + self,
+                                 L"16|CAlgorithm::CAlgorithm",
+                                 L"16|IAlgorithm::CreateFromOID",
+                             }));
+}
+
+TEST_F(AlgorithmRegistry, UnknownNameTracesErrorAndReturnsLines) {
+  LogCapture capture;
+  EXPECT_EQ(ThrownId([&] { return IAlgorithm::CreateFromFriendlyName(L"sha256", m_parameters.get()); }),
+            CRYPTO_NO_SUCH_ALGORITHM);
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|IAlgorithm::CreateFromFriendlyName",
+                                 L"1|IAlgorithm::CreateFromFriendlyName : Unsupported algorithm: sha256",
+                                 L"16|IAlgorithm::CreateFromFriendlyName Returns Unsupported algorithm",
+                             }));
+}
+
+TEST_F(AlgorithmRegistry, GettersTraceUnderTheLabelOfClone) {
+  const auto algorithm = ByName(L"SHA1");
+  const std::wstring self = zttest::AddressText(algorithm.get());
+  const std::wstring parameters = zttest::AddressText(algorithm->GetParameters());
+  LogCapture capture;
+  (void)algorithm->GetOID();
+  (void)algorithm->GetFriendlyName();
+  (void)algorithm->GetParameters();
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|CAlgorithm::Clone : this=" + self,
+                                 L"0|CAlgorithm::Clone : m_sOID=1.3.14.3.2.26",
+                                 L"16|CAlgorithm::Clone",
+                                 L"8|CAlgorithm::Clone : this=" + self,
+                                 L"0|CAlgorithm::Clone : m_sFriendlyName=SHA1",
+                                 L"16|CAlgorithm::Clone",
+                                 L"8|CAlgorithm::Clone : this=" + self,
+                                 L"0|CAlgorithm::Clone : m_pParameters=" + parameters,
+                                 L"16|CAlgorithm::Clone",
+                             }));
+}
+
+TEST_F(AlgorithmRegistry, DestructorTraces) {
+  IAlgorithm* algorithm = IAlgorithm::CreateFromFriendlyName(L"MD5", m_parameters.get());
+  const std::wstring self = zttest::AddressText(algorithm);
+  LogCapture capture;
+  delete algorithm;
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{L"8|CAlgorithm::~CAlgorithm : this=" + self,
+                                                        L"16|CAlgorithm::~CAlgorithm"}));
+}
+
+}  // namespace

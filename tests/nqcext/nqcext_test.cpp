@@ -1,0 +1,184 @@
+#include <nq/nqcext.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using namespace ZT::Framework;
+
+// DataMap's constructors are for derived maps.
+struct Map : DataMap2 {};
+
+TEST(DataMap, AbsentKeysReadFalseAndEraseZero) {
+  Map map;
+  NQData data;
+  ByteArray bytes{1};
+  unsigned char flag = 9;
+  StringList list{L"kept"};
+  EXPECT_FALSE(map.Get(L"k"));
+  EXPECT_FALSE(map.Get(L"k", data));
+  EXPECT_FALSE(map.Get(L"k", bytes));
+  EXPECT_FALSE(map.Get(L"k", flag));
+  EXPECT_FALSE(map.Get(L"k", list));
+  EXPECT_EQ(map.erase(L"k"), 0u);
+  EXPECT_EQ(bytes, ByteArray{1});
+  EXPECT_EQ(flag, 9);
+  EXPECT_EQ(list.size(), 1u);
+}
+
+TEST(DataMap, EachKindReadsBackAndTheLastValueWins) {
+  Map map;
+  map.Add(L"n", NQData(std::uint64_t{7}));
+  map.Add(L"n", NQData(std::uint64_t{8}));
+  map.Add(L"s", NQData(WString(L"text")));
+  map.Add(L"b", ByteArray{1, 2, 3});
+  map.Add(L"f", static_cast<unsigned char>(0xFE));
+  map.Add(L"l", StringList{L"1.2.3", L"2.5.29.37"});
+  map.Add(L"p");
+
+  NQData data;
+  ASSERT_TRUE(map.Get(L"n", data));
+  EXPECT_EQ(data.Uint(), 8u);
+  ASSERT_TRUE(map.Get(L"s", data));
+  EXPECT_EQ(data.string(), L"text");
+  ByteArray bytes;
+  ASSERT_TRUE(map.Get(L"b", bytes));
+  EXPECT_EQ(bytes, (ByteArray{1, 2, 3}));
+  unsigned char flag = 0;
+  ASSERT_TRUE(map.Get(L"f", flag));
+  EXPECT_EQ(flag, 0xFE);
+  StringList list;
+  ASSERT_TRUE(map.Get(L"l", list));
+  EXPECT_EQ(list, (StringList{L"1.2.3", L"2.5.29.37"}));
+  EXPECT_TRUE(map.Get(L"p"));
+  EXPECT_FALSE(map.Get(L"p", data)) << "a key without a value has no NQData value";
+  EXPECT_EQ(map.erase(L"p"), 1u);
+  EXPECT_FALSE(map.Get(L"p"));
+}
+
+TEST(DataMap, KeysAreComparedExactly) {
+  Map map;
+  map.Add(L"Key", NQData(WString(L"v")));
+  EXPECT_FALSE(map.Get(L"key"));
+  EXPECT_FALSE(map.Get(L"Key "));
+  EXPECT_TRUE(map.Get(L"Key"));
+}
+
+TEST(DataMap, AValueOfAnotherKindReadsAsAbsent) {
+  Map map;
+  map.Add(L"f", static_cast<unsigned char>(1));
+  ByteArray bytes;
+  StringList list;
+  NQData data;
+  EXPECT_FALSE(map.Get(L"f", bytes));
+  EXPECT_FALSE(map.Get(L"f", list));
+  EXPECT_FALSE(map.Get(L"f", data));
+  // Bytes are one kind, however they were added.
+  map.Add(L"b", NQData(ByteArray{4, 5}));
+  ASSERT_TRUE(map.Get(L"b", bytes));
+  EXPECT_EQ(bytes, (ByteArray{4, 5}));
+}
+
+TEST(DataMap, CopiesAreIndependent) {
+  Map original;
+  original.Add(L"k", NQData(WString(L"one")));
+  Map copy(original);
+  copy.Add(L"k", NQData(WString(L"two")));
+  NQData data;
+  ASSERT_TRUE(original.Get(L"k", data));
+  EXPECT_EQ(data.string(), L"one");
+  original = copy;
+  ASSERT_TRUE(original.Get(L"k", data));
+  EXPECT_EQ(data.string(), L"two");
+}
+
+TEST(DataMap, ProtectedSectionIsReentrant) {
+  Map map;
+  map.EnterProtectedSection();
+  map.EnterProtectedSection();
+  map.Add(L"k");
+  map.LeaveProtectedSection();
+  map.LeaveProtectedSection();
+  EXPECT_TRUE(map.Get(L"k"));
+}
+
+TEST(NQData, ReadingAnotherKindThrowsACExceptionPointer) {
+  const NQData number(std::uint64_t{1});
+  try {
+    (void)number.string();
+    FAIL() << "no exception";
+  } catch (IException* e) {
+    const std::unique_ptr<IException> owned(e);
+    EXPECT_EQ(e->getID(), NQCEXT_WRONG_KIND);
+  }
+  EXPECT_EQ(NQData().kind(), NQData::Kind::Empty);
+}
+
+TEST(CException, InnerExceptionIsOwnedAndSharedByCopies) {
+  auto* inner = new CException(L"inner/file", 3, L"inner message", 4004, nullptr);
+  auto* outer = new CException(L"outer/file", 9, L"outer message", 4004, inner);
+  EXPECT_EQ(outer->getInnerException(), inner);
+  EXPECT_EQ(outer->getFilename(), L"outer/file");
+  EXPECT_EQ(outer->getLineNumber(), 9u);
+  EXPECT_STREQ(outer->what(), L"outer message");
+  EXPECT_EQ(outer->toString(), L"outer/file(9): outer message [ID 4004] <- inner/file(3): inner message [ID 4004]");
+  {
+    const CException copy(*outer);
+    EXPECT_EQ(copy.getInnerException(), inner);
+  }
+  // The copy's end did not release the inner exception: the outer still reads it (ASan would
+  // report a use after free otherwise), and deleting the outer releases it (LSan checks).
+  EXPECT_EQ(outer->getInnerException()->getMessage(), L"inner message");
+  delete outer;
+}
+
+TEST(CConverter, FourAndSixteenBytesReadAsIPAddresses) {
+  auto text = [](ByteArray bytes) { return CConverter::ByteArrayToString(bytes); };
+  EXPECT_EQ(text({192, 168, 0, 1}), L"192.168.0.1");
+  EXPECT_EQ(text({0, 0, 0, 0}), L"0.0.0.0");
+  // RFC 5952 section 4 forms.
+  EXPECT_EQ(text({0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}), L"2001:db8::1");
+  EXPECT_EQ(text({0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1}), L"2001:db8::1:0:0:1");
+  EXPECT_EQ(text({0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1}), L"2001:db8:0:1:1:1:1:1");
+  EXPECT_EQ(text({0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}), L"2001:db8:0:0:1::");
+  EXPECT_EQ(text({0x20, 0x01, 0x0d, 0xb8, 0xAB, 0xCD, 0x00, 0x12, 0, 0, 0, 0, 0, 0, 0, 0}), L"2001:db8:abcd:12::");
+  EXPECT_EQ(text(ByteArray(16, 0)), L"::");
+  EXPECT_EQ(text({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}), L"::1");
+  EXPECT_EQ(text({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 192, 0, 2, 1}), L"::ffff:192.0.2.1");
+}
+
+TEST(CConverter, AddressWithMaskAndOtherLengths) {
+  EXPECT_EQ(CConverter::ByteArrayToString({10, 0, 0, 0, 255, 0, 0, 0}), L"10.0.0.0/255.0.0.0");
+  ByteArray v6(32, 0);
+  v6[0] = 0x20, v6[1] = 0x01, v6[2] = 0x0d, v6[3] = 0xb8;
+  for (int i = 16; i < 20; ++i) v6[i] = 0xff;
+  EXPECT_EQ(CConverter::ByteArrayToString(v6), L"2001:db8::/ffff:ffff::");
+  EXPECT_EQ(CConverter::ByteArrayToString({0x01, 0xab, 0xff}), L"01:ab:ff");
+  EXPECT_EQ(CConverter::ByteArrayToString({}), L"");
+}
+
+TEST(CConverter, MultiByteTextIsStrictUtf8) {
+  EXPECT_EQ(CConverter::MBCSByteArrayToString({'a', 0xc3, 0xa9, 0xe4, 0xb8, 0xad, 0xf0, 0x9f, 0x98, 0x80}),
+            L"a\u00e9\u4e2d\U0001F600");
+  const ByteArray malformed[] = {
+      {0xc3},                    // cut short
+      {0x80},                    // continuation byte first
+      {0xc0, 0xaf},              // overlong '/'
+      {0xed, 0xa0, 0x80},        // surrogate
+      {0xf4, 0x90, 0x80, 0x80},  // above U+10FFFF
+      {0xff},
+  };
+  for (const ByteArray& bytes : malformed) {
+    try {
+      (void)CConverter::MBCSByteArrayToString(bytes);
+      ADD_FAILURE() << "accepted byte " << int(bytes[0]);
+    } catch (IException* e) {
+      EXPECT_EQ(e->getID(), NQCEXT_BAD_CONVERSION);
+      delete e;
+    }
+  }
+}
+
+}  // namespace

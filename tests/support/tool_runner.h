@@ -1,0 +1,22 @@
+// Runs the ztcrypto tool (the built one, or the one ZT_TOOL names) and collects what it printed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zttest {
+
+struct ToolResult {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+// Runs the tool with `args` (no shell: arguments are passed as they are), feeding `input` to its
+// standard input.
+ToolResult RunTool(const std::vector<std::string>& args, const std::string& input = "");
+
+// The path of a fixture file under tests/fixtures (or under ZT_FIXTURES when set).
+std::string FixturePath(const std::string& relative);
+
+}  // namespace zttest
