@@ -245,7 +245,9 @@ bool IsMinimalInteger(Bytes contents);
 bool DecodeInt64(Bytes contents, std::int64_t* out);
 bool DecodeUint64(Bytes contents, std::uint64_t* out);
 // BIT STRING: a first octet 0..7 giving the unused bits, 0 when no octet follows, and the
-// unused bits of the last octet all zero.
+// unused bits of the last octet all zero. Whether a named-bit list (key usage) dropped its
+// trailing zero bits, as DER also asks, is left to the structure reader: only it knows the type,
+// and issued certificates do not always drop them.
 bool DecodeBitString(Bytes contents, BitString* out);
 // OBJECT IDENTIFIER: not empty, no sub-identifier starting with 0x80 (a non-minimal one), the
 // last octet ending a sub-identifier.
