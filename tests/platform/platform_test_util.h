@@ -1,0 +1,142 @@
+// Helpers of the platform seam tests: hex, fixtures, and owning wrappers for seam handles.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace zttest {
+
+using Bytes = std::vector<unsigned char>;
+
+inline Bytes FromHex(const std::string& hex) {
+  Bytes out;
+  std::string digits;
+  for (char c : hex)
+    if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) out.push_back(static_cast<unsigned char>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+  return out;
+}
+
+inline std::string ToHex(const unsigned char* data, std::size_t size) {
+  static const char* digits = "0123456789abcdef";
+  std::string out;
+  for (std::size_t i = 0; i < size; ++i) {
+    out += digits[data[i] >> 4];
+    out += digits[data[i] & 15];
+  }
+  return out;
+}
+inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
+
+inline Bytes FromText(const std::string& text) { return Bytes(text.begin(), text.end()); }
+
+// A file under $ZT_FIXTURES/platform.
+inline std::string FixturePath(const std::string& name) {
+  const char* root = std::getenv("ZT_FIXTURES");
+  return std::string(root != nullptr ? root : "tests/fixtures") + "/platform/" + name;
+}
+
+inline Bytes ReadFixture(const std::string& name) {
+  std::ifstream in(FixturePath(name), std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline std::string ReadFixtureText(const std::string& name) {
+  const Bytes bytes = ReadFixture(name);
+  return std::string(bytes.begin(), bytes.end());
+}
+
+// Owning wrappers: tests leak nothing, whatever assertion fails.
+class Provider {
+ public:
+  explicit Provider(const wchar_t* algorithm, ULONG flags = 0) {
+    status = BCryptOpenAlgorithmProvider(&handle, algorithm, nullptr, flags);
+  }
+  ~Provider() {
+    if (handle != nullptr) BCryptCloseAlgorithmProvider(handle, 0);
+  }
+  Provider(const Provider&) = delete;
+  Provider& operator=(const Provider&) = delete;
+  operator BCRYPT_ALG_HANDLE() const { return handle; }
+
+  BCRYPT_ALG_HANDLE handle = nullptr;
+  NTSTATUS status;
+};
+
+class Key {
+ public:
+  Key() = default;
+  ~Key() { Reset(); }
+  Key(const Key&) = delete;
+  Key& operator=(const Key&) = delete;
+  void Reset() {
+    if (handle != nullptr) BCryptDestroyKey(handle);
+    handle = nullptr;
+  }
+  operator BCRYPT_KEY_HANDLE() const { return handle; }
+  BCRYPT_KEY_HANDLE* operator&() { return &handle; }
+
+  BCRYPT_KEY_HANDLE handle = nullptr;
+};
+
+class Secret {
+ public:
+  ~Secret() {
+    if (handle != nullptr) BCryptDestroySecret(handle);
+  }
+  operator BCRYPT_SECRET_HANDLE() const { return handle; }
+  BCRYPT_SECRET_HANDLE* operator&() { return &handle; }
+
+  BCRYPT_SECRET_HANDLE handle = nullptr;
+};
+
+class CryptContext {
+ public:
+  CryptContext(const wchar_t* provider, DWORD type, DWORD flags = CRYPT_VERIFYCONTEXT) {
+    ok = CryptAcquireContextW(&handle, nullptr, provider, type, flags);
+  }
+  ~CryptContext() {
+    if (handle != 0) CryptReleaseContext(handle, 0);
+  }
+  CryptContext(const CryptContext&) = delete;
+  CryptContext& operator=(const CryptContext&) = delete;
+  operator HCRYPTPROV() const { return handle; }
+
+  HCRYPTPROV handle = 0;
+  BOOL ok;
+};
+
+class CryptKeyHandle {
+ public:
+  CryptKeyHandle() = default;
+  ~CryptKeyHandle() {
+    if (handle != 0) CryptDestroyKey(handle);
+  }
+  CryptKeyHandle(const CryptKeyHandle&) = delete;
+  CryptKeyHandle& operator=(const CryptKeyHandle&) = delete;
+  operator HCRYPTKEY() const { return handle; }
+  HCRYPTKEY* operator&() { return &handle; }
+
+  HCRYPTKEY handle = 0;
+};
+
+// A KeyDataBlob for `key`.
+inline Bytes KeyDataBlob(const Bytes& key) {
+  BCRYPT_KEY_DATA_BLOB_HEADER header{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1,
+                                     static_cast<ULONG>(key.size())};
+  Bytes blob(reinterpret_cast<unsigned char*>(&header), reinterpret_cast<unsigned char*>(&header) + sizeof(header));
+  blob.insert(blob.end(), key.begin(), key.end());
+  return blob;
+}
+
+// The last error as the unsigned value GetLastError returns, for comparison with NTE_ codes.
+inline DWORD Code(HRESULT value) { return static_cast<DWORD>(value); }
+
+}  // namespace zttest
