@@ -20,7 +20,36 @@ bool SplitHandle(std::uintptr_t handle, std::uint32_t* index, std::uint32_t* gen
   return true;
 }
 
+// Each thread keeps a few free slot indices of its own, so that the usual create-use-destroy
+// on one thread takes and gives back slots without contending on the shared free list. A
+// thread hands its spares back when it ends.
+class LocalSpares {
+ public:
+  static constexpr std::size_t kCapacity = 16;
+  ~LocalSpares();
+  bool Take(std::uint32_t* index) {
+    if (m_count == 0) return false;
+    *index = m_indices[--m_count];
+    return true;
+  }
+  bool Give(std::uint32_t index) {
+    if (m_count == kCapacity) return false;
+    m_indices[m_count++] = index;
+    return true;
+  }
+
+ private:
+  std::uint32_t m_indices[kCapacity];
+  std::size_t m_count = 0;
+};
+
+thread_local LocalSpares t_spares;
+
 }  // namespace
+
+LocalSpares::~LocalSpares() {
+  while (m_count != 0) HandleTable::Instance().GiveBackShared(m_indices[--m_count]);
+}
 
 HandleTable& HandleTable::Instance() {
   // Never destroyed: handles may be used until the very end of the process, and the blocks
@@ -38,6 +67,8 @@ HandleTable::Slot* HandleTable::SlotAt(std::uint32_t index) const {
 }
 
 std::uint32_t HandleTable::TakeIndex() {
+  std::uint32_t local = 0;
+  if (t_spares.Take(&local)) return local;
   std::uint64_t head = m_freeHead.load(std::memory_order_acquire);
   while (static_cast<std::uint32_t>(head) != 0) {
     const std::uint32_t index = static_cast<std::uint32_t>(head) - 1;
@@ -62,6 +93,10 @@ std::uint32_t HandleTable::TakeIndex() {
 }
 
 void HandleTable::GiveBackIndex(std::uint32_t index) {
+  if (!t_spares.Give(index)) GiveBackShared(index);
+}
+
+void HandleTable::GiveBackShared(std::uint32_t index) {
   Slot* slot = SlotAt(index);
   std::uint64_t head = m_freeHead.load(std::memory_order_acquire);
   for (;;) {

@@ -6,7 +6,8 @@
 // generation, so the old value stops matching even when the slot is reused. Slots live in
 // blocks that are never freed while the process runs; lookups are lock-free reads of atomics,
 // and insertion and release use a lock-free free list, so that every thread may use the table
-// at once at the cost of a few atomic operations.
+// at once at the cost of a few atomic operations. Each thread also keeps a few free slots of its
+// own, so that a handle made and released on one thread touches no shared free list.
 #pragma once
 
 #include <atomic>
@@ -41,6 +42,9 @@ class HandleTable {
 
   HandleTable(const HandleTable&) = delete;
   HandleTable& operator=(const HandleTable&) = delete;
+
+  // Returns a free slot index to the shared free list (for threads handing back their spares).
+  void GiveBackShared(std::uint32_t index);
 
  private:
   HandleTable() = default;
