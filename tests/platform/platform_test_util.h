@@ -81,7 +81,6 @@ class Key {
     handle = nullptr;
   }
   operator BCRYPT_KEY_HANDLE() const { return handle; }
-  BCRYPT_KEY_HANDLE* operator&() { return &handle; }
 
   BCRYPT_KEY_HANDLE handle = nullptr;
 };
@@ -92,7 +91,6 @@ class Secret {
     if (handle != nullptr) BCryptDestroySecret(handle);
   }
   operator BCRYPT_SECRET_HANDLE() const { return handle; }
-  BCRYPT_SECRET_HANDLE* operator&() { return &handle; }
 
   BCRYPT_SECRET_HANDLE handle = nullptr;
 };
@@ -122,7 +120,6 @@ class CryptKeyHandle {
   CryptKeyHandle(const CryptKeyHandle&) = delete;
   CryptKeyHandle& operator=(const CryptKeyHandle&) = delete;
   operator HCRYPTKEY() const { return handle; }
-  HCRYPTKEY* operator&() { return &handle; }
 
   HCRYPTKEY handle = 0;
 };
