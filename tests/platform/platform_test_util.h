@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -51,6 +54,32 @@ inline Bytes ReadFixture(const std::string& name) {
 inline std::string ReadFixtureText(const std::string& name) {
   const Bytes bytes = ReadFixture(name);
   return std::string(bytes.begin(), bytes.end());
+}
+
+inline void WriteFile(const std::string& path, const Bytes& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+inline Bytes ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Decrypts `cipher` (big-endian) with the fixture's private key by the openssl command-line
+// tool, with the given pkeyutl options. Empty when the tool refuses it.
+inline Bytes OpensslDecrypt(const Bytes& cipher, const std::string& options) {
+  const std::string base = testing::TempDir() + "zt_platform_" + std::to_string(::getpid());
+  const std::string in = base + ".in", out = base + ".out";
+  WriteFile(in, cipher);
+  std::remove(out.c_str());
+  const std::string command = "openssl pkeyutl -decrypt -inkey '" + FixturePath("rsa2048.key.pem") + "' " + options +
+                              " -in '" + in + "' -out '" + out + "' 2>/dev/null";
+  const int status = std::system(command.c_str());
+  Bytes plain = status == 0 ? ReadFile(out) : Bytes();
+  std::remove(in.c_str());
+  std::remove(out.c_str());
+  return plain;
 }
 
 // Owning wrappers: tests leak nothing, whatever assertion fails.
