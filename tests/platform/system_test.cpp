@@ -1,6 +1,10 @@
 // GUIDs, rand_s, the per-thread last error, the key storage entries and the module registry
 // with its test hooks.
 
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/provider.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <set>
@@ -183,4 +187,22 @@ TEST_F(ModuleRegistry, ThreadsLoadAndFreeConcurrently) {
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(hooks::ModuleReferenceCount(L"bcrypt.dll"), before);
+}
+
+TEST(OpenSslContext, SeamLeavesTheProcessDefaultContextAlone) {
+  // Single DES needs the legacy provider; the seam has it in its own context only.
+  Provider des(BCRYPT_DES_ALGORITHM);
+  Key key;
+  Bytes blob = KeyDataBlob(Bytes(8, 1));
+  ASSERT_EQ(BCryptImportKey(des, nullptr, BCRYPT_KEY_DATA_BLOB, &key.handle, nullptr, 0, blob.data(),
+                            static_cast<ULONG>(blob.size()), 0),
+            STATUS_SUCCESS);
+  Bytes data(8), out(8);
+  ULONG size = 0;
+  ASSERT_EQ(BCryptEncrypt(key, data.data(), 8, nullptr, nullptr, 0, out.data(), 8, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0);
+  EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "DES-CBC", nullptr);
+  EXPECT_EQ(cipher, nullptr);
+  EVP_CIPHER_free(cipher);
+  ERR_clear_error();
 }
