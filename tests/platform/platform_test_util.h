@@ -48,6 +48,7 @@ inline std::string FixturePath(const std::string& name) {
 
 inline Bytes ReadFixture(const std::string& name) {
   std::ifstream in(FixturePath(name), std::ios::binary);
+  if (!in) ADD_FAILURE() << "missing fixture " << FixturePath(name);
   return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
