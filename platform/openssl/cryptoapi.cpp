@@ -288,9 +288,9 @@ BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
     if (FindProvider(hProv) == nullptr) return Fail(NTE_BAD_UID);
     if (pbBuffer == nullptr && dwLen != 0) return Fail(ERROR_INVALID_PARAMETER);
     if (dwLen == 0) return TRUE;
-    // The buffer's content is an auxiliary seed.
-    const SecretBytes seed(pbBuffer, dwLen);
-    return RandomBytes(pbBuffer, dwLen, seed.data(), seed.size()) ? TRUE : Fail(NTE_FAIL);
+    // The buffer's content is mixed in as additional input, as the providers document.
+    const SecretBytes additional(pbBuffer, dwLen);
+    return RandomBytes(pbBuffer, dwLen, additional.data(), additional.size()) ? TRUE : Fail(NTE_FAIL);
   });
 }
 
