@@ -1,0 +1,130 @@
+#include "platform/openssl/library.h"
+
+#include <openssl/core_names.h>
+#include <openssl/err.h>
+#include <openssl/rand.h>
+
+#include <algorithm>
+
+namespace ZT::Platform {
+
+namespace {
+
+struct DigestRow {
+  DigestId id;
+  const char* name;
+};
+constexpr DigestRow kDigests[] = {
+    {DigestId::MD5, "MD5"},         {DigestId::SHA1, "SHA1"},       {DigestId::SHA256, "SHA2-256"},
+    {DigestId::SHA384, "SHA2-384"}, {DigestId::SHA512, "SHA2-512"},
+};
+
+struct CipherRow {
+  CipherId id;
+  const char* name;
+};
+constexpr CipherRow kCiphers[] = {
+    {CipherId::DES_ECB, "DES-ECB"},           {CipherId::DES_CBC, "DES-CBC"},
+    {CipherId::DES_EDE_ECB, "DES-EDE-ECB"},   {CipherId::DES_EDE_CBC, "DES-EDE-CBC"},
+    {CipherId::DES_EDE3_ECB, "DES-EDE3-ECB"}, {CipherId::DES_EDE3_CBC, "DES-EDE3-CBC"},
+    {CipherId::AES128_ECB, "AES-128-ECB"},    {CipherId::AES128_CBC, "AES-128-CBC"},
+    {CipherId::AES192_ECB, "AES-192-ECB"},    {CipherId::AES192_CBC, "AES-192-CBC"},
+    {CipherId::AES256_ECB, "AES-256-ECB"},    {CipherId::AES256_CBC, "AES-256-CBC"},
+};
+
+}  // namespace
+
+void SecretBytes::Append(const unsigned char* data, std::size_t size) {
+  if (size == 0) return;
+  if (m_bytes.size() + size > m_bytes.capacity()) {
+    // Grow by hand so that the old block is wiped, not merely released.
+    std::vector<unsigned char> grown;
+    grown.reserve(std::max(m_bytes.size() + size, 2 * m_bytes.capacity()));
+    grown.assign(m_bytes.begin(), m_bytes.end());
+    Wipe();
+    m_bytes.swap(grown);
+  }
+  m_bytes.insert(m_bytes.end(), data, data + size);
+}
+
+const char* DigestName(DigestId id) {
+  for (const DigestRow& row : kDigests)
+    if (row.id == id) return row.name;
+  return nullptr;
+}
+
+const Library& Library::Get() {
+  // A function-local static: built once, thread-safely, on first use.
+  static const Library library;
+  return library;
+}
+
+Library::Library() : m_context(OSSL_LIB_CTX_new()) {
+  if (!m_context) return;
+  // Single DES lives in the legacy provider; everything else in the default one.
+  m_defaultProvider = OSSL_PROVIDER_load(m_context.get(), "default");
+  m_legacyProvider = OSSL_PROVIDER_load(m_context.get(), "legacy");
+  FetchDigests();
+  FetchCiphers();
+  m_hmac.reset(EVP_MAC_fetch(m_context.get(), "HMAC", nullptr));
+  MakeHmacTemplates();
+  m_pbkdf2.reset(EVP_KDF_fetch(m_context.get(), "PBKDF2", nullptr));
+  // Fetch failures leave errors queued on this thread; they say nothing to a later caller.
+  ERR_clear_error();
+}
+
+Library::~Library() {
+  // Fetched objects first: they hold references into the providers and the context.
+  for (auto& t : m_hmacTemplates) t.reset();
+  for (auto& d : m_digests) d.reset();
+  for (auto& c : m_ciphers) c.reset();
+  m_hmac.reset();
+  m_pbkdf2.reset();
+  if (m_legacyProvider != nullptr) OSSL_PROVIDER_unload(m_legacyProvider);
+  if (m_defaultProvider != nullptr) OSSL_PROVIDER_unload(m_defaultProvider);
+}
+
+void Library::FetchDigests() {
+  for (const DigestRow& row : kDigests) m_digests[Index(row.id)].reset(EVP_MD_fetch(m_context.get(), row.name, nullptr));
+}
+
+void Library::FetchCiphers() {
+  for (const CipherRow& row : kCiphers)
+    m_ciphers[Index(row.id)].reset(EVP_CIPHER_fetch(m_context.get(), row.name, nullptr));
+}
+
+void Library::MakeHmacTemplates() {
+  if (!m_hmac) return;
+  for (const DigestRow& row : kDigests) {
+    MacCtxPtr ctx(EVP_MAC_CTX_new(m_hmac.get()));
+    if (!ctx) continue;
+    const OSSL_PARAM params[] = {
+        OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, const_cast<char*>(row.name), 0),
+        OSSL_PARAM_construct_end()};
+    // The digest is resolved here, once; duplicates of the template inherit it, so that a
+    // keyed hash costs no name lookup.
+    if (EVP_MAC_CTX_set_params(ctx.get(), params) == 1) m_hmacTemplates[Index(row.id)] = std::move(ctx);
+  }
+}
+
+bool RandomBytes(unsigned char* out, std::size_t size, const unsigned char* additional, std::size_t additionalSize) {
+  OSSL_LIB_CTX* context = Library::Get().Context();
+  if (context == nullptr) return false;
+  if (size == 0) return true;
+  if (additionalSize == 0) return RAND_bytes_ex(context, out, size, 0) == 1;
+  // The caller's bytes go in as the DRBG's additional input (SP 800-90A), which is how
+  // "entropy in the buffer" can add to, but never weaken, the generator's output.
+  EVP_RAND_CTX* drbg = RAND_get0_public(context);
+  if (drbg == nullptr) return false;
+  // The DRBG serves at most 64 KiB a request (its default maximum); smaller chunks stay below it.
+  constexpr std::size_t kChunk = 4096;
+  const unsigned int strength = EVP_RAND_get_strength(drbg);
+  for (std::size_t done = 0; done < size;) {
+    const std::size_t chunk = std::min(size - done, kChunk);
+    if (EVP_RAND_generate(drbg, out + done, chunk, strength, 0, additional, additionalSize) != 1) return false;
+    done += chunk;
+  }
+  return true;
+}
+
+}  // namespace ZT::Platform

@@ -1,0 +1,9 @@
+// The whole platform seam in one include: the Windows interfaces the engines call.
+#pragma once
+
+#include "platform/wintypes.h"
+#include "platform/bcrypt.h"
+#include "platform/ncrypt.h"
+#include "platform/wincrypt.h"
+#include "platform/libloader.h"
+#include "platform/guid.h"

@@ -1,0 +1,106 @@
+// The base of the platform seam: the Windows API's integer and pointer types, its error codes
+// and the per-thread last error, as the engines use them. On Windows they come from the system
+// headers; elsewhere this header declares them with the published names, sizes and values.
+//
+// Sizes follow the 64-bit Windows ABI (LLP64): LONG, ULONG and DWORD are 32 bits even where the
+// C `long` is 64 bits, so blob structures keep their published layout on every platform.
+#pragma once
+
+#if defined(_WIN32)
+
+#include <windows.h>
+
+#else
+
+#include <cstddef>
+#include <cstdint>
+
+#define WINAPI
+#define CALLBACK
+
+#ifndef TRUE
+#define TRUE 1
+#endif
+#ifndef FALSE
+#define FALSE 0
+#endif
+
+typedef int BOOL;
+typedef std::uint8_t BOOLEAN;
+typedef std::uint8_t BYTE;
+typedef std::uint8_t UCHAR;
+typedef std::uint16_t WORD;
+typedef std::uint16_t USHORT;
+typedef std::uint32_t DWORD;
+typedef std::uint32_t ULONG;
+typedef std::int32_t LONG;
+typedef std::uint32_t UINT;
+typedef std::int32_t INT;
+typedef std::uint64_t ULONGLONG;
+typedef std::uintptr_t ULONG_PTR;
+typedef std::intptr_t INT_PTR;
+typedef std::intptr_t LONG_PTR;
+typedef std::size_t SIZE_T;
+typedef wchar_t WCHAR;
+typedef char CHAR;
+
+#define VOID void
+typedef void* PVOID;
+typedef void* LPVOID;
+typedef const void* LPCVOID;
+typedef void* HANDLE;
+typedef BYTE* PBYTE;
+typedef BYTE* LPBYTE;
+typedef const BYTE* LPCBYTE;
+typedef UCHAR* PUCHAR;
+typedef ULONG* PULONG;
+typedef DWORD* PDWORD;
+typedef DWORD* LPDWORD;
+typedef WCHAR* LPWSTR;
+typedef WCHAR* PWSTR;
+typedef const WCHAR* LPCWSTR;
+typedef const WCHAR* PCWSTR;
+typedef CHAR* LPSTR;
+typedef const CHAR* LPCSTR;
+
+typedef LONG HRESULT;
+typedef LONG NTSTATUS;
+typedef LONG SECURITY_STATUS;
+
+// Win32 error codes (GetLastError).
+#define ERROR_SUCCESS 0L
+#define ERROR_INVALID_HANDLE 6L
+#define ERROR_NOT_ENOUGH_MEMORY 8L
+#define ERROR_INVALID_DATA 13L
+#define ERROR_NOT_SUPPORTED 50L
+#define ERROR_INVALID_PARAMETER 87L
+#define ERROR_CALL_NOT_IMPLEMENTED 120L
+#define ERROR_INSUFFICIENT_BUFFER 122L
+#define ERROR_MOD_NOT_FOUND 126L
+#define ERROR_PROC_NOT_FOUND 127L
+#define ERROR_BUSY 170L
+#define ERROR_MORE_DATA 234L
+#define ERROR_NO_MORE_ITEMS 259L
+
+// COM results.
+#define S_OK ((HRESULT)0L)
+#define S_FALSE ((HRESULT)1L)
+#define E_FAIL ((HRESULT)0x80004005L)
+#define E_OUTOFMEMORY ((HRESULT)0x8007000EL)
+#define E_INVALIDARG ((HRESULT)0x80070057L)
+
+#define SUCCEEDED(hr) (((HRESULT)(hr)) >= 0)
+#define FAILED(hr) (((HRESULT)(hr)) < 0)
+
+extern "C" {
+
+// The calling thread's last error code, as set by the last failing seam function (or
+// SetLastError). Each thread has its own; a new thread starts with ERROR_SUCCESS.
+DWORD WINAPI GetLastError(void);
+
+// Sets the calling thread's last error code.
+void WINAPI SetLastError(DWORD dwErrCode);
+
+}  // extern "C"
+
+#endif  // _WIN32

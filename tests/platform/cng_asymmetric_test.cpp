@@ -1,0 +1,433 @@
+// CNG RSA against a key and ciphertexts made by the openssl tool, and CNG ECDH against the
+// RFC 5903 points, with "HASH" derivation checked against digests computed independently.
+
+#include <openssl/evp.h>
+
+#include "platform_test_util.h"
+
+using namespace zttest;
+
+namespace {
+
+void Append(Bytes& to, const Bytes& bytes) { to.insert(to.end(), bytes.begin(), bytes.end()); }
+
+void AppendUlong(Bytes& to, ULONG value) {
+  const auto* p = reinterpret_cast<const unsigned char*>(&value);
+  to.insert(to.end(), p, p + sizeof(value));
+}
+
+Bytes Header(const BCRYPT_RSAKEY_BLOB& h) {
+  const auto* p = reinterpret_cast<const unsigned char*>(&h);
+  return Bytes(p, p + sizeof(h));
+}
+
+// The fixture key's integers, big-endian.
+struct RsaFixture {
+  Bytes n = FromHex(ReadFixtureText("rsa2048.n.hex"));
+  Bytes e = FromHex(ReadFixtureText("rsa2048.e.hex"));
+  Bytes p = FromHex(ReadFixtureText("rsa2048.p.hex"));
+  Bytes q = FromHex(ReadFixtureText("rsa2048.q.hex"));
+
+  Bytes PublicBlob() const {
+    Bytes blob = Header({BCRYPT_RSAPUBLIC_MAGIC, 2048, static_cast<ULONG>(e.size()), static_cast<ULONG>(n.size()), 0, 0});
+    Append(blob, e);
+    Append(blob, n);
+    return blob;
+  }
+  Bytes PrivateBlob(const Bytes& prime2) const {
+    Bytes blob = Header({BCRYPT_RSAPRIVATE_MAGIC, 2048, static_cast<ULONG>(e.size()), static_cast<ULONG>(n.size()),
+                         static_cast<ULONG>(p.size()), static_cast<ULONG>(prime2.size())});
+    Append(blob, e);
+    Append(blob, n);
+    Append(blob, p);
+    Append(blob, prime2);
+    return blob;
+  }
+};
+
+NTSTATUS ImportPair(BCRYPT_ALG_HANDLE provider, const wchar_t* type, Bytes blob, Key* key) {
+  return BCryptImportKeyPair(provider, nullptr, type, &key->handle, blob.data(), static_cast<ULONG>(blob.size()), 0);
+}
+
+NTSTATUS RsaEncrypt(BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flags, void* info, Bytes* output) {
+  ULONG size = 0;
+  NTSTATUS status = BCryptEncrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr,
+                                  0, nullptr, 0, &size, flags);
+  if (!NT_SUCCESS(status)) return status;
+  output->assign(size, 0);
+  status = BCryptEncrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr, 0,
+                         output->data(), size, &size, flags);
+  output->resize(size);
+  return status;
+}
+
+NTSTATUS RsaDecrypt(BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flags, void* info, Bytes* output) {
+  ULONG size = 0;
+  NTSTATUS status = BCryptDecrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr,
+                                  0, nullptr, 0, &size, flags);
+  if (!NT_SUCCESS(status)) return status;
+  output->assign(size, 0);
+  status = BCryptDecrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr, 0,
+                         output->data(), size, &size, flags);
+  output->resize(size);
+  return status;
+}
+
+// RFC 5903 section 8: initiator i with public gi, responder r with public gr, shared x girx.
+struct EcdhVector {
+  const wchar_t* algorithm;
+  ULONG publicMagic, privateMagic;
+  const char *i, *gix, *giy, *r, *grx, *gry, *girx;
+};
+const EcdhVector kRfc5903[] = {
+    {BCRYPT_ECDH_P256_ALGORITHM, BCRYPT_ECDH_PUBLIC_P256_MAGIC, BCRYPT_ECDH_PRIVATE_P256_MAGIC,
+     "C88F01F5 10D9AC3F 70A292DA A2316DE5 44E9AAB8 AFE84049 C62A9C57 862D1433",
+     "DAD0B653 94221CF9 B051E1FE CA5787D0 98DFE637 FC90B9EF 945D0C37 72581180",
+     "5271A046 1CDB8252 D61F1C45 6FA3E59A B1F45B33 ACCF5F58 389E0577 B8990BB3",
+     "C6EF9C5D 78AE012A 011164AC B397CE20 88685D8F 06BF9BE0 B283AB46 476BEE53",
+     "D12DFB52 89C8D4F8 1208B702 70398C34 2296970A 0BCCB74C 736FC755 4494BF63",
+     "56FBF3CA 366CC23E 8157854C 13C58D6A AC23F046 ADA30F83 53E74F33 039872AB",
+     "D6840F6B 42F6EDAF D13116E0 E1256520 2FEF8E9E CE7DCE03 812464D0 4B9442DE"},
+    {BCRYPT_ECDH_P384_ALGORITHM, BCRYPT_ECDH_PUBLIC_P384_MAGIC, BCRYPT_ECDH_PRIVATE_P384_MAGIC,
+     "099F3C70 34D4A2C6 99884D73 A375A67F 7624EF7C 6B3C0F16 0647B674 14DCE655 E35B5380 41E649EE 3FAEF896 783AB194",
+     "667842D7 D180AC2C DE6F74F3 7551F557 55C7645C 20EF73E3 1634FE72 B4C55EE6 DE3AC808 ACB4BDB4 C88732AE E95F41AA",
+     "9482ED1F C0EEB9CA FC498462 5CCFC23F 65032149 E0E144AD A0241815 35A0F38E EB9FCFF3 C2C947DA E69B4C63 4573A81C",
+     "41CB0779 B4BDB85D 47846725 FBEC3C94 30FAB46C C8DC5060 855CC9BD A0AA2942 E0308312 916B8ED2 960E4BD5 5A7448FC",
+     "E558DBEF 53EECDE3 D3FCCFC1 AEA08A89 A987475D 12FD950D 83CFA417 32BC509D 0D1AC43A 0336DEF9 6FDA41D0 774A3571",
+     "DCFBEC7A ACF31964 72169E83 8430367F 66EEBE3C 6E70C416 DD5F0C68 759DD1FF F83FA401 42209DFF 5EAAD96D B9E6386C",
+     "11187331 C279962D 93D60424 3FD592CB 9D0A926F 422E4718 7521287E 7156C5C4 D6031355 69B9E9D0 9CF5D4A2 70F59746"},
+    {BCRYPT_ECDH_P521_ALGORITHM, BCRYPT_ECDH_PUBLIC_P521_MAGIC, BCRYPT_ECDH_PRIVATE_P521_MAGIC,
+     "0037ADE9 319A89F4 DABDB3EF 411AACCC A5123C61 ACAB57B5 393DCE47 608172A0 95AA85A3 0FE1C295 2C6771D9 37BA9777 "
+     "F5957B26 39BAB072 462F68C2 7A57382D 4A52",
+     "0015417E 84DBF28C 0AD3C278 713349DC 7DF153C8 97A1891B D98BAB43 57C9ECBE E1E3BF42 E00B8E38 0AEAE57C 2D107564 "
+     "94188594 2AF5A7F4 601723C4 195D176C ED3E",
+     "017CAE20 B6641D2E EB695786 D8C94614 6239D099 E18E1D5A 514C739D 7CB4A10A D8A78801 5AC405D7 799DC75E 7B7D5B6C "
+     "F2261A6A 7F150743 8BF01BEB 6CA3926F 9582",
+     "0145BA99 A847AF43 793FDD0E 872E7CDF A16BE30F DC780F97 BCCC3F07 8380201E 9C677D60 0B343757 A3BDBF2A 3163E4C2 "
+     "F869CCA7 458AA4A4 EFFC311F 5CB15168 5EB9",
+     "00D0B397 5AC4B799 F5BEA16D 5E13E9AF 971D5E9B 984C9F39 728B5E57 39735A21 9B97C356 436ADC6E 95BB0352 F6BE64A6 "
+     "C2912D4E F2D0433C ED2B6171 640012D9 460F",
+     "015C6822 6383956E 3BD066E7 97B623C2 7CE0EAC2 F551A10C 2C724D98 52077B87 220B6536 C5C408A1 D2AEBB8E 86D678AE "
+     "49CB5709 1F473229 6579AB44 FCD17F0F C56A",
+     "01144C7D 79AE6956 BC8EDB8E 7C787C45 21CB086F A64407F9 7894E5E6 B2D79B04 D1427E73 CA4BAA24 0A347868 59810C06 "
+     "B3C715A3 A8CC3151 F2BEE417 996D19F3 DDEA"},
+};
+
+Bytes EccBlob(ULONG magic, const std::vector<const char*>& parts) {
+  Bytes blob;
+  AppendUlong(blob, magic);
+  AppendUlong(blob, static_cast<ULONG>(FromHex(parts[0]).size()));
+  for (const char* part : parts) Append(blob, FromHex(part));
+  return blob;
+}
+
+// A digest computed by OpenSSL directly, independently of the seam.
+Bytes ReferenceDigest(const char* name, const Bytes& data) {
+  Bytes out(EVP_MAX_MD_SIZE);
+  unsigned int size = 0;
+  EXPECT_EQ(EVP_Digest(data.data(), data.size(), out.data(), &size, EVP_get_digestbyname(name), nullptr), 1);
+  out.resize(size);
+  return out;
+}
+
+Bytes Derive(BCRYPT_SECRET_HANDLE secret, BCryptBufferDesc* parameters, NTSTATUS* status = nullptr) {
+  ULONG size = 0;
+  NTSTATUS result = BCryptDeriveKey(secret, BCRYPT_KDF_HASH, parameters, nullptr, 0, &size, 0);
+  Bytes out(size);
+  if (NT_SUCCESS(result)) result = BCryptDeriveKey(secret, BCRYPT_KDF_HASH, parameters, out.data(), size, &size, 0);
+  if (status != nullptr) *status = result;
+  else
+    EXPECT_EQ(result, STATUS_SUCCESS);
+  return NT_SUCCESS(result) ? out : Bytes();
+}
+
+}  // namespace
+
+TEST(CngRsa, RawEncryptionEqualsTheOpensslTool) {
+  RsaFixture fixture;
+  Provider rsa(L"RSA");
+  Key key;
+  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
+  Bytes cipher;
+  ASSERT_EQ(RsaEncrypt(key, ReadFixture("message256.bin"), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_SUCCESS);
+  EXPECT_EQ(cipher, ReadFixture("message256.none.bin"));
+  // Without padding the input is an integer: a shorter input is the same number.
+  const Bytes message = ReadFixture("message256.bin");
+  ASSERT_EQ(RsaEncrypt(key, Bytes(message.begin() + 1, message.end()), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_SUCCESS);
+  EXPECT_EQ(cipher, ReadFixture("message256.none.bin"));
+  // A value not below the modulus cannot be encrypted.
+  EXPECT_EQ(RsaEncrypt(key, Bytes(256, 0xFF), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(257, 0), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+}
+
+TEST(CngRsa, PaddedEncryptionsDecryptWithTheOpensslTool) {
+  RsaFixture fixture;
+  Provider rsa(L"RSA");
+  Key key;
+  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
+  const Bytes hello = FromText("seam says hello");
+  Bytes cipher;
+  ASSERT_EQ(RsaEncrypt(key, hello, BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_SUCCESS);
+  ASSERT_EQ(cipher.size(), 256u);
+  EXPECT_EQ(OpensslDecrypt(cipher, "-pkeyopt rsa_padding_mode:pkcs1"), hello);
+
+  Bytes label = FromText("zt");
+  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), static_cast<ULONG>(label.size())};
+  ASSERT_EQ(RsaEncrypt(key, hello, BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_SUCCESS);
+  EXPECT_EQ(OpensslDecrypt(cipher,
+                           "-pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha1 -pkeyopt rsa_mgf1_md:sha1 "
+                           "-pkeyopt rsa_oaep_label:7a74"),
+            hello);
+  BCRYPT_OAEP_PADDING_INFO noLabel{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
+  ASSERT_EQ(RsaEncrypt(key, hello, BCRYPT_PAD_OAEP, &noLabel, &cipher), STATUS_SUCCESS);
+  EXPECT_EQ(OpensslDecrypt(cipher, "-pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha1"), hello);
+}
+
+TEST(CngRsa, EncryptionChecksLengthsPaddingAndBuffers) {
+  RsaFixture fixture;
+  Provider rsa(L"RSA");
+  Key key;
+  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
+  Bytes cipher;
+  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
+  EXPECT_EQ(RsaEncrypt(key, Bytes(245, 1), BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_SUCCESS);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(246, 1), BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(214, 1), BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_SUCCESS);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(215, 1), BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(10, 1), BCRYPT_PAD_OAEP, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(10, 1), 0, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(RsaEncrypt(key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_INVALID_PARAMETER);
+  Bytes in(10, 1), out(255);
+  ULONG size = 0;
+  EXPECT_EQ(BCryptEncrypt(key, in.data(), 10, nullptr, nullptr, 0, out.data(), 255, &size, BCRYPT_PAD_PKCS1),
+            STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, 256u);
+  // A public key does not decrypt.
+  EXPECT_EQ(RsaDecrypt(key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+  ULONG bits = 0;
+  EXPECT_EQ(BCryptGetProperty(key, BCRYPT_KEY_LENGTH, reinterpret_cast<PUCHAR>(&bits), 4, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(bits, 2048u);
+}
+
+TEST(CngRsa, PrivateBlobDecryptsWhatTheOpensslToolEncrypted) {
+  RsaFixture fixture;
+  Provider rsa(L"RSA");
+  Key key;
+  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(fixture.q), &key), STATUS_SUCCESS);
+  Bytes plain;
+  ASSERT_EQ(RsaDecrypt(key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_SUCCESS);
+  EXPECT_EQ(plain, ReadFixture("hello.txt"));
+  Bytes label = FromText("zt");
+  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2};
+  ASSERT_EQ(RsaDecrypt(key, ReadFixture("hello.oaep.bin"), BCRYPT_PAD_OAEP, &oaep, &plain), STATUS_SUCCESS);
+  EXPECT_EQ(plain, ReadFixture("hello.txt"));
+  ASSERT_EQ(RsaDecrypt(key, ReadFixture("message256.none.bin"), BCRYPT_PAD_NONE, nullptr, &plain), STATUS_SUCCESS);
+  EXPECT_EQ(plain, ReadFixture("message256.bin"));
+  // A wrong label, or the wrong padding, does not check out.
+  BCRYPT_OAEP_PADDING_INFO wrong{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
+  EXPECT_EQ(RsaDecrypt(key, ReadFixture("hello.oaep.bin"), BCRYPT_PAD_OAEP, &wrong, &plain), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(RsaDecrypt(key, ReadFixture("hello.oaep.bin"), BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_INVALID_PARAMETER);
+
+  // The public half exports as the public blob it was built from.
+  ULONG size = 0;
+  ASSERT_EQ(BCryptExportKey(key, nullptr, BCRYPT_RSAPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
+  Bytes exported(size);
+  ASSERT_EQ(BCryptExportKey(key, nullptr, BCRYPT_RSAPUBLIC_BLOB, exported.data(), size, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(exported, fixture.PublicBlob());
+}
+
+TEST(CngRsa, ImportRefusesInconsistentBlobs) {
+  RsaFixture fixture;
+  Provider rsa(L"RSA");
+  Key key;
+  Bytes wrongMagic = fixture.PublicBlob();
+  wrongMagic[0] = 0x32;  // "RSA2" in a public blob
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, wrongMagic, &key), STATUS_INVALID_PARAMETER);
+  Bytes truncated = fixture.PublicBlob();
+  truncated.pop_back();
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, truncated, &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, Bytes(10, 0), &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PublicBlob(), &key), STATUS_INVALID_PARAMETER);
+  Bytes otherPrime = fixture.q;
+  otherPrime.back() ^= 2;
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(otherPrime), &key), STATUS_INVALID_PARAMETER)
+      << "p * q must be the modulus";
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_ECCPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(key.handle, nullptr);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_PUBLIC_KEY_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
+}
+
+TEST(CngRsa, GeneratedKeyPairRoundTripsThroughItsFullPrivateBlob) {
+  Provider rsa(L"RSA");
+  Key pair;
+  EXPECT_EQ(BCryptGenerateKeyPair(rsa, &pair.handle, 1000, 0), STATUS_INVALID_PARAMETER);
+  ASSERT_EQ(BCryptGenerateKeyPair(rsa, &pair.handle, 1024, 0), STATUS_SUCCESS);
+  ULONG size = 0;
+  EXPECT_EQ(BCryptExportKey(pair, nullptr, BCRYPT_RSAPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_INVALID_HANDLE)
+      << "no key before finalization";
+  ASSERT_EQ(BCryptFinalizeKeyPair(pair, 0), STATUS_SUCCESS);
+  EXPECT_EQ(BCryptFinalizeKeyPair(pair, 0), STATUS_INVALID_HANDLE);
+  ASSERT_EQ(BCryptExportKey(pair, nullptr, BCRYPT_RSAFULLPRIVATE_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
+  Bytes blob(size);
+  ASSERT_EQ(BCryptExportKey(pair, nullptr, BCRYPT_RSAFULLPRIVATE_BLOB, blob.data(), size, &size, 0), STATUS_SUCCESS);
+  Key copy;
+  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAFULLPRIVATE_BLOB, blob, &copy), STATUS_SUCCESS);
+  const Bytes message = FromText("round trip");
+  Bytes cipher, plain;
+  ASSERT_EQ(RsaEncrypt(pair, message, BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_SUCCESS);
+  ASSERT_EQ(RsaDecrypt(copy, cipher, BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_SUCCESS);
+  EXPECT_EQ(plain, message);
+}
+
+TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
+  for (const EcdhVector& v : kRfc5903) {
+    SCOPED_TRACE(std::wstring(v.algorithm).size());
+    Provider ecdh(v.algorithm);
+    Key initiator, responderPublic, responder, initiatorPublic;
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy, v.i}), &initiator),
+              STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.grx, v.gry}), &responderPublic),
+              STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.r}), &responder),
+              STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &initiatorPublic),
+              STATUS_SUCCESS);
+    Secret ir, ri;
+    ASSERT_EQ(BCryptSecretAgreement(initiator, responderPublic, &ir.handle, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptSecretAgreement(responder, initiatorPublic, &ri.handle, 0), STATUS_SUCCESS);
+
+    // No parameter list: SHA-1 of the shared x-coordinate (big-endian, field size).
+    const Bytes z = FromHex(v.girx);
+    const Bytes sha1 = Derive(ir, nullptr);
+    EXPECT_EQ(sha1.size(), 20u);
+    EXPECT_EQ(sha1, ReferenceDigest("SHA1", z));
+    EXPECT_EQ(Derive(ri, nullptr), sha1);
+
+    // SHA-256 with a counter before and other information after the secret, as the
+    // SP 800-56A derivation drives it.
+    wchar_t sha256[] = BCRYPT_SHA256_ALGORITHM;
+    Bytes counter = FromHex("00000001");
+    Bytes other = FromText("other info");
+    BCryptBuffer buffers[] = {{sizeof(sha256), KDF_HASH_ALGORITHM, sha256},
+                              {4, KDF_SECRET_PREPEND, counter.data()},
+                              {static_cast<ULONG>(other.size()), KDF_SECRET_APPEND, other.data()}};
+    BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 3, buffers};
+    Bytes input = counter;
+    Append(input, z);
+    Append(input, other);
+    EXPECT_EQ(Derive(ir, &list), ReferenceDigest("SHA256", input));
+  }
+}
+
+TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
+  const EcdhVector& v = kRfc5903[0];
+  Provider ecdh(v.algorithm);
+  Key key;
+  Bytes offCurve = EccBlob(v.publicMagic, {v.gix, v.giy});
+  offCurve.back() ^= 1;
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, offCurve, &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.i}), &key),
+            STATUS_INVALID_PARAMETER)
+      << "the public point of a private blob must belong to its private value";
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy}), &key),
+            STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(BCRYPT_ECDH_PUBLIC_P384_MAGIC, {v.gix, v.giy}), &key),
+            STATUS_INVALID_PARAMETER);
+  Bytes longer = EccBlob(v.publicMagic, {v.gix, v.giy});
+  longer.push_back(0);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, longer, &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, Bytes(4, 0), &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_RSAPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &key),
+            STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(key.handle, nullptr);
+  ASSERT_EQ(ImportPair(ecdh, BCRYPT_PUBLIC_KEY_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &key), STATUS_SUCCESS);
+  // A public key exports as it came in, and has no private blob.
+  ULONG size = 0;
+  Bytes exported(72);
+  ASSERT_EQ(BCryptExportKey(key, nullptr, BCRYPT_ECCPUBLIC_BLOB, exported.data(), 72, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(exported, EccBlob(v.publicMagic, {v.gix, v.giy}));
+  EXPECT_EQ(BCryptExportKey(key, nullptr, BCRYPT_ECCPRIVATE_BLOB, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
+  Bytes data(16);
+  EXPECT_EQ(BCryptEncrypt(key, data.data(), 16, nullptr, nullptr, 0, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
+}
+
+TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
+  for (const EcdhVector& v : kRfc5903) {
+    Provider ecdh(v.algorithm);
+    const ULONG bits = std::wstring(v.algorithm) == L"ECDH_P521" ? 521 : std::wstring(v.algorithm) == L"ECDH_P384" ? 384 : 256;
+    Key a, b;
+    EXPECT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, bits + 1, 0), STATUS_INVALID_PARAMETER);
+    ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, bits, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &b.handle, bits, 0), STATUS_SUCCESS);
+    Secret early;
+    EXPECT_EQ(BCryptSecretAgreement(a, b, &early.handle, 0), STATUS_INVALID_HANDLE) << "not finalized yet";
+    ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptFinalizeKeyPair(b, 0), STATUS_SUCCESS);
+
+    // Each side's public blob, re-imported, agrees with the other's private key.
+    ULONG size = 0;
+    ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
+    const ULONG coordinate = (bits + 7) / 8;
+    EXPECT_EQ(size, 8 + 2 * coordinate);
+    Bytes publicA(size), privateB(8 + 3 * coordinate);
+    ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, publicA.data(), size, &size, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptExportKey(b, nullptr, BCRYPT_ECCPRIVATE_BLOB, privateB.data(), static_cast<ULONG>(privateB.size()),
+                              &size, 0),
+              STATUS_SUCCESS);
+    Key importedA, importedB;
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, publicA, &importedA), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, privateB, &importedB), STATUS_SUCCESS);
+    Secret ab, ba;
+    ASSERT_EQ(BCryptSecretAgreement(a, b, &ab.handle, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptSecretAgreement(importedB, importedA, &ba.handle, 0), STATUS_SUCCESS);
+    EXPECT_EQ(Derive(ab, nullptr), Derive(ba, nullptr));
+  }
+}
+
+TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
+  Provider p256(BCRYPT_ECDH_P256_ALGORITHM), p384(BCRYPT_ECDH_P384_ALGORITHM);
+  Key a, other;
+  ASSERT_EQ(BCryptGenerateKeyPair(p256, &a.handle, 256, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptGenerateKeyPair(p384, &other.handle, 384, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptFinalizeKeyPair(other, 0), STATUS_SUCCESS);
+  Secret secret;
+  EXPECT_EQ(BCryptSecretAgreement(a, other, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "curves differ";
+  Key publicOnly;
+  const EcdhVector& v = kRfc5903[0];
+  ASSERT_EQ(ImportPair(p256, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &publicOnly), STATUS_SUCCESS);
+  EXPECT_EQ(BCryptSecretAgreement(publicOnly, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
+  EXPECT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 1), STATUS_INVALID_PARAMETER);
+  ASSERT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 0), STATUS_SUCCESS);
+
+  ULONG size = 0;
+  Bytes out(64);
+  EXPECT_EQ(BCryptDeriveKey(secret, L"TLS_PRF", nullptr, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 19, &size, 0), STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, 20u);
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 64, nullptr, 0), STATUS_INVALID_PARAMETER);
+  wchar_t sha224[] = L"SHA224";
+  BCryptBuffer unknownHash{sizeof(sha224), KDF_HASH_ALGORITHM, sha224};
+  BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 1, &unknownHash};
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
+  // The name's byte length counts wide characters: one character short loses the terminator.
+  wchar_t sha384[] = BCRYPT_SHA384_ALGORITHM;
+  BCryptBuffer cut{sizeof(sha384) - sizeof(wchar_t), KDF_HASH_ALGORITHM, sha384};
+  list.pBuffers = &cut;
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
+  cut.cbBuffer = sizeof(sha384);
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(size, 48u);
+  list.ulVersion = 1;
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
+  BCryptBuffer hmacKey{4, KDF_HMAC_KEY, out.data()};
+  BCryptBufferDesc foreign{BCRYPTBUFFER_VERSION, 1, &hmacKey};
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &foreign, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
+
+  BCRYPT_SECRET_HANDLE stale = secret.handle;
+  ASSERT_EQ(BCryptDestroySecret(stale), STATUS_SUCCESS);
+  secret.handle = nullptr;
+  EXPECT_EQ(BCryptDeriveKey(stale, BCRYPT_KDF_HASH, nullptr, nullptr, 0, &size, 0), STATUS_INVALID_HANDLE);
+  EXPECT_EQ(BCryptDestroySecret(stale), STATUS_INVALID_HANDLE);
+  EXPECT_EQ(BCryptDestroySecret(a.handle), STATUS_INVALID_HANDLE) << "a key is no secret";
+}

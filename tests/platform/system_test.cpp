@@ -1,0 +1,208 @@
+// GUIDs, rand_s, the per-thread last error, the key storage entries and the module registry
+// with its test hooks.
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/provider.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <set>
+#include <thread>
+
+#include "platform/testing.h"
+#include "platform_test_util.h"
+
+using namespace zttest;
+namespace hooks = ZT::Platform::Testing;
+
+TEST(Guid, IsVersionFourWithTheRfc4122VariantAndUnique) {
+  static_assert(sizeof(GUID) == 16);
+  static_assert(offsetof(GUID, Data2) == 4 && offsetof(GUID, Data3) == 6 && offsetof(GUID, Data4) == 8);
+  std::set<std::string> seen;
+  for (int i = 0; i < 1000; ++i) {
+    GUID guid{};
+    ASSERT_EQ(CoCreateGuid(&guid), S_OK);
+    EXPECT_EQ(guid.Data3 >> 12, 4) << "version";
+    EXPECT_EQ(guid.Data4[0] & 0xC0, 0x80) << "variant";
+    // In memory, Data3's top nibble is in its second byte (little-endian host order).
+    EXPECT_EQ(reinterpret_cast<const unsigned char*>(&guid)[7] >> 4, 4);
+    seen.insert(ToHex(reinterpret_cast<const unsigned char*>(&guid), sizeof(guid)));
+  }
+  EXPECT_EQ(seen.size(), 1000u);
+  EXPECT_EQ(CoCreateGuid(nullptr), E_INVALIDARG);
+}
+
+TEST(RandS, GivesVaryingValues) {
+  std::set<unsigned int> values;
+  for (int i = 0; i < 64; ++i) {
+    unsigned int value = 0;
+    ASSERT_EQ(rand_s(&value), 0);
+    values.insert(value);
+  }
+  EXPECT_GT(values.size(), 60u);
+  EXPECT_EQ(rand_s(nullptr), EINVAL);
+}
+
+TEST(LastError, BelongsToEachThread) {
+  SetLastError(ERROR_MORE_DATA);
+  DWORD seenByOther = 1;
+  std::thread other([&] {
+    seenByOther = GetLastError();
+    SetLastError(ERROR_INVALID_PARAMETER);
+  });
+  other.join();
+  EXPECT_EQ(seenByOther, static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
+}
+
+TEST(NCrypt, EveryHandleIsUnknownWithoutAKeyStorageProvider) {
+  DWORD size = 0;
+  EXPECT_EQ(NCryptExportKey(0, 0, L"RSAPUBLICBLOB", nullptr, nullptr, 0, &size, 0), NTE_INVALID_HANDLE);
+  EXPECT_EQ(NCryptExportKey(0x1234, 0, L"RSAPUBLICBLOB", nullptr, nullptr, 0, &size, 0), NTE_INVALID_HANDLE);
+  EXPECT_EQ(NCryptFreeObject(0x1234), NTE_INVALID_HANDLE);
+  BYTE value[4] = {};
+  EXPECT_EQ(NCryptSetProperty(0x1234, L"Length", value, 4, 0), NTE_INVALID_HANDLE);
+}
+
+class ModuleRegistry : public ::testing::Test {
+ protected:
+  void TearDown() override { hooks::ResetModuleHooks(); }
+};
+
+TEST_F(ModuleRegistry, ResolvesEveryCngEntryToTheSeamFunction) {
+  HMODULE bcrypt = LoadLibraryW(L"Bcrypt.dll");
+  ASSERT_NE(bcrypt, nullptr);
+  const struct {
+    const char* name;
+    FARPROC expected;
+  } entries[] = {
+      {"BCryptGetProperty", reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(&BCryptGetProperty))},
+      {"BCryptDecrypt", reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(&BCryptDecrypt))},
+      {"BCryptDestroySecret", reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(&BCryptDestroySecret))},
+  };
+  for (const auto& entry : entries) EXPECT_EQ(GetProcAddress(bcrypt, entry.name), entry.expected) << entry.name;
+  const char* all[] = {"BCryptGetProperty", "BCryptSetProperty", "BCryptOpenAlgorithmProvider",
+                       "BCryptCloseAlgorithmProvider", "BCryptImportKeyPair", "BCryptImportKey", "BCryptExportKey",
+                       "BCryptGenerateKeyPair", "BCryptFinalizeKeyPair", "BCryptDestroyKey", "BCryptEncrypt",
+                       "BCryptDecrypt", "BCryptGenRandom", "BCryptCreateHash", "BCryptHashData", "BCryptFinishHash",
+                       "BCryptDestroyHash", "BCryptSecretAgreement", "BCryptDeriveKey", "BCryptDeriveKeyPBKDF2",
+                       "BCryptDestroySecret"};
+  std::set<FARPROC> distinct;
+  for (const char* name : all) {
+    FARPROC proc = GetProcAddress(bcrypt, name);
+    EXPECT_NE(proc, nullptr) << name;
+    distinct.insert(proc);
+  }
+  EXPECT_EQ(distinct.size(), 21u);
+
+  // A function reached through the loader works like the direct one.
+  using OpenFn = NTSTATUS(WINAPI*)(BCRYPT_ALG_HANDLE*, LPCWSTR, LPCWSTR, ULONG);
+  auto open = reinterpret_cast<OpenFn>(reinterpret_cast<void (*)()>(GetProcAddress(bcrypt, "BCryptOpenAlgorithmProvider")));
+  BCRYPT_ALG_HANDLE handle = nullptr;
+  EXPECT_EQ(open(&handle, L"SHA1", nullptr, 0), STATUS_SUCCESS);
+  EXPECT_EQ(BCryptCloseAlgorithmProvider(handle, 0), STATUS_SUCCESS);
+
+  HMODULE ncrypt = LoadLibraryW(L"Ncrypt.dll");
+  ASSERT_NE(ncrypt, nullptr);
+  EXPECT_NE(ncrypt, bcrypt);
+  for (const char* name : {"NCryptExportKey", "NCryptFreeObject", "NCryptSetProperty"})
+    EXPECT_NE(GetProcAddress(ncrypt, name), nullptr) << name;
+  EXPECT_EQ(GetProcAddress(ncrypt, "BCryptEncrypt"), nullptr) << "each module exports its own entries";
+  EXPECT_TRUE(FreeLibrary(ncrypt));
+  EXPECT_TRUE(FreeLibrary(bcrypt));
+}
+
+TEST_F(ModuleRegistry, MatchesNamesAsWindowsDoesAndCountsReferences) {
+  const ULONG before = hooks::ModuleReferenceCount(L"bcrypt.dll");
+  HMODULE a = LoadLibraryW(L"Bcrypt.dll");
+  HMODULE b = LoadLibraryW(L"BCRYPT.DLL");
+  HMODULE c = LoadLibraryW(L"bcrypt");
+  HMODULE d = LoadLibraryW(L"C:\\Windows\\System32\\bcrypt.dll");
+  ASSERT_NE(a, nullptr);
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(a, c);
+  EXPECT_EQ(a, d);
+  EXPECT_EQ(hooks::ModuleReferenceCount(L"Bcrypt.dll"), before + 4);
+  for (HMODULE m : {a, b, c, d}) EXPECT_TRUE(FreeLibrary(m));
+  EXPECT_EQ(hooks::ModuleReferenceCount(L"Bcrypt.dll"), before);
+
+  SetLastError(0);
+  EXPECT_EQ(LoadLibraryW(L"Bcrypt.dl"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+  EXPECT_EQ(LoadLibraryW(L"Advapi32.dll"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+
+  HMODULE m = LoadLibraryW(L"ncrypt.dll");
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(GetProcAddress(m, "ncryptfreeobject"), nullptr) << "export names are case-sensitive";
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+  EXPECT_EQ(GetProcAddress(m, reinterpret_cast<LPCSTR>(std::uintptr_t{1})), nullptr) << "no ordinals";
+  EXPECT_TRUE(FreeLibrary(m));
+  if (hooks::ModuleReferenceCount(L"ncrypt.dll") == 0) {
+    // A module handle without references names no loaded module.
+    EXPECT_EQ(GetProcAddress(m, "NCryptFreeObject"), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+    EXPECT_FALSE(FreeLibrary(m));
+  }
+  EXPECT_EQ(GetProcAddress(reinterpret_cast<HMODULE>(&m), "BCryptEncrypt"), nullptr);
+  EXPECT_TRUE(SetDllDirectoryW(L""));
+}
+
+TEST_F(ModuleRegistry, HooksMakeAModuleFailToLoadOrLackAnEntry) {
+  hooks::FailModuleLoad(L"Ncrypt.dll");
+  const ULONG before = hooks::ModuleReferenceCount(L"ncrypt.dll");
+  SetLastError(0);
+  EXPECT_EQ(LoadLibraryW(L"Ncrypt.dll"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+  EXPECT_EQ(hooks::ModuleReferenceCount(L"ncrypt.dll"), before);
+  hooks::FailModuleLoad(L"NCRYPT.DLL", ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(LoadLibraryW(L"ncrypt"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
+
+  HMODULE bcrypt = LoadLibraryW(L"Bcrypt.dll");
+  ASSERT_NE(bcrypt, nullptr) << "only the named module fails";
+  hooks::HideModuleEntry(L"Bcrypt.dll", "BCryptDecrypt");
+  EXPECT_EQ(GetProcAddress(bcrypt, "BCryptDecrypt"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+  EXPECT_NE(GetProcAddress(bcrypt, "BCryptEncrypt"), nullptr);
+
+  hooks::ResetModuleHooks();
+  EXPECT_NE(GetProcAddress(bcrypt, "BCryptDecrypt"), nullptr);
+  HMODULE ncrypt = LoadLibraryW(L"Ncrypt.dll");
+  EXPECT_NE(ncrypt, nullptr);
+  if (ncrypt != nullptr) FreeLibrary(ncrypt);
+  FreeLibrary(bcrypt);
+}
+
+TEST_F(ModuleRegistry, ThreadsLoadAndFreeConcurrently) {
+  const ULONG before = hooks::ModuleReferenceCount(L"bcrypt.dll");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([] {
+      for (int i = 0; i < 500; ++i) {
+        HMODULE m = LoadLibraryW(L"Bcrypt.dll");
+        if (m != nullptr && GetProcAddress(m, "BCryptHashData") != nullptr) FreeLibrary(m);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(hooks::ModuleReferenceCount(L"bcrypt.dll"), before);
+}
+
+TEST(OpenSslContext, SeamLeavesTheProcessDefaultContextAlone) {
+  // Single DES needs the legacy provider; the seam has it in its own context only.
+  Provider des(BCRYPT_DES_ALGORITHM);
+  Key key;
+  Bytes blob = KeyDataBlob(Bytes(8, 1));
+  ASSERT_EQ(BCryptImportKey(des, nullptr, BCRYPT_KEY_DATA_BLOB, &key.handle, nullptr, 0, blob.data(),
+                            static_cast<ULONG>(blob.size()), 0),
+            STATUS_SUCCESS);
+  Bytes data(8), out(8);
+  ULONG size = 0;
+  ASSERT_EQ(BCryptEncrypt(key, data.data(), 8, nullptr, nullptr, 0, out.data(), 8, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0);
+  EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "DES-CBC", nullptr);
+  EXPECT_EQ(cipher, nullptr);
+  EVP_CIPHER_free(cipher);
+  ERR_clear_error();
+}
