@@ -1,0 +1,30 @@
+// HMAC with SHA-1 or SHA-256 on CNG's keyed hash providers.
+#pragma once
+
+#include <memory>
+
+#include "zt/mac.h"
+
+namespace ZT::Framework {
+
+class CCNGMACSHA final : public MAC {
+ public:
+  CCNGMACSHA(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams);
+  ~CCNGMACSHA() override;
+
+  IAlgorithm* GetAlgorithm() const override;
+  unsigned int GetMacLength() override;
+  void Init(IKey* pKey) override;
+  void Mac(ByteArray& baMac) override;
+  void Mac(const ByteArray& baInput, ByteArray& baMac) override;
+  void Update(const ByteArray& baInput) override;
+
+ private:
+  std::unique_ptr<IAlgorithm> m_pAlgorithm;
+  ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
+  bool m_bInitialized = false;
+  ByteArray m_baData;                    // everything given since Init
+  IKey* m_pKey = nullptr;                // the key of the last Init, not owned
+};
+
+}  // namespace ZT::Framework
