@@ -4,7 +4,10 @@
 #include <string_view>
 
 #include "cng/crypto.cng.digest.h"
+#include "cng/crypto.cng.keyderivation.h"
+#include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
+#include "cng/crypto.cng.random.h"
 #include "common/crypto.softkeys.h"
 #include "framework/crypto.algorithm.h"
 #include "framework/crypto.parameters.h"
@@ -125,6 +128,15 @@ constexpr EngineRow<MAC> kMacEngines[] = {
     {L"HMAC_SHA256", &NewMacSha},
 };
 
+KeyDerivation* NewPbkdf2(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CCNGPBKDF2KeyDerivation>(fn, L"new CCNGPBKDF2KeyDerivation() failed", pAlgorithm, pParams);
+}
+
+// "800_56A_KDF" and "DPAPI" join with their engines; until then they are not implemented.
+constexpr EngineRow<KeyDerivation> kKeyDerivationEngines[] = {
+    {L"PKCS5_PBKDF2", &NewPbkdf2},
+};
+
 }  // namespace
 
 MessageDigest* MessageDigest::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
@@ -141,6 +153,39 @@ MAC* MAC::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
     RequireAlgorithm(fn, pAlgorithm);
     const EngineRow<MAC>* engine = FindEngine(kMacEngines, pAlgorithm->GetFriendlyName());
     if (engine == nullptr) fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
+    return engine->create(fn, pAlgorithm, pParams);
+  });
+}
+
+RandomGenerator* RandomGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"RandomGenerator::Create");
+  return fn.Run([&]() -> RandomGenerator* {
+    RequireAlgorithm(fn, pAlgorithm);
+    if (pAlgorithm->GetFriendlyName() != L"FIPS186DSARNG") fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
+    return NewEngine<CCNGFIPS186RandomGenerator>(fn, L"new CCNGFIPS186RandomGenerator() failed", pAlgorithm, pParams);
+  });
+}
+
+GUIDGenerator* GUIDGenerator::Create(IAlgorithm*, ICryptoParserParameterMap*) {
+  const FunctionTrace fn(L"GUIDGenerator::Create");
+  return fn.Run([&] { return fn.Wrap(L"new CCNGGUIDGenerator() failed", [] { return new CCNGGUIDGenerator; }); });
+}
+
+KeyGenerator* KeyGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"KeyGenerator::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    return NewEngine<CCNGKeyGenerator>(fn, L"new CCNGKeyGenerator() failed", pAlgorithm, pParams);
+  });
+}
+
+KeyDerivation* KeyDerivation::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"KeyDerivation::Create");
+  return fn.Run([&] {
+    // Other engines trust their callers here; a null algorithm is refused like everywhere else.
+    RequireAlgorithm(fn, pAlgorithm);
+    const EngineRow<KeyDerivation>* engine = FindEngine(kKeyDerivationEngines, pAlgorithm->GetFriendlyName());
+    if (engine == nullptr) fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
     return engine->create(fn, pAlgorithm, pParams);
   });
 }
