@@ -21,8 +21,10 @@ int DigestCommand(const Args& args) {
   const auto algorithm = AlgorithmNamed(parsed.operands[0]);
   const ByteArray input = InputOperand(parsed, 1);
   const std::unique_ptr<MessageDigest> digest(MessageDigest::Create(algorithm.get(), nullptr));
+  // Update, then Digest: a refusal reaches the user in its own words, not wrapped.
+  digest->Update(input);
   ByteArray out;
-  digest->Digest(input, out);
+  digest->Digest(out);
   PrintLine(Hex(out));
   return 0;
 }
@@ -36,8 +38,9 @@ int HmacCommand(const Args& args) {
   const std::unique_ptr<IKey> key(IKey::Create(algorithm.get(), L"RAW", keyBytes));
   const std::unique_ptr<MAC> mac(MAC::Create(algorithm.get(), nullptr));
   mac->Init(key.get());
+  mac->Update(input);
   ByteArray out;
-  mac->Mac(input, out);
+  mac->Mac(out);
   PrintLine(Hex(out));
   return 0;
 }
