@@ -73,26 +73,24 @@ void CCNGMessageDigest::Update(const ByteArray& baInput) {
 
 void CCNGMessageDigest::Digest(const ByteArray& baInput, ByteArray& baDigest) {
   const FunctionTrace fn(L"CCNGMessageDigest::Digest", this);
-  fn.Run([&] {
-    fn.Wrap<IException>(L"Digest failed", [&] {
-      m_baData.insert(m_baData.end(), baInput.begin(), baInput.end());
-      Digest(baDigest);
-    });
-  });
+  fn.Run([&] { fn.Wrap<IException>(L"Digest failed", [&] { DigestWith(&baInput, baDigest); }); });
 }
 
-void CCNGMessageDigest::Digest(ByteArray& baDigest) {
+void CCNGMessageDigest::Digest(ByteArray& baDigest) { DigestWith(nullptr, baDigest); }
+
+void CCNGMessageDigest::DigestWith(const ByteArray* pPending, ByteArray& baDigest) {
   const FunctionTrace fn(L"CCNGMessageDigest::Digest", this);
   fn.Run([&] {
-    baDigest.clear();
-    const WString name = m_pAlgorithm->GetFriendlyName();
-    RequireCNG(fn);
-    const DigestRow* digest = FindDigest(name);
-    if (digest == nullptr || digest->cngAlgorithm == nullptr)
-      fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm", L"Unsupported algorithm: %s", name);
-    HashInOnePass(fn, digest->cngAlgorithm, nullptr, m_baData, baDigest, kDigestWords);
     // Only a digest that succeeded consumes the data: after a failure the caller may retry.
-    EmptySecurely(m_baData);
+    ConsumeOnSuccess(m_baData, pPending, [&] {
+      baDigest.clear();
+      const WString name = m_pAlgorithm->GetFriendlyName();
+      RequireCNG(fn);
+      const DigestRow* digest = FindDigest(name);
+      if (digest == nullptr || digest->cngAlgorithm == nullptr)
+        fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm", L"Unsupported algorithm: %s", name);
+      HashInOnePass(fn, digest->cngAlgorithm, nullptr, {m_baData, pPending}, baDigest, kDigestWords);
+    });
   });
 }
 

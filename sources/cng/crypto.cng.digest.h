@@ -19,8 +19,11 @@ class CCNGMessageDigest final : public MessageDigest {
   void Update(const ByteArray& baInput) override;
 
  private:
+  // The digest of the buffered data followed by `pPending` (see HashInput), traced as Digest.
+  void DigestWith(const ByteArray* pPending, ByteArray& baDigest);
+
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
+  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
   ByteArray m_baData;                    // everything given since the last successful digest
 };
 

@@ -20,24 +20,28 @@ ULONG UlongProperty(const FunctionTrace& fn, BCRYPT_HANDLE object, const wchar_t
   return value;
 }
 
-// The whole buffer goes in one call; only a buffer beyond what one call takes (4 GiB) is fed
-// in several.
-void HashData(const FunctionTrace& fn, BCRYPT_HASH_HANDLE hash, const ByteArray& data) {
+void HashBytes(const FunctionTrace& fn, BCRYPT_HASH_HANDLE hash, const unsigned char* data, std::size_t size) {
+  PUCHAR input = size == 0 ? nullptr : const_cast<PUCHAR>(data);
+  CheckStatus(fn, CNG().BCryptHashData(hash, input, static_cast<ULONG>(size), 0), L"BCryptHashData",
+              L"BCryptHashData failed");
+}
+
+// Each byte array goes in one call (an empty input as a null pointer and length 0); only an
+// array beyond what one call takes (4 GiB) is fed in several.
+void HashData(const FunctionTrace& fn, BCRYPT_HASH_HANDLE hash, HashInput data) {
   constexpr std::size_t kMaxCall = std::numeric_limits<ULONG>::max();
-  std::size_t done = 0;
-  do {
-    const std::size_t size = std::min(data.size() - done, kMaxCall);
-    PUCHAR input = size == 0 ? nullptr : const_cast<PUCHAR>(data.data() + done);
-    CheckStatus(fn, CNG().BCryptHashData(hash, input, static_cast<ULONG>(size), 0), L"BCryptHashData",
-                L"BCryptHashData failed");
-    done += size;
-  } while (done < data.size());
+  if (data.buffered.empty() && (data.pending == nullptr || data.pending->empty())) return HashBytes(fn, hash, nullptr, 0);
+  for (const ByteArray* part : {&data.buffered, data.pending}) {
+    if (part == nullptr) continue;
+    for (std::size_t done = 0; done < part->size(); done += kMaxCall)
+      HashBytes(fn, hash, part->data() + done, std::min(part->size() - done, kMaxCall));
+  }
 }
 
 }  // namespace
 
-void HashInOnePass(const FunctionTrace& fn, const wchar_t* algorithmId, const ByteArray* secret,
-                   const ByteArray& data, ByteArray& out, const HashPassWords& words) {
+void HashInOnePass(const FunctionTrace& fn, const wchar_t* algorithmId, const ByteArray* secret, HashInput data,
+                   ByteArray& out, const HashPassWords& words) {
   const ULONG flags = secret != nullptr ? BCRYPT_ALG_HANDLE_HMAC_FLAG : 0;
   AlgorithmProvider provider;
   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(provider.put(), algorithmId, nullptr, flags),

@@ -18,7 +18,7 @@ class CCNGKeyGenerator final : public KeyGenerator {
 
  private:
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
+  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
 };
 
 }  // namespace ZT::Framework

@@ -66,34 +66,32 @@ void CCNGMACSHA::Update(const ByteArray& baInput) {
 
 void CCNGMACSHA::Mac(const ByteArray& baInput, ByteArray& baMac) {
   const FunctionTrace fn(L"CCNGMACSHA::Mac(2 parameters)", this);
-  fn.Run([&] {
-    fn.Wrap<IException>(L"Mac failed", [&] {
-      m_baData.insert(m_baData.end(), baInput.begin(), baInput.end());
-      Mac(baMac);
-    });
-  });
+  fn.Run([&] { fn.Wrap<IException>(L"Mac failed", [&] { MacWith(&baInput, baMac); }); });
 }
 
-void CCNGMACSHA::Mac(ByteArray& baMac) {
+void CCNGMACSHA::Mac(ByteArray& baMac) { MacWith(nullptr, baMac); }
+
+void CCNGMACSHA::MacWith(const ByteArray* pPending, ByteArray& baMac) {
   const FunctionTrace fn(L"CCNGMACSHA::Mac", this);
   fn.Run([&] {
-    // The cipher's wording for this state, as callers of this engine know it.
-    if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Cipher is not initialized");
-
-    const WString name = m_pAlgorithm->GetFriendlyName();
-    const HmacRow* hmac = nullptr;
-    for (const HmacRow& row : kHmacs)
-      if (name == row.friendlyName) hmac = &row;
-    if (hmac == nullptr)
-      fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm", L"Unsupported algorithm: %s", name);
-
-    if (m_pKey->GetFormat() != L"RAW") fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only raw key format is supported");
-    const ByteArray baKey = m_pKey->GetEncoded();
-
-    RequireCNG(fn);
-    HashInOnePass(fn, hmac->cngAlgorithm, &baKey, m_baData, baMac, kMacWords);
     // Only a MAC that succeeded ends the initialisation and consumes the data.
-    EmptySecurely(m_baData);
+    ConsumeOnSuccess(m_baData, pPending, [&] {
+      // The cipher's wording for this state, as callers of this engine know it.
+      if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Cipher is not initialized");
+
+      const WString name = m_pAlgorithm->GetFriendlyName();
+      const HmacRow* hmac = nullptr;
+      for (const HmacRow& row : kHmacs)
+        if (name == row.friendlyName) hmac = &row;
+      if (hmac == nullptr)
+        fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm", L"Unsupported algorithm: %s", name);
+
+      if (m_pKey->GetFormat() != L"RAW") fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only raw key format is supported");
+      const ByteArray baKey = m_pKey->GetEncoded();
+
+      RequireCNG(fn);
+      HashInOnePass(fn, hmac->cngAlgorithm, &baKey, {m_baData, pPending}, baMac, kMacWords);
+    });
     m_bInitialized = false;
   });
 }

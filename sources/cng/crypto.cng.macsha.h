@@ -20,8 +20,11 @@ class CCNGMACSHA final : public MAC {
   void Update(const ByteArray& baInput) override;
 
  private:
+  // The MAC of the buffered data followed by `pPending` (see HashInput), traced as Mac.
+  void MacWith(const ByteArray* pPending, ByteArray& baMac);
+
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
+  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
   bool m_bInitialized = false;
   ByteArray m_baData;                    // everything given since Init
   IKey* m_pKey = nullptr;                // the key of the last Init, not owned

@@ -19,7 +19,7 @@ class CCNGFIPS186RandomGenerator final : public RandomGenerator {
 
  private:
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
+  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
 };
 
 class CCNGGUIDGenerator final : public GUIDGenerator {

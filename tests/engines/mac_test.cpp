@@ -119,7 +119,7 @@ TEST_F(HmacWithoutCNG, FailedMacKeepsStateAndData) {
   const auto mac = NewMac(L"HMAC_SHA256");
   const auto key = RawKey(ByteArray(20, 0x0b));
   mac->Init(key.get());
-  mac->Update(Text("Hi There"));
+  mac->Update(Text("Hi "));
   MakeCNGUnavailable();
   LogCapture capture(NQLOG_ERROR);
   ByteArray out;
@@ -127,11 +127,16 @@ TEST_F(HmacWithoutCNG, FailedMacKeepsStateAndData) {
   ASSERT_TRUE(e);
   EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
   EXPECT_EQ(e->getMessage(), L"Load CNG library failed");
-  const auto errors = capture.At(NQLOG_ERROR);
-  EXPECT_EQ(errors.back(), L"CCNGMACSHA::Mac : Unable to load CNG library");
+  EXPECT_EQ(capture.At(NQLOG_ERROR).back(), L"CCNGMACSHA::Mac : Unable to load CNG library");
+
+  // The two-argument form keeps its input as well.
+  const auto wrapped = Thrown([&] { mac->Mac(Text("There"), out); });
+  ASSERT_TRUE(wrapped);
+  EXPECT_EQ(wrapped->getMessage(), L"Mac failed");
+  EXPECT_EQ(wrapped->getID(), CRYPTO_INTERNAL_ERROR);
 
   MakeCNGAvailable();
-  mac->Mac(out);  // still initialised, with the same data
+  mac->Mac(out);  // still initialised, with all the data
   EXPECT_EQ(ToHex(out), kRfc4231Case1);
 }
 
