@@ -27,52 +27,52 @@ ByteArray Message(std::size_t size) {
 
 const ByteArray kHmacKey(32, 0x5c);
 
-void DigestOurs(benchmark::State& state, std::size_t size) {
-  const std::unique_ptr<MessageDigest> digest(MessageDigest::Create(Algorithm(L"SHA256").get(), nullptr));
+// Runs `hash` over a message of `size` bytes for every iteration; the rate is in bytes.
+template <class Hash>
+void HashThroughput(benchmark::State& state, std::size_t size, Hash hash) {
   const ByteArray message = Message(size);
-  ByteArray out;
-  for (auto _ : state) {
-    digest->Digest(message, out);
-    benchmark::DoNotOptimize(out.data());
-  }
+  for (auto _ : state) hash(message);
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
 }
 
+void DigestOurs(benchmark::State& state, std::size_t size) {
+  const std::unique_ptr<MessageDigest> digest(MessageDigest::Create(Algorithm(L"SHA256").get(), nullptr));
+  ByteArray out;
+  HashThroughput(state, size, [&](const ByteArray& message) {
+    digest->Digest(message, out);
+    benchmark::DoNotOptimize(out.data());
+  });
+}
+
 void DigestOpenssl(benchmark::State& state, std::size_t size) {
-  const ByteArray message = Message(size);
   unsigned char out[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
-  for (auto _ : state) {
+  HashThroughput(state, size, [&](const ByteArray& message) {
     if (EVP_Digest(message.data(), message.size(), out, &length, EVP_sha256(), nullptr) != 1) state.SkipWithError("EVP_Digest");
     benchmark::DoNotOptimize(out);
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+  });
 }
 
 void HmacOurs(benchmark::State& state, std::size_t size) {
   const std::unique_ptr<MAC> mac(MAC::Create(Algorithm(L"HMAC_SHA256").get(), nullptr));
   const std::unique_ptr<IKey> key(IKey::Create(Algorithm(L"HMAC_SHA256").get(), L"RAW", kHmacKey));
-  const ByteArray message = Message(size);
   ByteArray out;
-  for (auto _ : state) {
+  HashThroughput(state, size, [&](const ByteArray& message) {
     mac->Init(key.get());  // each MAC needs its own Init
     mac->Mac(message, out);
     benchmark::DoNotOptimize(out.data());
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+  });
 }
 
 void HmacOpenssl(benchmark::State& state, std::size_t size) {
-  const ByteArray message = Message(size);
   unsigned char out[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
-  for (auto _ : state) {
+  HashThroughput(state, size, [&](const ByteArray& message) {
     if (HMAC(EVP_sha256(), kHmacKey.data(), static_cast<int>(kHmacKey.size()), message.data(), message.size(), out,
              &length) == nullptr)
       state.SkipWithError("HMAC");
     benchmark::DoNotOptimize(out);
-  }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+  });
 }
 
 constexpr int kIterations = 10000;

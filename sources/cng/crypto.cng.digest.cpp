@@ -37,22 +37,6 @@ MessageDigest::MessageDigest(const MessageDigest&) = default;
 MessageDigest& MessageDigest::operator=(const MessageDigest&) = default;
 MessageDigest::~MessageDigest() = default;
 
-CCNGMessageDigest::CCNGMessageDigest(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams)
-    : m_pAlgorithm(std::move(pAlgorithm)), m_pParams(pParams) {
-  const FunctionTrace fn(L"CCNGMessageDigest::CCNGMessageDigest", this);
-  fn.Run([] {});
-}
-
-CCNGMessageDigest::~CCNGMessageDigest() {
-  const FunctionTrace fn(L"CCNGMessageDigest::~CCNGMessageDigest", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
-}
-
-IAlgorithm* CCNGMessageDigest::GetAlgorithm() const {
-  const FunctionTrace fn(L"CCNGMessageDigest::GetAlgorithm", this);
-  return fn.Run([&] { return m_pAlgorithm.get(); });
-}
-
 unsigned int CCNGMessageDigest::GetDigestLength() const {
   const FunctionTrace fn(L"CCNGMessageDigest::GetDigestLength", this);
   return fn.Run([&] {

@@ -3,16 +3,17 @@
 
 #include <memory>
 
+#include "cng/crypto.cng.engine.h"
 #include "zt/digest.h"
 
 namespace ZT::Framework {
 
-class CCNGMessageDigest final : public MessageDigest {
- public:
-  CCNGMessageDigest(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams);
-  ~CCNGMessageDigest() override;
+inline constexpr EngineTrace kCCNGMessageDigestTrace = ZT_ENGINE_TRACE(CCNGMessageDigest);
 
-  IAlgorithm* GetAlgorithm() const override;
+class CCNGMessageDigest final : public AlgorithmEngine<MessageDigest, kCCNGMessageDigestTrace> {
+ public:
+  using AlgorithmEngine::AlgorithmEngine;
+
   unsigned int GetDigestLength() const override;
   void Digest(ByteArray& baDigest) override;
   void Digest(const ByteArray& baInput, ByteArray& baDigest) override;
@@ -22,9 +23,7 @@ class CCNGMessageDigest final : public MessageDigest {
   // The digest of the buffered data followed by `pPending` (see HashInput), traced as Digest.
   void DigestWith(const ByteArray* pPending, ByteArray& baDigest);
 
-  std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
-  ByteArray m_baData;                    // everything given since the last successful digest
+  ByteArray m_baData;  // everything given since the last successful digest
 };
 
 }  // namespace ZT::Framework

@@ -10,8 +10,8 @@ namespace ZT::Framework {
 
 // The words of the steps that the digest and the HMAC engines report differently.
 struct HashPassWords {
-  const wchar_t* openFailed;          // message when BCryptOpenAlgorithmProvider fails
-  const wchar_t* objectLengthCall;    // the call named by the level-1 line of ObjectLength
+  const wchar_t* openFailed;  // message when BCryptOpenAlgorithmProvider fails
+  const wchar_t* objectLengthCall;  // the call named by the level-1 line of ObjectLength
   const wchar_t* objectLengthFailed;  // message when reading ObjectLength fails
 };
 

@@ -65,23 +65,6 @@ void DeriveFromValue(const FunctionTrace& fn, const ICryptoParserParameterMap* p
 
 KeyDerivation::~KeyDerivation() = default;
 
-CCNGPBKDF2KeyDerivation::CCNGPBKDF2KeyDerivation(std::unique_ptr<IAlgorithm> pAlgorithm,
-                                                 ICryptoParserParameterMap* pParams)
-    : m_pAlgorithm(std::move(pAlgorithm)), m_pParams(pParams) {
-  const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::CCNGPBKDF2KeyDerivation", this);
-  fn.Run([] {});
-}
-
-CCNGPBKDF2KeyDerivation::~CCNGPBKDF2KeyDerivation() {
-  const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::~CCNGPBKDF2KeyDerivation", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
-}
-
-IAlgorithm* CCNGPBKDF2KeyDerivation::GetAlgorithm() const {
-  const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::GetAlgorithm", this);
-  return fn.Run([&] { return m_pAlgorithm.get(); });
-}
-
 void CCNGPBKDF2KeyDerivation::Init(ISharedSecret* pSharedSecret) {
   const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::Init", this);
   fn.Run([&] {

@@ -23,22 +23,6 @@ ByteArray RandomKeyBytes(std::uint32_t nLength) {
 
 KeyGenerator::~KeyGenerator() = default;
 
-CCNGKeyGenerator::CCNGKeyGenerator(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams)
-    : m_pAlgorithm(std::move(pAlgorithm)), m_pParams(pParams) {
-  const FunctionTrace fn(L"CCNGKeyGenerator::CCNGKeyGenerator", this);
-  fn.Run([] {});
-}
-
-CCNGKeyGenerator::~CCNGKeyGenerator() {
-  const FunctionTrace fn(L"CCNGKeyGenerator::~CCNGKeyGenerator", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
-}
-
-IAlgorithm* CCNGKeyGenerator::GetAlgorithm() const {
-  const FunctionTrace fn(L"CCNGKeyGenerator::GetAlgorithm", this);
-  return fn.Run([&] { return m_pAlgorithm.get(); });
-}
-
 IKey* CCNGKeyGenerator::GenerateKey() {
   const FunctionTrace fn(L"CCNGKeyGenerator::GenerateKey", this);
   return fn.Run([&]() -> IKey* { fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented"); });

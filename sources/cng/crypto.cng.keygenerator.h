@@ -3,22 +3,21 @@
 
 #include <memory>
 
+#include "cng/crypto.cng.engine.h"
 #include "zt/keygenerator.h"
 
 namespace ZT::Framework {
 
-class CCNGKeyGenerator final : public KeyGenerator {
- public:
-  CCNGKeyGenerator(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams);
-  ~CCNGKeyGenerator() override;
+inline constexpr EngineTrace kCCNGKeyGeneratorTrace = ZT_ENGINE_TRACE(CCNGKeyGenerator);
 
-  IAlgorithm* GetAlgorithm() const override;
+class CCNGKeyGenerator final : public AlgorithmEngine<KeyGenerator, kCCNGKeyGeneratorTrace> {
+ public:
+  using AlgorithmEngine::AlgorithmEngine;
+
   IKey* GenerateKey() override;
   IKey* GenerateKey(std::uint32_t nLength) override;
 
  private:
-  std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
 };
 
 }  // namespace ZT::Framework

@@ -27,22 +27,6 @@ constexpr unsigned int kReportedMacLength = 20;
 
 MAC::~MAC() = default;
 
-CCNGMACSHA::CCNGMACSHA(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams)
-    : m_pAlgorithm(std::move(pAlgorithm)), m_pParams(pParams) {
-  const FunctionTrace fn(L"CCNGMACSHA::CCNGMACSHA", this);
-  fn.Run([] {});
-}
-
-CCNGMACSHA::~CCNGMACSHA() {
-  const FunctionTrace fn(L"CCNGMACSHA::~CCNGMACSHA", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
-}
-
-IAlgorithm* CCNGMACSHA::GetAlgorithm() const {
-  const FunctionTrace fn(L"CCNGMACSHA::GetAlgorithm", this);
-  return fn.Run([&] { return m_pAlgorithm.get(); });
-}
-
 unsigned int CCNGMACSHA::GetMacLength() {
   const FunctionTrace fn(L"CCNGMACSHA::GetMacLength", this);
   return fn.Run([] { return kReportedMacLength; });

@@ -3,16 +3,17 @@
 
 #include <memory>
 
+#include "cng/crypto.cng.engine.h"
 #include "zt/mac.h"
 
 namespace ZT::Framework {
 
-class CCNGMACSHA final : public MAC {
- public:
-  CCNGMACSHA(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams);
-  ~CCNGMACSHA() override;
+inline constexpr EngineTrace kCCNGMACSHATrace = ZT_ENGINE_TRACE(CCNGMACSHA);
 
-  IAlgorithm* GetAlgorithm() const override;
+class CCNGMACSHA final : public AlgorithmEngine<MAC, kCCNGMACSHATrace> {
+ public:
+  using AlgorithmEngine::AlgorithmEngine;
+
   unsigned int GetMacLength() override;
   void Init(IKey* pKey) override;
   void Mac(ByteArray& baMac) override;
@@ -23,11 +24,9 @@ class CCNGMACSHA final : public MAC {
   // The MAC of the buffered data followed by `pPending` (see HashInput), traced as Mac.
   void MacWith(const ByteArray* pPending, ByteArray& baMac);
 
-  std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
   bool m_bInitialized = false;
-  ByteArray m_baData;                    // everything given since Init
-  IKey* m_pKey = nullptr;                // the key of the last Init, not owned
+  ByteArray m_baData;  // everything given since Init
+  IKey* m_pKey = nullptr;  // the key of the last Init, not owned
 };
 
 }  // namespace ZT::Framework

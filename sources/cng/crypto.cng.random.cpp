@@ -67,23 +67,6 @@ void PutLittleEndian(ByteArray& out, std::size_t at, std::uint32_t value, std::s
 RandomGenerator::~RandomGenerator() = default;
 GUIDGenerator::~GUIDGenerator() = default;
 
-CCNGFIPS186RandomGenerator::CCNGFIPS186RandomGenerator(std::unique_ptr<IAlgorithm> pAlgorithm,
-                                                       ICryptoParserParameterMap* pParams)
-    : m_pAlgorithm(std::move(pAlgorithm)), m_pParams(pParams) {
-  const FunctionTrace fn(L"CCNGFIPS186RandomGenerator::CCNGFIPS186RandomGenerator", this);
-  fn.Run([] {});
-}
-
-CCNGFIPS186RandomGenerator::~CCNGFIPS186RandomGenerator() {
-  const FunctionTrace fn(L"CCNGFIPS186RandomGenerator::~CCNGFIPS186RandomGenerator", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
-}
-
-IAlgorithm* CCNGFIPS186RandomGenerator::GetAlgorithm() const {
-  const FunctionTrace fn(L"CCNGFIPS186RandomGenerator::GetAlgorithm", this);
-  return fn.Run([&] { return m_pAlgorithm.get(); });
-}
-
 void CCNGFIPS186RandomGenerator::SetSeed(const ByteArray&) {
   const FunctionTrace fn(L"CCNGFIPS186RandomGenerator::SetSeed", this);
   fn.Run([&] { fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented"); });

@@ -4,22 +4,21 @@
 
 #include <memory>
 
+#include "cng/crypto.cng.engine.h"
 #include "zt/random.h"
 
 namespace ZT::Framework {
 
-class CCNGFIPS186RandomGenerator final : public RandomGenerator {
- public:
-  CCNGFIPS186RandomGenerator(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams);
-  ~CCNGFIPS186RandomGenerator() override;
+inline constexpr EngineTrace kCCNGFIPS186RandomGeneratorTrace = ZT_ENGINE_TRACE(CCNGFIPS186RandomGenerator);
 
-  IAlgorithm* GetAlgorithm() const override;
+class CCNGFIPS186RandomGenerator final : public AlgorithmEngine<RandomGenerator, kCCNGFIPS186RandomGeneratorTrace> {
+ public:
+  using AlgorithmEngine::AlgorithmEngine;
+
   void SetSeed(const ByteArray& baSeed) override;
   void GenerateRandom(std::uint32_t nLength, ByteArray& baRandom) override;
 
  private:
-  std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  [[maybe_unused]] ICryptoParserParameterMap* m_pParams;  // kept for the engine's life, not read
 };
 
 class CCNGGUIDGenerator final : public GUIDGenerator {

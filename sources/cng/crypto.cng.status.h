@@ -1,6 +1,6 @@
 // How engines turn platform results into the library's failures, in one place:
 //
-//   RequireCNG(fn);                                                  // "Load CNG library failed"
+//   RequireCNG(fn);  // "Load CNG library failed"
 //   CheckStatus(fn, CNG().BCryptHashData(...), L"BCryptHashData", L"BCryptHashData failed");
 //   CheckLastError(fn, CryptGenRandom(...), L"CryptGenRandom", L"CryptGenRandom failed");
 //
