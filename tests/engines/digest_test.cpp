@@ -152,7 +152,6 @@ TEST(MessageDigestFactory, AnyNameGivesAnEngineOwningItsOwnClone) {
   auto digest = NewDigest(algorithm.get());
   const std::wstring self = zttest::AddressText(digest.get());
   EXPECT_NE(digest->GetAlgorithm(), algorithm.get());
-  EXPECT_EQ(digest->GetAlgorithm()->GetFriendlyName(), L"1.2.3.4");
 
   std::vector<std::wstring> own;  // the lines of the factory and the engine, without the algorithm's
   digest.reset();
@@ -161,7 +160,6 @@ TEST(MessageDigestFactory, AnyNameGivesAnEngineOwningItsOwnClone) {
   EXPECT_EQ(own, (std::vector<std::wstring>{
                      L"8|MessageDigest::Create", L"8|CCNGMessageDigest::CCNGMessageDigest : this=" + self,
                      L"16|CCNGMessageDigest::CCNGMessageDigest", L"16|MessageDigest::Create",
-                     L"8|CCNGMessageDigest::GetAlgorithm : this=" + self, L"16|CCNGMessageDigest::GetAlgorithm",
                      L"8|CCNGMessageDigest::GetAlgorithm : this=" + self, L"16|CCNGMessageDigest::GetAlgorithm",
                      L"8|CCNGMessageDigest::~CCNGMessageDigest : this=" + self,
                      L"16|CCNGMessageDigest::~CCNGMessageDigest"}));

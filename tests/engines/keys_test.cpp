@@ -105,15 +105,6 @@ TEST(KeyGenerator, MakesRawKeysOfItsOwnAlgorithm) {
   EXPECT_NE(first->GetEncoded(), second->GetEncoded());
 }
 
-TEST(KeyGenerator, DefaultSizeIsNotImplemented) {
-  const auto e = Thrown([] { delete NewKeyGenerator(L"AES")->GenerateKey(); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_NOT_IMPLEMENTED);
-  const auto null = Thrown([] { delete KeyGenerator::Create(nullptr, nullptr); });
-  ASSERT_TRUE(null);
-  EXPECT_EQ(null->getID(), CRYPTO_BAD_PARAM);
-}
-
 class KeyGeneratorWithoutCNG : public WithModuleHooks {};
 
 TEST_F(KeyGeneratorWithoutCNG, StillMakesKeys) {
