@@ -16,8 +16,6 @@ class CCNGKeyGenerator final : public AlgorithmEngine<KeyGenerator, kCCNGKeyGene
 
   IKey* GenerateKey() override;
   IKey* GenerateKey(std::uint32_t nLength) override;
-
- private:
 };
 
 }  // namespace ZT::Framework

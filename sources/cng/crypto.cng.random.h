@@ -17,8 +17,6 @@ class CCNGFIPS186RandomGenerator final : public AlgorithmEngine<RandomGenerator,
 
   void SetSeed(const ByteArray& baSeed) override;
   void GenerateRandom(std::uint32_t nLength, ByteArray& baRandom) override;
-
- private:
 };
 
 class CCNGGUIDGenerator final : public GUIDGenerator {
