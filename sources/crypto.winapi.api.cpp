@@ -3,6 +3,12 @@
 #include <memory>
 #include <string_view>
 
+#include "cng/crypto.cng.digest.h"
+#include "cng/crypto.cng.keyderivation.h"
+#include "cng/crypto.cng.keygenerator.h"
+#include "cng/crypto.cng.macsha.h"
+#include "cng/crypto.cng.random.h"
+#include "common/crypto.softkeys.h"
 #include "framework/crypto.algorithm.h"
 #include "framework/crypto.parameters.h"
 #include "framework/crypto.trace.h"
@@ -77,6 +83,151 @@ StringList IAlgorithm::ListFriendlyNames() {
   StringList names;
   for (const AlgorithmRow& row : AlgorithmTable()) names.emplace_back(row.friendlyName);
   return names;
+}
+
+// ---- engines ---------------------------------------------------------------------------------
+//
+// Each engine factory checks the algorithm, picks the implementation by the algorithm's friendly
+// name (exactly, case-sensitively), and constructs it with a clone of the algorithm and the
+// caller's parameter map. A CCryptoException while constructing is wrapped as "new <class>()
+// failed".
+
+namespace {
+
+void RequireAlgorithm(const FunctionTrace& fn, const IAlgorithm* pAlgorithm) {
+  if (pAlgorithm == nullptr) fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pAlgorithm should not be NULL");
+}
+
+template <class Engine>
+Engine* NewEngine(const FunctionTrace& fn, const wchar_t* failure, IAlgorithm* pAlgorithm,
+                  ICryptoParserParameterMap* pParams) {
+  return fn.Wrap(failure, [&] { return new Engine(std::unique_ptr<IAlgorithm>(pAlgorithm->Clone()), pParams); });
+}
+
+// An implementation of an engine family, by the friendly name that selects it.
+template <class Family>
+struct EngineRow {
+  const wchar_t* friendlyName;
+  Family* (*create)(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams);
+};
+
+template <class Family, std::size_t N>
+const EngineRow<Family>* FindEngine(const EngineRow<Family> (&rows)[N], const WString& name) {
+  for (const EngineRow<Family>& row : rows)
+    if (name == row.friendlyName) return &row;
+  return nullptr;
+}
+
+MAC* NewMacSha(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CCNGMACSHA>(fn, L"new CCNGMACSHA() failed", pAlgorithm, pParams);
+}
+
+// "CMAC" joins with its engine; until then it is an unknown algorithm.
+constexpr EngineRow<MAC> kMacEngines[] = {
+    {L"HMAC_SHA1", &NewMacSha},
+    {L"HMAC_SHA256", &NewMacSha},
+};
+
+KeyDerivation* NewPbkdf2(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CCNGPBKDF2KeyDerivation>(fn, L"new CCNGPBKDF2KeyDerivation() failed", pAlgorithm, pParams);
+}
+
+// "800_56A_KDF" and "DPAPI" join with their engines; until then they are not implemented.
+constexpr EngineRow<KeyDerivation> kKeyDerivationEngines[] = {
+    {L"PKCS5_PBKDF2", &NewPbkdf2},
+};
+
+}  // namespace
+
+MessageDigest* MessageDigest::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"MessageDigest::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    return NewEngine<CCNGMessageDigest>(fn, L"new CCNGMessageDigest() failed", pAlgorithm, pParams);
+  });
+}
+
+MAC* MAC::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"MAC::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    const EngineRow<MAC>* engine = FindEngine(kMacEngines, pAlgorithm->GetFriendlyName());
+    if (engine == nullptr) fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
+    return engine->create(fn, pAlgorithm, pParams);
+  });
+}
+
+RandomGenerator* RandomGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"RandomGenerator::Create");
+  return fn.Run([&]() -> RandomGenerator* {
+    RequireAlgorithm(fn, pAlgorithm);
+    if (pAlgorithm->GetFriendlyName() != L"FIPS186DSARNG") fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
+    return NewEngine<CCNGFIPS186RandomGenerator>(fn, L"new CCNGFIPS186RandomGenerator() failed", pAlgorithm, pParams);
+  });
+}
+
+GUIDGenerator* GUIDGenerator::Create(IAlgorithm*, ICryptoParserParameterMap*) {
+  const FunctionTrace fn(L"GUIDGenerator::Create");
+  return fn.Run([&] { return fn.Wrap(L"new CCNGGUIDGenerator() failed", [] { return new CCNGGUIDGenerator; }); });
+}
+
+KeyGenerator* KeyGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"KeyGenerator::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    return NewEngine<CCNGKeyGenerator>(fn, L"new CCNGKeyGenerator() failed", pAlgorithm, pParams);
+  });
+}
+
+KeyDerivation* KeyDerivation::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"KeyDerivation::Create");
+  return fn.Run([&] {
+    // Other engines trust their callers here; a null algorithm is refused like everywhere else.
+    RequireAlgorithm(fn, pAlgorithm);
+    const EngineRow<KeyDerivation>* engine = FindEngine(kKeyDerivationEngines, pAlgorithm->GetFriendlyName());
+    if (engine == nullptr) fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+    return engine->create(fn, pAlgorithm, pParams);
+  });
+}
+
+// ---- keys ------------------------------------------------------------------------------------
+
+namespace {
+
+// A key format IKey::Create imports: the key of `pAlgorithm` (to be cloned) from the encoded bytes.
+struct KeyFormatRow {
+  const wchar_t* format;
+  const wchar_t* failure;  // the wrapping message when the key cannot be made
+  IKey* (*create)(IAlgorithm* pAlgorithm, const ByteArray& baEncoded);
+};
+
+IKey* NewRawSecretKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
+  return new CSoftSecretKey(std::unique_ptr<IAlgorithm>(pAlgorithm->Clone()), baEncoded);
+}
+
+// One row per format word. RSA keys bring "X509", "PKCS8" and "MSPrivateKeyBlob", EC keys
+// "ECCPublicKey" and "ECC".
+constexpr KeyFormatRow kKeyFormats[] = {
+    {L"RAW", L"new CSoftSecretKey() failed", &NewRawSecretKey},
+};
+
+}  // namespace
+
+IKey* IKey::Create(IAlgorithm* pAlgorithm, const WString& sFormat, const ByteArray& baEncoded) {
+  const FunctionTrace fn(L"IKey::Create");
+  return fn.Run([&]() -> IKey* {
+    RequireAlgorithm(fn, pAlgorithm);
+    for (const KeyFormatRow& row : kKeyFormats)
+      if (sFormat == row.format) return fn.Wrap(row.failure, [&] { return row.create(pAlgorithm, baEncoded); });
+    fn.Raise(CRYPTO_NOT_SUPPORTED, L"Unsupported key format", L"Unsupported key format: %s", sFormat);
+  });
+}
+
+ISharedSecret* ISharedSecret::Create(const ByteArray& baSecret) {
+  const FunctionTrace fn(L"ISharedSecret::Create");
+  return fn.Run([&] {
+    return fn.Wrap(L"new CSoftSharedSecret() failed", [&] { return new CSoftSharedSecret(baSecret); });
+  });
 }
 
 }  // namespace ZT::Framework

@@ -24,6 +24,9 @@ constexpr const char* kSynopsis = "usage: ztcrypto [--trace[=LEVEL]] COMMAND [AR
 using Family = std::span<const Command> (*)();
 constexpr Family kFamilies[] = {
     AlgorithmCommands,
+    DigestCommands,
+    KeyCommands,
+    RandomCommands,
 };
 
 const Command* FindCommand(const std::string& name) {

@@ -1,0 +1,69 @@
+// Keys: the common interface of every key (secret, public, private), key pairs, and shared
+// secrets (the agreed or given secret bytes that key derivations start from).
+#pragma once
+
+#include "zt/algorithm.h"
+#include "zt/export.h"
+#include "zt/secure.h"
+
+namespace ZT::Framework {
+
+class ZT_CRYPTO_API IKey {
+ public:
+  virtual ~IKey();
+
+  // A new key equal to this one; owned by the caller.
+  virtual IKey* Clone() const = 0;
+  // The key's algorithm, still owned by the key.
+  virtual IAlgorithm* GetAlgorithm() const = 0;
+  // The name of the encoding GetEncoded returns: "RAW" for plain secret-key bytes.
+  virtual WString GetFormat() const = 0;
+  // The key in its format, as a new byte array.
+  virtual ByteArray GetEncoded() const = 0;
+
+  // A new key of `pAlgorithm` (cloned; the caller keeps its own) from `baEncoded` in the format
+  // named by `sFormat`, owned by the caller. "RAW": a secret key holding the bytes as they
+  // are. A null algorithm throws CRYPTO_BAD_PARAM; a format this library does not import
+  // throws CRYPTO_NOT_SUPPORTED ("Unsupported key format").
+  static IKey* Create(IAlgorithm* pAlgorithm, const WString& sFormat, const ByteArray& baEncoded);
+};
+
+class ZT_CRYPTO_API IPublicKey : public IKey {
+ public:
+  ~IPublicKey() override;
+};
+
+class ZT_CRYPTO_API IPrivateKey : public IKey {
+ public:
+  ~IPrivateKey() override;
+};
+
+// A symmetric key.
+class ZT_CRYPTO_API ISecretKey : public IKey {
+ public:
+  ~ISecretKey() override;
+};
+
+// A private key with its public key. Both keys stay owned by the pair.
+class ZT_CRYPTO_API IKeyPair {
+ public:
+  virtual ~IKeyPair();
+  virtual IPrivateKey* GetPrivateKey() = 0;
+  virtual IPublicKey* GetPublicKey() = 0;
+};
+
+// Secret bytes that a key derivation starts from (a password, an agreed secret).
+class ZT_CRYPTO_API ISharedSecret {
+ public:
+  virtual ~ISharedSecret();
+
+  // A new shared secret holding a copy of `baSecret`, owned by the caller.
+  static ISharedSecret* Create(const ByteArray& baSecret);
+
+ protected:
+  ISharedSecret() = default;
+  ISharedSecret(const ISharedSecret&) = default;
+  ISharedSecret& operator=(const ISharedSecret&) = default;
+};
+
+}  // namespace ZT::Framework

@@ -1,0 +1,90 @@
+// Owners of platform handles: each releases its handle when it goes out of scope, so every path
+// out of an engine operation (return or exception) releases what it holds.
+//
+//   AlgorithmProvider provider;
+//   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(provider.put(), L"SHA256", nullptr, 0), ...);
+//   HashObject hash(objectLength);
+//   CheckStatus(fn, CNG().BCryptCreateHash(provider.get(), hash.handle.put(), hash.memory.data(), ...), ...);
+//
+// Declare them in the order of creation: they are released in reverse, so a hash or key goes
+// before the provider it was made from. CNG handles are released through the CNG service table,
+// which must be loaded while any of them lives.
+#pragma once
+
+#include <utility>
+
+#include "framework/crypto.cngtable.h"
+#include "zt/secure.h"
+
+namespace ZT::Framework {
+
+// A handle of type H released by Release; null (H{}) owns nothing.
+template <class H, void (*Release)(H)>
+class PlatformHandle {
+ public:
+  PlatformHandle() = default;
+  explicit PlatformHandle(H handle) : m_handle(handle) {}
+  ~PlatformHandle() { reset(); }
+  PlatformHandle(PlatformHandle&& other) noexcept : m_handle(other.release()) {}
+  PlatformHandle& operator=(PlatformHandle&& other) noexcept {
+    if (this != &other) reset(other.release());
+    return *this;
+  }
+  PlatformHandle(const PlatformHandle&) = delete;
+  PlatformHandle& operator=(const PlatformHandle&) = delete;
+
+  H get() const { return m_handle; }
+  explicit operator bool() const { return m_handle != H{}; }
+
+  // The place for a platform call to store a new handle; releases the one held before.
+  H* put() {
+    reset();
+    return &m_handle;
+  }
+  // Gives the handle up without releasing it.
+  H release() { return std::exchange(m_handle, H{}); }
+  void reset(H handle = H{}) {
+    if (m_handle != H{}) Release(m_handle);
+    m_handle = handle;
+  }
+
+ private:
+  H m_handle{};
+};
+
+namespace HandleRelease {
+inline void CloseProvider(BCRYPT_ALG_HANDLE h) { CNG().BCryptCloseAlgorithmProvider(h, 0); }
+inline void DestroyHash(BCRYPT_HASH_HANDLE h) { CNG().BCryptDestroyHash(h); }
+inline void DestroyKey(BCRYPT_KEY_HANDLE h) { CNG().BCryptDestroyKey(h); }
+inline void DestroySecret(BCRYPT_SECRET_HANDLE h) { CNG().BCryptDestroySecret(h); }
+inline void FreeNCryptObject(NCRYPT_HANDLE h) { CNG().NCryptFreeObject(h); }
+inline void ReleaseContext(HCRYPTPROV h) { CryptReleaseContext(h, 0); }
+inline void DestroyCryptKey(HCRYPTKEY h) { CryptDestroyKey(h); }
+}  // namespace HandleRelease
+
+// CNG (through the service table).
+using AlgorithmProvider = PlatformHandle<BCRYPT_ALG_HANDLE, &HandleRelease::CloseProvider>;
+using HashHandle = PlatformHandle<BCRYPT_HASH_HANDLE, &HandleRelease::DestroyHash>;
+using KeyHandle = PlatformHandle<BCRYPT_KEY_HANDLE, &HandleRelease::DestroyKey>;
+using SecretHandle = PlatformHandle<BCRYPT_SECRET_HANDLE, &HandleRelease::DestroySecret>;
+using NCryptObject = PlatformHandle<NCRYPT_HANDLE, &HandleRelease::FreeNCryptObject>;
+// CryptoAPI.
+using CryptContext = PlatformHandle<HCRYPTPROV, &HandleRelease::ReleaseContext>;
+using CryptKey = PlatformHandle<HCRYPTKEY, &HandleRelease::DestroyCryptKey>;
+
+// A CNG object that lives in object memory the caller provides (hashes, symmetric keys): the
+// memory must stay in place until the handle is destroyed, so the handle is declared after it
+// and goes first; the memory is wiped as it is freed.
+template <class Handle>
+struct PlacedObject {
+  explicit PlacedObject(ULONG objectLength) : memory(objectLength) {}
+  ByteArray memory;
+  Handle handle;
+
+  PUCHAR Memory() { return memory.data(); }
+  ULONG MemoryLength() const { return static_cast<ULONG>(memory.size()); }
+};
+using HashObject = PlacedObject<HashHandle>;
+using KeyObject = PlacedObject<KeyHandle>;
+
+}  // namespace ZT::Framework

@@ -1,0 +1,30 @@
+// The random generator (the platform generator with extra entropy from rand_s) and the GUID
+// generator.
+#pragma once
+
+#include <memory>
+
+#include "cng/crypto.cng.engine.h"
+#include "zt/random.h"
+
+namespace ZT::Framework {
+
+inline constexpr EngineTrace kCCNGFIPS186RandomGeneratorTrace = ZT_ENGINE_TRACE(CCNGFIPS186RandomGenerator);
+
+class CCNGFIPS186RandomGenerator final : public AlgorithmEngine<RandomGenerator, kCCNGFIPS186RandomGeneratorTrace> {
+ public:
+  using AlgorithmEngine::AlgorithmEngine;
+
+  void SetSeed(const ByteArray& baSeed) override;
+  void GenerateRandom(std::uint32_t nLength, ByteArray& baRandom) override;
+};
+
+class CCNGGUIDGenerator final : public GUIDGenerator {
+ public:
+  CCNGGUIDGenerator();
+  ~CCNGGUIDGenerator() override;
+
+  void GenerateGUID(ByteArray& baGUID) override;
+};
+
+}  // namespace ZT::Framework

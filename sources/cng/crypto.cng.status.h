@@ -1,0 +1,63 @@
+// How engines turn platform results into the library's failures, in one place:
+//
+//   RequireCNG(fn);  // "Load CNG library failed"
+//   CheckStatus(fn, CNG().BCryptHashData(...), L"BCryptHashData", L"BCryptHashData failed");
+//   CheckLastError(fn, CryptGenRandom(...), L"CryptGenRandom", L"CryptGenRandom failed");
+//
+// Each raises through the function's trace (crypto.trace.h), so the exception records the line
+// of the check and the level-1 line names the function and the failed call.
+#pragma once
+
+#include "framework/crypto.cngtable.h"
+#include "framework/crypto.trace.h"
+
+namespace ZT::Framework {
+
+// Loads the CNG service table (CryptoSoftCNGWrapper::LoadCNGLibrary). When it cannot be
+// loaded: logs "<name> : Unable to load CNG library" at level 1 and raises `message` with `id`.
+void RequireCNG(const FunctionTrace& fn, const WString& message = L"Load CNG library failed",
+                CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine());
+
+// Raises `message` with `id` for a failure status (negative NTSTATUS or SECURITY_STATUS),
+// logging "<name> : Error 0x%x returned by <call>" with the status. Success returns.
+[[noreturn]] void RaiseStatus(const FunctionTrace& fn, LONG status, const wchar_t* call, const WString& message,
+                              CryptoExceptionId id, SourceLine where);
+
+inline void CheckStatus(const FunctionTrace& fn, LONG status, const wchar_t* call, const WString& message,
+                        CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine()) {
+  if (status < 0) RaiseStatus(fn, status, call, message, id, where);
+}
+
+// The same for a CryptoAPI call that returned FALSE: the status is GetLastError().
+void CheckLastError(const FunctionTrace& fn, BOOL ok, const wchar_t* call, const WString& message,
+                    CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine());
+
+// Runs `step`; a CCryptoException leaving it becomes the inner exception of a new one with
+// `message` and `id` (not the caught id, unlike FunctionTrace::Wrap), logged at level 1.
+template <class Step>
+std::invoke_result_t<Step&> WrapAs(const FunctionTrace& fn, CryptoExceptionId id, const WString& message, Step&& step,
+                                   SourceLine where = SourceLine()) {
+  try {
+    return step();
+  } catch (CCryptoException* caught) {
+    CCryptoException* wrapped = NewCryptoException(where, message, id, caught);
+    fn.Error(L"%s", message);
+    throw wrapped;
+  }
+}
+
+// The pointer and length a platform call takes for a byte array: null and 0 when it is empty.
+// Platform calls take non-const pointers even for input.
+inline PUCHAR InputBytes(const ByteArray& bytes) {
+  return bytes.empty() ? nullptr : const_cast<PUCHAR>(bytes.data());
+}
+inline ULONG InputLength(const ByteArray& bytes) { return static_cast<ULONG>(bytes.size()); }
+
+// Wipes the bytes in use and empties the array. The array keeps its block for the next use, so
+// the data must not stay in it.
+inline void EmptySecurely(ByteArray& bytes) {
+  SecureWipe(bytes.data(), bytes.size());
+  bytes.clear();
+}
+
+}  // namespace ZT::Framework

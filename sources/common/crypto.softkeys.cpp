@@ -1,0 +1,91 @@
+#include "common/crypto.softkeys.h"
+
+#include <array>
+
+#include "framework/crypto.trace.h"
+
+namespace ZT::Framework {
+
+namespace {
+
+constexpr std::size_t kMaskLength = 16;
+
+// The mask is computed when needed rather than stored as one constant, so that it does not
+// sit in the binary as a recognisable block next to the code that uses it.
+std::array<unsigned char, kMaskLength> KeyMask() {
+  std::array<unsigned char, kMaskLength> mask{};
+  std::uint32_t state = 0x2F6B1D93u;
+  for (unsigned char& byte : mask) {
+    state = state * 1664525u + 1013904223u;  // a linear congruential step
+    byte = static_cast<unsigned char>(state >> 24);
+  }
+  return mask;
+}
+
+}  // namespace
+
+IKey::~IKey() = default;
+IPublicKey::~IPublicKey() = default;
+IPrivateKey::~IPrivateKey() = default;
+ISecretKey::~ISecretKey() = default;
+IKeyPair::~IKeyPair() = default;
+ISharedSecret::~ISharedSecret() = default;
+
+CSoftSecretKey::CSoftSecretKey(std::unique_ptr<IAlgorithm> pAlgorithm, const ByteArray& baKey)
+    : m_pAlgorithm(std::move(pAlgorithm)) {
+  const FunctionTrace fn(L"CSoftSecretKey::CSoftSecretKey", this);
+  fn.Run([&] { Obfuscate(baKey, m_baMaskedKey); });
+}
+
+CSoftSecretKey::~CSoftSecretKey() {
+  const FunctionTrace fn(L"CSoftSecretKey::~CSoftSecretKey", this);
+  fn.Run([&] { m_pAlgorithm.reset(); });
+}
+
+IKey* CSoftSecretKey::Clone() const {
+  const FunctionTrace fn(L"CSoftSecretKey::Clone", this);
+  return fn.Run([&] {
+    std::unique_ptr<IAlgorithm> algorithm(m_pAlgorithm->Clone());
+    return new CSoftSecretKey(std::move(algorithm), GetEncoded());
+  });
+}
+
+IAlgorithm* CSoftSecretKey::GetAlgorithm() const {
+  const FunctionTrace fn(L"CSoftSecretKey::GetAlgorithm", this);
+  return fn.Run([&] { return m_pAlgorithm.get(); });
+}
+
+WString CSoftSecretKey::GetFormat() const {
+  const FunctionTrace fn(L"CSoftSecretKey::GetFormat", this);
+  return fn.Run([] { return WString(L"RAW"); });
+}
+
+ByteArray CSoftSecretKey::GetEncoded() const {
+  const FunctionTrace fn(L"CSoftSecretKey::GetEncoded", this);
+  return fn.Run([&] {
+    ByteArray baKey;
+    Obfuscate(m_baMaskedKey, baKey);
+    return baKey;
+  });
+}
+
+void CSoftSecretKey::Obfuscate(const ByteArray& baIn, ByteArray& baOut) {
+  const FunctionTrace fn(L"CSoftSecretKey::Obfuscate");
+  fn.Run([&] {
+    const auto mask = KeyMask();
+    baOut.resize(baIn.size());
+    for (std::size_t i = 0; i < baIn.size(); ++i) baOut[i] = baIn[i] ^ mask[i % kMaskLength];
+  });
+}
+
+CSoftSharedSecret::CSoftSharedSecret(const ByteArray& baSecret) : m_baSecret(baSecret) {
+  const FunctionTrace fn(L"CSoftSharedSecret::CSoftSharedSecret", this);
+  fn.Run([] {});
+}
+
+CSoftSharedSecret::~CSoftSharedSecret() {
+  const FunctionTrace fn(L"CSoftSharedSecret::~CSoftSharedSecret", this);
+  fn.Run([] {});
+}
+
+}  // namespace ZT::Framework

@@ -1,0 +1,85 @@
+// Helpers of the engine tests: bytes from text and hex, algorithms by name, caught exceptions,
+// and a fixture that leaves the CNG table and the module registry clean.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "framework/crypto.cngtable.h"
+#include "platform/testing.h"
+#include "zt/crypto.h"
+
+namespace enginetest {
+
+using namespace ZT::Framework;
+
+inline ByteArray Text(std::string_view text) { return ByteArray(text.begin(), text.end()); }
+
+inline ByteArray Hex(std::string_view hex) {
+  ByteArray bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes.push_back(static_cast<unsigned char>(std::stoul(std::string(hex.substr(i, 2)), nullptr, 16)));
+  return bytes;
+}
+
+inline std::string ToHex(const ByteArray& bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string out;
+  for (unsigned char b : bytes) {
+    out += kDigits[b >> 4];
+    out += kDigits[b & 15];
+  }
+  return out;
+}
+
+inline std::unique_ptr<IAlgorithm> Algorithm(const WString& friendlyName) {
+  const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
+  return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(friendlyName, parameters.get()));
+}
+
+// An algorithm whose friendly name is outside the table (an OID the table lacks names itself).
+inline std::unique_ptr<IAlgorithm> UnlistedAlgorithm(const WString& name) {
+  const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
+  return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromOID(name, parameters.get()));
+}
+
+inline std::unique_ptr<IKey> RawKey(const ByteArray& bytes, const WString& algorithm = L"HMAC_SHA256") {
+  return std::unique_ptr<IKey>(IKey::Create(Algorithm(algorithm).get(), L"RAW", bytes));
+}
+
+// The exception `f` throws (owned by the result), or null when it throws none.
+template <class F>
+std::unique_ptr<CCryptoException> Thrown(F&& f) {
+  try {
+    f();
+  } catch (CCryptoException* e) {
+    return std::unique_ptr<CCryptoException>(e);
+  }
+  return nullptr;
+}
+
+// The message and id of the exception's inner exception.
+inline const IException* Inner(const std::unique_ptr<CCryptoException>& e) {
+  return e ? e->getInnerException() : nullptr;
+}
+
+// Tests that hook the module registry: the hooks are removed and the table emptied afterwards,
+// so that later tests load it afresh.
+class WithModuleHooks : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    ZT::Platform::Testing::ResetModuleHooks();
+    CryptoSoftCNGWrapper::UnloadCNGLibrary();
+  }
+  // Makes the next load of the CNG table fail (Bcrypt.dll cannot be loaded).
+  static void MakeCNGUnavailable() {
+    CryptoSoftCNGWrapper::UnloadCNGLibrary();
+    ZT::Platform::Testing::FailModuleLoad(L"Bcrypt.dll");
+  }
+  static void MakeCNGAvailable() { ZT::Platform::Testing::ResetModuleHooks(); }
+};
+
+}  // namespace enginetest

@@ -1,0 +1,194 @@
+// PBKDF2: RFC 6070 and RFC 7914 answers, the parameter map's defaults, the life cycle, and the
+// factory's choice of engine.
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "engine_test_util.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace enginetest;
+using zttest::LogCapture;
+
+std::unique_ptr<KeyDerivation> NewPbkdf2(ICryptoParserParameterMap* map) {
+  return std::unique_ptr<KeyDerivation>(KeyDerivation::Create(Algorithm(L"PKCS5_PBKDF2").get(), map));
+}
+
+std::unique_ptr<ICryptoParserParameterMap> Map(std::uint64_t iterations, const WString& prf) {
+  std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
+  map->SetIterationCount(iterations);
+  map->SetHMACAlgorithmName(prf);
+  return map;
+}
+
+std::string DeriveHex(KeyDerivation& kdf, const ByteArray& password, const ByteArray& salt, std::uint32_t length) {
+  const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(password));
+  kdf.Init(secret.get());
+  ByteArray out;
+  kdf.Derive(salt, length, out);
+  return ToHex(out);
+}
+
+// PBKDF2 by OpenSSL's own one-shot call on its default context: an implementation apart from
+// the library's.
+std::string OpensslPbkdf2(const EVP_MD* md, const std::string& password, const std::string& salt, int iterations,
+                          int length) {
+  ByteArray out(length);
+  EXPECT_EQ(PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()),
+                              reinterpret_cast<const unsigned char*>(salt.data()), static_cast<int>(salt.size()),
+                              iterations, md, length, out.data()),
+            1);
+  return ToHex(out);
+}
+
+TEST(Pbkdf2, KnownAnswers) {
+  const struct {
+    const wchar_t* prf;
+    std::string password, salt;
+    std::uint64_t iterations;
+    std::uint32_t length;
+    std::string expected;
+  } vectors[] = {
+      // RFC 6070.
+      {L"HMAC_SHA1", "password", "salt", 1, 20, "0c60c80f961f0e71f3a9b524af6012062fe037a6"},
+      {L"HMAC_SHA1", "password", "salt", 2, 20, "ea6c014dc72d6f8ccd1ed92ace1d41f0d8de8957"},
+      {L"HMAC_SHA1", "password", "salt", 4096, 20, "4b007901b765489abead49d926f721d065a429c1"},
+      {L"HMAC_SHA1", "passwordPASSWORDpassword", "saltSALTsaltSALTsaltSALTsaltSALTsalt", 4096, 25,
+       "3d2eec4fe41c849b80c8d83662c0e44a8b291a964cf2f07038"},
+      {L"HMAC_SHA1", std::string("pass\0word", 9), std::string("sa\0lt", 5), 4096, 16,
+       "56fa6aa75548099dcc37d7f03425e0c3"},
+      // RFC 7914, section 11.
+      {L"HMAC_SHA256", "passwd", "salt", 1, 64,
+       "55ac046e56e3089fec1691c22544b605f94185216dde0465e68b9d57c20dacbc49ca9cccf179b645991664b39d77ef317c71b845b1e30bd509112041d3a19783"},
+      {L"HMAC_SHA256", "Password", "NaCl", 80000, 64,
+       "4ddcd8f60b98be21830cee5ef22701f9641a4418d04c0414aeff08876b34ab56a1d425a1225833549adb841b51c9b3176a272bdebba1d078478f62b397f33c8d"},
+  };
+  for (const auto& v : vectors) {
+    const auto map = Map(v.iterations, v.prf);
+    const auto kdf = NewPbkdf2(map.get());
+    EXPECT_EQ(DeriveHex(*kdf, Text(v.password), Text(v.salt), v.length), v.expected) << v.password;
+  }
+}
+
+TEST(Pbkdf2, DefaultsAndLongerHashesAgreeWithOpenssl) {
+  // Without parameters: HMAC-SHA256 and 10000 iterations.
+  const std::string expected = OpensslPbkdf2(EVP_sha256(), "pass phrase", "NaCl and pepper", 10000, 40);
+  const std::unique_ptr<ICryptoParserParameterMap> empty(ICryptoParserParameterMap::Create());
+  EXPECT_EQ(DeriveHex(*NewPbkdf2(empty.get()), Text("pass phrase"), Text("NaCl and pepper"), 40), expected);
+  EXPECT_EQ(DeriveHex(*NewPbkdf2(nullptr), Text("pass phrase"), Text("NaCl and pepper"), 40), expected);
+
+  for (const auto& [prf, md] : {std::pair{L"HMAC_SHA384", EVP_sha384()}, std::pair{L"HMAC_SHA512", EVP_sha512()}}) {
+    const auto map = Map(3, prf);
+    EXPECT_EQ(DeriveHex(*NewPbkdf2(map.get()), Text("pw"), Text("salt"), 80), OpensslPbkdf2(md, "pw", "salt", 3, 80));
+  }
+}
+
+TEST(Pbkdf2, UnknownPrfIsUnsupported) {
+  const auto map = Map(1, L"HMAC_SHA224");
+  const auto kdf = NewPbkdf2(map.get());
+  LogCapture capture(NQLOG_ERROR);
+  const auto e = Thrown([&] { DeriveHex(*kdf, Text("pw"), Text("salt"), 16); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_NO_SUCH_ALGORITHM);
+  EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
+  ASSERT_NE(Inner(e), nullptr);
+  EXPECT_EQ(Inner(e)->getMessage(), L"Unsupported algorithm");
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            (std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported algorithm: HMAC_SHA224",
+                                       L"CCNGPBKDF2KeyDerivation::Derive : Derivation using shared secret value failed"}));
+}
+
+// A secret that is not held as bytes by the library (one that stays inside the platform).
+class ReferenceSecret : public ISharedSecret {};
+
+TEST(Pbkdf2, LifeCycle) {
+  const auto kdf = NewPbkdf2(nullptr);
+  const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("pw")));
+  ByteArray out;
+  const auto uninitialised = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
+  ASSERT_TRUE(uninitialised);
+  EXPECT_EQ(uninitialised->getID(), CRYPTO_ILLEGAL_STATE);
+  EXPECT_EQ(uninitialised->getMessage(), L"KeyDerivation is not initialized");
+
+  const auto nullSecret = Thrown([&] { kdf->Init(static_cast<ISharedSecret*>(nullptr)); });
+  ASSERT_TRUE(nullSecret);
+  EXPECT_EQ(nullSecret->getMessage(), L"pSharedSecret should not be NULL");
+
+  kdf->Init(secret.get());
+  const auto twice = Thrown([&] { kdf->Init(secret.get()); });
+  ASSERT_TRUE(twice);
+  EXPECT_EQ(twice->getID(), CRYPTO_ILLEGAL_STATE);
+  EXPECT_EQ(twice->getMessage(), L"KeyDerivation is already initialized");
+
+  kdf->Derive(Text("salt"), 16, out);
+  EXPECT_EQ(out.size(), 16u);
+  const auto again = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->getMessage(), L"KeyDerivation is not initialized");
+}
+
+TEST(Pbkdf2, TakesItsPasswordOnlyFromValueSecrets) {
+  const auto kdf = NewPbkdf2(nullptr);
+  const auto key = RawKey(Text("a valid key"));
+  const auto keyInit = Thrown([&] { kdf->Init(key.get()); });
+  ASSERT_TRUE(keyInit);
+  EXPECT_EQ(keyInit->getID(), CRYPTO_NOT_SUPPORTED);
+  EXPECT_EQ(keyInit->getMessage(), L"Not Supported");
+  const auto nullKey = Thrown([&] { kdf->Init(static_cast<IKey*>(nullptr)); });
+  ASSERT_TRUE(nullKey);
+  EXPECT_EQ(nullKey->getMessage(), L"pKey should not be NULL");
+
+  ReferenceSecret reference;
+  kdf->Init(&reference);
+  LogCapture capture(NQLOG_ERROR);
+  ByteArray out;
+  const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);
+  EXPECT_EQ(e->getMessage(), L"Unsupported shared secret");
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported shared secret"});
+}
+
+class Pbkdf2WithoutCNG : public WithModuleHooks {};
+
+TEST_F(Pbkdf2WithoutCNG, ReportsTheLoadFailureWrapped) {
+  const auto kdf = NewPbkdf2(nullptr);
+  const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("pw")));
+  kdf->Init(secret.get());
+  MakeCNGUnavailable();
+  LogCapture capture(NQLOG_ERROR);
+  ByteArray out;
+  const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
+  ASSERT_NE(Inner(e), nullptr);
+  EXPECT_EQ(Inner(e)->getMessage(), L"Failed to load CNG!");
+  const auto errors = capture.At(NQLOG_ERROR);
+  EXPECT_NE(std::find(errors.begin(), errors.end(), L"CCNGPBKDF2KeyDerivation::Derive : Unable to load CNG library"),
+            errors.end());
+
+  MakeCNGAvailable();
+  kdf->Derive(Text("salt"), 16, out);  // the failure left the engine initialised
+  EXPECT_EQ(ToHex(out), OpensslPbkdf2(EVP_sha256(), "pw", "salt", 10000, 16));
+}
+
+TEST(KeyDerivationFactory, OnlyPbkdf2IsImplemented) {
+  for (const wchar_t* name : {L"800_56A_KDF", L"DPAPI", L"SHA256"}) {
+    const auto algorithm = Algorithm(name);
+    LogCapture capture(NQLOG_EXIT);
+    const auto e = Thrown([&] { delete KeyDerivation::Create(algorithm.get(), nullptr); });
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->getID(), CRYPTO_NOT_IMPLEMENTED);
+    EXPECT_EQ(e->getMessage(), L"Not Implemented");
+    EXPECT_EQ(capture.At(NQLOG_ENTRY).front(), L"KeyDerivation::Create");
+    EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"KeyDerivation::Create Returns Not Implemented");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,168 @@
+// HMAC on CNG: RFC 4231 and RFC 2202 answers, the Init/Mac life cycle, key formats, failures
+// that keep state and data, and the factory's choice of engine.
+#include <string>
+#include <vector>
+
+#include "engine_test_util.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace enginetest;
+using zttest::LogCapture;
+
+const std::string kRfc4231Case1 = "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7";
+
+std::unique_ptr<MAC> NewMac(const WString& name) {
+  return std::unique_ptr<MAC>(MAC::Create(Algorithm(name).get(), nullptr));
+}
+
+std::string MacHex(MAC& mac, IKey& key, const ByteArray& data) {
+  mac.Init(&key);
+  ByteArray out;
+  mac.Mac(data, out);
+  return ToHex(out);
+}
+
+// A key in another format than "RAW".
+class EncodedKey : public IKey {
+ public:
+  IKey* Clone() const override { return new EncodedKey; }
+  IAlgorithm* GetAlgorithm() const override { return nullptr; }
+  WString GetFormat() const override { return L"X509"; }
+  ByteArray GetEncoded() const override { return ByteArray(16, 1); }
+};
+
+TEST(Hmac, KnownAnswers) {
+  const struct {
+    const wchar_t* name;
+    ByteArray key;
+    std::string data;
+    std::string expected;
+  } vectors[] = {
+      // RFC 4231 test cases 1, 2 and 6 (a key longer than the block).
+      {L"HMAC_SHA256", ByteArray(20, 0x0b), "Hi There", kRfc4231Case1},
+      {L"HMAC_SHA256", Text("Jefe"), "what do ya want for nothing?",
+       "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843"},
+      {L"HMAC_SHA256", ByteArray(131, 0xaa), "Test Using Larger Than Block-Size Key - Hash Key First",
+       "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54"},
+      // RFC 2202 test cases 1 and 2.
+      {L"HMAC_SHA1", ByteArray(20, 0x0b), "Hi There", "b617318655057264e28bc0b6fb378c8ef146be00"},
+      {L"HMAC_SHA1", Text("Jefe"), "what do ya want for nothing?", "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79"},
+  };
+  for (const auto& v : vectors) {
+    const auto mac = NewMac(v.name);
+    const auto key = RawKey(v.key);
+    EXPECT_EQ(MacHex(*mac, *key, Text(v.data)), v.expected) << v.data;
+  }
+}
+
+TEST(Hmac, ReportsTwentyBytesWhateverTheHash) {
+  const auto mac = NewMac(L"HMAC_SHA256");
+  EXPECT_EQ(mac->GetMacLength(), 20u);
+  const auto key = RawKey(ByteArray(32, 7));
+  EXPECT_EQ(MacHex(*mac, *key, Text("x")).size(), 64u) << "HMAC-SHA256 gives 32 bytes all the same";
+}
+
+TEST(Hmac, EachMacNeedsItsOwnInit) {
+  const auto mac = NewMac(L"HMAC_SHA256");
+  const auto key = RawKey(ByteArray(20, 0x0b));
+  ByteArray out;
+  const auto beforeInit = Thrown([&] { mac->Mac(out); });
+  ASSERT_TRUE(beforeInit);
+  EXPECT_EQ(beforeInit->getID(), CRYPTO_ILLEGAL_STATE);
+  EXPECT_EQ(beforeInit->getMessage(), L"Cipher is not initialized");
+
+  mac->Update(Text("given before Init is discarded"));
+  mac->Init(key.get());
+  const auto twice = Thrown([&] { mac->Init(key.get()); });
+  ASSERT_TRUE(twice);
+  EXPECT_EQ(twice->getID(), CRYPTO_ILLEGAL_STATE);
+  EXPECT_EQ(twice->getMessage(), L"Mac is already initialized");
+
+  mac->Update(Text("Hi "));
+  mac->Mac(Text("There"), out);
+  EXPECT_EQ(ToHex(out), kRfc4231Case1);
+
+  const auto afterMac = Thrown([&] { mac->Mac(Text("Hi There"), out); });
+  ASSERT_TRUE(afterMac);
+  EXPECT_EQ(afterMac->getMessage(), L"Mac failed");
+  EXPECT_EQ(afterMac->getID(), CRYPTO_ILLEGAL_STATE);
+  ASSERT_NE(Inner(afterMac), nullptr);
+  EXPECT_EQ(Inner(afterMac)->getMessage(), L"Cipher is not initialized");
+
+  // The failed Mac above buffered its input; the next Init discards it.
+  EXPECT_EQ(MacHex(*mac, *key, Text("Hi There")), kRfc4231Case1);
+}
+
+TEST(Hmac, RefusesNullKeysAndKeysThatAreNotRaw) {
+  const auto mac = NewMac(L"HMAC_SHA1");
+  const auto nullKey = Thrown([&] { mac->Init(nullptr); });
+  ASSERT_TRUE(nullKey);
+  EXPECT_EQ(nullKey->getID(), CRYPTO_BAD_PARAM);
+  EXPECT_EQ(nullKey->getMessage(), L"pKey should not be NULL");
+
+  EncodedKey key;
+  mac->Init(&key);
+  LogCapture capture(NQLOG_ERROR);
+  ByteArray out;
+  const auto e = Thrown([&] { mac->Mac(out); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);
+  EXPECT_EQ(e->getMessage(), L"Only raw key format is supported");
+  EXPECT_EQ(capture.At(NQLOG_ERROR), std::vector<std::wstring>{L"CCNGMACSHA::Mac : Only raw key format is supported"});
+}
+
+class HmacWithoutCNG : public WithModuleHooks {};
+
+TEST_F(HmacWithoutCNG, FailedMacKeepsStateAndData) {
+  const auto mac = NewMac(L"HMAC_SHA256");
+  const auto key = RawKey(ByteArray(20, 0x0b));
+  mac->Init(key.get());
+  mac->Update(Text("Hi "));
+  MakeCNGUnavailable();
+  LogCapture capture(NQLOG_ERROR);
+  ByteArray out;
+  const auto e = Thrown([&] { mac->Mac(out); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(e->getMessage(), L"Load CNG library failed");
+  EXPECT_EQ(capture.At(NQLOG_ERROR).back(), L"CCNGMACSHA::Mac : Unable to load CNG library");
+
+  // The two-argument form keeps its input as well.
+  const auto wrapped = Thrown([&] { mac->Mac(Text("There"), out); });
+  ASSERT_TRUE(wrapped);
+  EXPECT_EQ(wrapped->getMessage(), L"Mac failed");
+  EXPECT_EQ(wrapped->getID(), CRYPTO_INTERNAL_ERROR);
+
+  MakeCNGAvailable();
+  mac->Mac(out);  // still initialised, with all the data
+  EXPECT_EQ(ToHex(out), kRfc4231Case1);
+}
+
+TEST(MacFactory, OnlyHmacSha1AndSha256HaveAnEngine) {
+  for (const wchar_t* name : {L"HMAC_SHA224", L"HMAC_SHA384", L"HMAC_SHA512", L"CMAC", L"SHA256"}) {
+    const auto algorithm = Algorithm(name);
+    LogCapture capture(NQLOG_EXIT);
+    const auto e = Thrown([&] { delete MAC::Create(algorithm.get(), nullptr); });
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->getID(), CRYPTO_NO_SUCH_ALGORITHM);
+    EXPECT_EQ(e->getMessage(), L"Unknown algorithm");
+    EXPECT_EQ(capture.At(NQLOG_ERROR), std::vector<std::wstring>{L"MAC::Create : Unknown algorithm"});
+    EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"MAC::Create Returns Unknown algorithm");
+  }
+  const auto e = Thrown([] { delete MAC::Create(nullptr, nullptr); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+
+  const auto algorithm = Algorithm(L"HMAC_SHA1");
+  LogCapture capture(NQLOG_EXIT);
+  const std::unique_ptr<MAC> mac(MAC::Create(algorithm.get(), nullptr));
+  const std::wstring self = zttest::AddressText(mac.get());
+  const auto entries = capture.At(NQLOG_ENTRY);
+  EXPECT_EQ(entries.front(), L"MAC::Create");
+  EXPECT_EQ(entries.back(), L"CCNGMACSHA::CCNGMACSHA : this=" + self);
+  EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"MAC::Create");
+}
+
+}  // namespace

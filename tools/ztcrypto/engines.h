@@ -1,0 +1,26 @@
+// What the engine commands share: algorithms by friendly name and byte counts.
+#pragma once
+
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "cli.h"
+
+namespace ztcli {
+
+// The algorithm of a friendly name of the library's table (a library error for other names).
+inline std::unique_ptr<ZT::Framework::IAlgorithm> AlgorithmNamed(const std::string& name) {
+  const std::unique_ptr<ZT::Framework::IAlgorithmParameters> parameters(ZT::Framework::IAlgorithmParameters::Create());
+  return std::unique_ptr<ZT::Framework::IAlgorithm>(
+      ZT::Framework::IAlgorithm::CreateFromFriendlyName(Widen(name), parameters.get()));
+}
+
+// A byte count the engines take (32 bits).
+inline std::uint32_t ParseLength(const std::string& text, const char* what) {
+  const std::uint64_t count = ParseCount(text, what);
+  if (count > std::numeric_limits<std::uint32_t>::max()) throw UsageError(std::string(what) + " is too large");
+  return static_cast<std::uint32_t>(count);
+}
+
+}  // namespace ztcli
