@@ -6,3 +6,6 @@
 #include "zt/exception.h"
 #include "zt/parameters.h"
 #include "zt/algorithm.h"
+#include "zt/generalname.h"
+#include "zt/x500name.h"
+#include "zt/oiddecoder.h"
