@@ -38,6 +38,7 @@ struct Command {
 
 // The command families; each lives in its own cmd_*.cpp.
 std::span<const Command> AlgorithmCommands();
+std::span<const Command> NameCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a

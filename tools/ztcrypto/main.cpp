@@ -24,6 +24,7 @@ constexpr const char* kSynopsis = "usage: ztcrypto [--trace[=LEVEL]] COMMAND [AR
 using Family = std::span<const Command> (*)();
 constexpr Family kFamilies[] = {
     AlgorithmCommands,
+    NameCommands,
 };
 
 const Command* FindCommand(const std::string& name) {
