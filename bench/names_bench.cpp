@@ -2,14 +2,13 @@
 // OpenSSL calls that do the same work: d2i_X509_NAME with X509_NAME_print_ex, and
 // X509V3_EXT_print.
 #include <benchmark/benchmark.h>
-
-#include <memory>
-#include <string_view>
-
 #include <openssl/bio.h>
 #include <openssl/objects.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
+
+#include <memory>
+#include <string_view>
 
 #include "zt/crypto.h"
 

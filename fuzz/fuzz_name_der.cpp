@@ -42,21 +42,13 @@ bool HasMultiValuedRdn(const CERT_NAME_INFO& info) {
   return false;
 }
 
-// The value's text as CertRDNValueToStrW writes it.
-WString ValueText(const CERT_RDN_ATTR& attr) {
-  const std::uint32_t size = X500Text::CertRDNValueToStrW(attr.dwValueType, &attr.Value, nullptr, 0);
-  WString text(size, L'\0');
-  X500Text::CertRDNValueToStrW(attr.dwValueType, &attr.Value, text.data(), size);
-  text.resize(size - 1);
-  return text;
-}
-
 // True when reading the text form back would choose the same value type for every attribute.
 bool TextIsFaithful(const CERT_NAME_INFO& info) {
   for (const CERT_RDN& rdn : info.rgRDN)
     for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
       if (attr.dwValueType == CERT_RDN_OCTET_STRING) continue;
-      if (attr.dwValueType != X500Text::ValueTypeForText(attr.pszObjId, ValueText(attr))) return false;
+      const WString text = X500Text::RDNValueToString(attr.dwValueType, attr.Value);
+      if (attr.dwValueType != X500Text::ValueTypeForText(attr.pszObjId, text)) return false;
     }
   return true;
 }

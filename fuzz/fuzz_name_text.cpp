@@ -34,8 +34,8 @@ WString TextOf(const std::uint8_t* data, std::size_t size) {
 
 // The options CertStrToNameW takes besides the string type, picked by the bits of `selector`.
 std::uint32_t FlagsOf(std::uint8_t selector) {
-  constexpr std::uint32_t kFlags[] = {CERT_NAME_STR_COMMA_FLAG,   CERT_NAME_STR_SEMICOLON_FLAG,
-                                      CERT_NAME_STR_CRLF_FLAG,    CERT_NAME_STR_NO_PLUS_FLAG,
+  constexpr std::uint32_t kFlags[] = {CERT_NAME_STR_COMMA_FLAG,      CERT_NAME_STR_SEMICOLON_FLAG,
+                                      CERT_NAME_STR_CRLF_FLAG,       CERT_NAME_STR_NO_PLUS_FLAG,
                                       CERT_NAME_STR_NO_QUOTING_FLAG, CERT_NAME_STR_REVERSE_FLAG};
   std::uint32_t flags = 0;
   for (std::size_t i = 0; i < std::size(kFlags); ++i)

@@ -120,8 +120,10 @@ WString IOIDDecoder::StringToOID(const WString& sString) {
 WString IOIDDecoder::DecodeOID(const WString& sOID, const ByteArray& baEncodedData) {
   const FunctionTrace fn(L"IOIDDecoder::DecodeOID");
   return fn.Run([&] {
-    if (sOID.empty()) fn.Warning(L"sOID=empty!");
-    else fn.Data(L"sOID=%s", sOID);
+    if (sOID.empty())
+      fn.Warning(L"sOID=empty!");
+    else
+      fn.Data(L"sOID=%s", sOID);
     fn.Bytes(L"baEncodedData", baEncodedData);
     if (baEncodedData.empty()) {
       fn.Warning(L"baEncodedData=empty!");

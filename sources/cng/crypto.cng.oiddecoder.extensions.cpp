@@ -19,13 +19,51 @@ constexpr const wchar_t* kIndent15 = L"\r\n               ";
 constexpr const wchar_t* kDateFormat = L"%A, %B %d, %Y";
 
 constexpr const wchar_t* kDirectoryAttributes[] = {
-    L"2.5.4.38", L"2.5.4.3",  L"2.5.4.6",  L"2.5.4.10", L"1.2.840.113549.1.9.1", L"2.5.4.13", L"2.5.4.7",
-    L"2.5.4.15", L"2.5.4.37", L"2.5.4.39", L"2.5.4.40", L"2.5.4.27", L"2.5.4.5", L"0.9.2342.19200300.100.1.25",
-    L"2.5.4.23", L"2.5.4.42", L"2.5.4.43", L"2.5.4.25", L"2.5.4.31", L"2.5.4.11", L"2.5.4.32",
-    L"2.5.4.19", L"1.2.840.113549.1.9.20", L"1.2.840.113549.1.9.21", L"2.5.4.18", L"2.5.4.16", L"2.5.4.17",
-    L"2.5.4.28", L"2.5.4.29", L"2.5.4.26", L"2.5.4.33", L"2.5.4.14", L"2.5.4.34", L"2.5.4.8", L"2.5.4.9",
-    L"2.5.4.30", L"2.5.4.4",  L"2.5.4.20", L"2.5.4.22", L"2.5.4.21", L"2.5.4.12", L"2.5.4.36", L"2.5.4.35",
-    L"2.5.4.24", L"1.3.6.1.4.1.311.20.2.3",
+    L"2.5.4.38",
+    L"2.5.4.3",
+    L"2.5.4.6",
+    L"2.5.4.10",
+    L"1.2.840.113549.1.9.1",
+    L"2.5.4.13",
+    L"2.5.4.7",
+    L"2.5.4.15",
+    L"2.5.4.37",
+    L"2.5.4.39",
+    L"2.5.4.40",
+    L"2.5.4.27",
+    L"2.5.4.5",
+    L"0.9.2342.19200300.100.1.25",
+    L"2.5.4.23",
+    L"2.5.4.42",
+    L"2.5.4.43",
+    L"2.5.4.25",
+    L"2.5.4.31",
+    L"2.5.4.11",
+    L"2.5.4.32",
+    L"2.5.4.19",
+    L"1.2.840.113549.1.9.20",
+    L"1.2.840.113549.1.9.21",
+    L"2.5.4.18",
+    L"2.5.4.16",
+    L"2.5.4.17",
+    L"2.5.4.28",
+    L"2.5.4.29",
+    L"2.5.4.26",
+    L"2.5.4.33",
+    L"2.5.4.14",
+    L"2.5.4.34",
+    L"2.5.4.8",
+    L"2.5.4.9",
+    L"2.5.4.30",
+    L"2.5.4.4",
+    L"2.5.4.20",
+    L"2.5.4.22",
+    L"2.5.4.21",
+    L"2.5.4.12",
+    L"2.5.4.36",
+    L"2.5.4.35",
+    L"2.5.4.24",
+    L"1.3.6.1.4.1.311.20.2.3",
 };
 
 WString Wide(const std::string& narrow) { return CryptoUtil::CharStringToString(narrow); }
@@ -87,7 +125,8 @@ WString AuthorityKeyIdLayout(const FunctionTrace& fn, const WString&, const Byte
     const std::unique_ptr<IX500Name> issuer(IX500Name::Create(info.CertIssuer));
     text += kNewLine + (L"Certificate Issuer=" + issuer->GetName(0));
   }
-  if (!info.CertSerialNumber.empty()) text += kNewLine + (L"Certificate SerialNumber= " + HexBytes(info.CertSerialNumber));
+  if (!info.CertSerialNumber.empty())
+    text += kNewLine + (L"Certificate SerialNumber= " + HexBytes(info.CertSerialNumber));
   return text;
 }
 

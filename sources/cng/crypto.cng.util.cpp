@@ -27,16 +27,20 @@ struct NamedBit {
 
 // Both CRL names are selected by the same bit on purpose: that bit writes both.
 constexpr NamedBit kKeyUsageBits[] = {
-    {0, 0x80, L"Digital Signature"},    {0, 0x40, L"Non-Repudiation"},   {0, 0x20, L"Key Encipherment"},
-    {0, 0x10, L"Data Encipherment"},    {0, 0x08, L"Key Agreement"},     {0, 0x04, L"Certificate Signing"},
-    {0, 0x02, L"Off-line CRL Signing"}, {0, 0x02, L"CRL Signing"},       {0, 0x01, L"Encipher Only"},
+    {0, 0x80, L"Digital Signature"},    {0, 0x40, L"Non-Repudiation"}, {0, 0x20, L"Key Encipherment"},
+    {0, 0x10, L"Data Encipherment"},    {0, 0x08, L"Key Agreement"},   {0, 0x04, L"Certificate Signing"},
+    {0, 0x02, L"Off-line CRL Signing"}, {0, 0x02, L"CRL Signing"},     {0, 0x01, L"Encipher Only"},
     {1, 0x80, L"Decipher Only"},
 };
 
 // Bit 0x08 has no name.
 constexpr NamedBit kNetscapeCertTypeBits[] = {
-    {0, 0x80, L"SSL Client Authentication"}, {0, 0x40, L"SSL Server Authentication"}, {0, 0x20, L"SMIME"},
-    {0, 0x10, L"Signature"},                 {0, 0x04, L"SSL CA"},                    {0, 0x02, L"SMIME CA"},
+    {0, 0x80, L"SSL Client Authentication"},
+    {0, 0x40, L"SSL Server Authentication"},
+    {0, 0x20, L"SMIME"},
+    {0, 0x10, L"Signature"},
+    {0, 0x04, L"SSL CA"},
+    {0, 0x02, L"SMIME CA"},
     {0, 0x01, L"Signature CA"},
 };
 
@@ -82,8 +86,9 @@ WString Converted(const FunctionTrace& fn, const wchar_t* message, Convert&& con
 
 // A user notice's text: "Notice Text=" and its display text, when it has one.
 WString UserNoticeText(const FunctionTrace& fn, const ByteArray& baNotice) {
-  const CERT_POLICY_QUALIFIER_USER_NOTICE notice = fn.Wrap(
-      L"DecodeObject() failed", [&] { return CryptoUtil::DecodeObject<Structure::PolicyQualifierUserNotice>(baNotice); });
+  const CERT_POLICY_QUALIFIER_USER_NOTICE notice = fn.Wrap(L"DecodeObject() failed", [&] {
+    return CryptoUtil::DecodeObject<Structure::PolicyQualifierUserNotice>(baNotice);
+  });
   return notice.pszDisplayText ? L"Notice Text=" + *notice.pszDisplayText : WString();
 }
 
@@ -99,20 +104,10 @@ WString DateOfBirthText(const FunctionTrace& fn, const ByteArray& baTime) {
   }
 }
 
-// Any other value that is not a string: its text form, CertRDNValueToStrW asked for the size
-// first, the terminator dropped.
-WString EncodedValueText(const CERT_NAME_VALUE& value) {
-  const std::uint32_t size = X500Text::CertRDNValueToStrW(CERT_RDN_ENCODED_BLOB, &value.Value, nullptr, 0);
-  WString text(size, L'\0');
-  X500Text::CertRDNValueToStrW(CERT_RDN_ENCODED_BLOB, &value.Value, text.data(), size);
-  text.resize(size - 1);
-  return text;
-}
-
 WString EncodedBlobText(const FunctionTrace& fn, const WString& sOID, const CERT_NAME_VALUE& value) {
   if (sOID == CryptoUtil::CharStringToString(kUserNoticeOID)) return UserNoticeText(fn, value.Value);
   if (sOID == CryptoUtil::CharStringToString(kDateOfBirthOID)) return DateOfBirthText(fn, value.Value);
-  return EncodedValueText(value);
+  return X500Text::RDNValueToString(CERT_RDN_ENCODED_BLOB, value.Value);
 }
 
 // A new general name for `entry`, whose choice is one of the implemented kinds.
@@ -122,16 +117,11 @@ IGeneralName* CreateGeneralName(const CERT_ALT_NAME_ENTRY& entry) {
       const CERT_OTHER_NAME other = entry.pOtherName.value_or(CERT_OTHER_NAME{});
       return IGeneralName::Create(other.Value, L"OtherName", CryptoUtil::CharStringToString(other.pszObjId));
     }
-    case CERT_ALT_NAME_RFC822_NAME:
-      return IGeneralName::Create(entry.pwszRfc822Name, L"rfc822Name");
-    case CERT_ALT_NAME_DNS_NAME:
-      return IGeneralName::Create(entry.pwszDNSName, L"dNSName");
-    case CERT_ALT_NAME_DIRECTORY_NAME:
-      return IGeneralName::Create(entry.DirectoryName, L"directoryName", WString());
-    case CERT_ALT_NAME_URL:
-      return IGeneralName::Create(entry.pwszURL, L"uniformResourceIdentifier");
-    case CERT_ALT_NAME_IP_ADDRESS:
-      return IGeneralName::Create(entry.IPAddress, L"IpAddress", WString());
+    case CERT_ALT_NAME_RFC822_NAME: return IGeneralName::Create(entry.pwszRfc822Name, L"rfc822Name");
+    case CERT_ALT_NAME_DNS_NAME: return IGeneralName::Create(entry.pwszDNSName, L"dNSName");
+    case CERT_ALT_NAME_DIRECTORY_NAME: return IGeneralName::Create(entry.DirectoryName, L"directoryName", WString());
+    case CERT_ALT_NAME_URL: return IGeneralName::Create(entry.pwszURL, L"uniformResourceIdentifier");
+    case CERT_ALT_NAME_IP_ADDRESS: return IGeneralName::Create(entry.IPAddress, L"IpAddress", WString());
     default:  // CERT_ALT_NAME_REGISTERED_ID
       return IGeneralName::Create(CryptoUtil::CharStringToString(entry.pszRegisteredID), L"registeredID");
   }
@@ -167,10 +157,14 @@ WString CryptoUtil::CharStringToString(const std::string& s) {
 WString CryptoUtil::DecodeX509String(const WString& sOID, const ByteArray& baEncodedX509String) {
   const FunctionTrace fn(L"CryptoUtil::DecodeX509String");
   return fn.Run([&] {
-    if (sOID.empty()) fn.Warning(L"sOID=empty!");
-    else fn.Data(L"sOID=%s", sOID);
-    if (baEncodedX509String.empty()) fn.Warning(L"baEncodedX509String=empty!");
-    else fn.Bytes(L"baEncodedX509String", baEncodedX509String);
+    if (sOID.empty())
+      fn.Warning(L"sOID=empty!");
+    else
+      fn.Data(L"sOID=%s", sOID);
+    if (baEncodedX509String.empty())
+      fn.Warning(L"baEncodedX509String=empty!");
+    else
+      fn.Bytes(L"baEncodedX509String", baEncodedX509String);
 
     const CERT_NAME_VALUE value =
         fn.Wrap(L"DecodeObject() failed", [&] { return DecodeObject<Structure::AnyString>(baEncodedX509String); });

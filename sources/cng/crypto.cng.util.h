@@ -37,10 +37,10 @@ namespace ZT::Framework {
 
 template <class T>
 concept DecodableStructure = std::default_initializable<typename T::Decoded> &&
-                             requires(Der::Bytes der, typename T::Decoded* out) {
-                               { T::kName } -> std::convertible_to<const wchar_t*>;
-                               { T::Decode(der, out) } -> std::same_as<bool>;
-                             };
+    requires(Der::Bytes der, typename T::Decoded* out) {
+  { T::kName } -> std::convertible_to<const wchar_t*>;
+  { T::Decode(der, out) } -> std::same_as<bool>;
+};
 
 template <class T>
 concept EncodableStructure = requires(const typename T::Decoded& in, ByteArray* der) {
@@ -71,7 +71,8 @@ class CryptoUtil {
   // `cch` wide characters from `pwsz` (a value blob's text), or up to the terminator when `cch`
   // is npos; empty for a null pointer.
   static WString WcharStringToString(const wchar_t* pwsz, std::size_t cch = std::wstring_view::npos);
-  // Narrow text (ASCII, as OIDs are; UTF-8 beyond) as wide text; empty for a null pointer.
+  // Narrow text as wide text, one character per octet (the platform's narrow strings here are
+  // OIDs, which are ASCII); empty for a null pointer.
   static WString CharStringToString(const char* psz);
   static WString CharStringToString(const std::string& s);
 

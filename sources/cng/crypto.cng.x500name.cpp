@@ -33,15 +33,6 @@ ByteArray EncodeNameText(const FunctionTrace& fn, const WString& sName) {
   return encoded;
 }
 
-// The text of one attribute value: CertRDNValueToStrW asked for the size, then for the text.
-WString AttributeValueText(const CERT_RDN_ATTR& attr) {
-  const std::uint32_t size = X500Text::CertRDNValueToStrW(attr.dwValueType, &attr.Value, nullptr, 0);
-  WString text(size, L'\0');
-  X500Text::CertRDNValueToStrW(attr.dwValueType, &attr.Value, text.data(), size);
-  text.resize(size - 1);
-  return text;
-}
-
 }  // namespace
 
 IX500Name::~IX500Name() = default;
@@ -74,7 +65,8 @@ void CCNGX500Name::DecodeName(const FunctionTrace& fn) {
   m_nameInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
                        [&] { return CryptoUtil::DecodeObject<Structure::X509Name>(m_baEncodedName); });
   for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
-    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) m_lstAttributes.push_back(CryptoUtil::CharStringToString(attr.pszObjId));
+    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr)
+      m_lstAttributes.push_back(CryptoUtil::CharStringToString(attr.pszObjId));
   m_lstAttributes.unique();  // only a type equal to the one directly before it goes
 }
 
@@ -120,7 +112,7 @@ void CCNGX500Name::GetAttributeValue(const WString& sOID, StringList& out) const
     for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
       for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
         if (CryptoUtil::CharStringToString(attr.pszObjId) != sOID) continue;
-        out.push_back(AttributeValueText(attr));
+        out.push_back(X500Text::RDNValueToString(attr.dwValueType, attr.Value));
         found = true;
       }
     if (!found) TraceOutcome(fn, L"Attribute not found");

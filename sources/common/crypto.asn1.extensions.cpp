@@ -40,8 +40,8 @@ bool TakeFileTime(const CalendarTime& time, FileTimeTicksValue* out) { return To
 // DisplayText ::= CHOICE { ia5String, visibleString, bmpString, utf8String }
 bool ReadDisplayText(Reader& in, WString* out) {
   std::uint32_t type;
-  return in.ReadAnyString(&type, out) && (type == kIa5StringType || type == kVisibleStringType ||
-                                          type == kBmpStringType || type == kUtf8StringType);
+  return in.ReadAnyString(&type, out) &&
+         (type == kIa5StringType || type == kVisibleStringType || type == kBmpStringType || type == kUtf8StringType);
 }
 
 // NoticeReference ::= SEQUENCE { organization DisplayText, noticeNumbers SEQUENCE OF INTEGER }
@@ -78,12 +78,14 @@ bool ReadPolicyQualifier(Reader& in, CERT_POLICY_QUALIFIER_INFO* out) {
 bool ReadPolicyInformation(Reader& in, CERT_POLICY_INFO* out) {
   Reader seq, qualifiers;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszPolicyIdentifier) &&
-         Optional(seq, kSequence, [&] {
-           return seq.Read(kSequence, &qualifiers) &&
-                  ReadEach(qualifiers, [&](Reader& r) {
-                    return ReadPolicyQualifier(r, &out->rgPolicyQualifier.emplace_back());
-                  }, 1);
-         }) &&
+         Optional(
+             seq, kSequence,
+             [&] {
+               return seq.Read(kSequence, &qualifiers) &&
+                      ReadEach(
+                          qualifiers,
+                          [&](Reader& r) { return ReadPolicyQualifier(r, &out->rgPolicyQualifier.emplace_back()); }, 1);
+             }) &&
          seq.Empty();
 }
 
@@ -126,12 +128,12 @@ bool ReadPrivateKeyValidity(Reader& in, CERT_PRIVATE_KEY_VALIDITY* out) {
   Reader seq;
   CalendarTime time;
   return in.Read(kSequence, &seq) &&
-         Optional(seq, ContextTag(0), [&] {
-           return seq.ReadGeneralizedTime(&time, ContextTag(0)) && TakeFileTime(time, &out->NotBefore);
-         }) &&
-         Optional(seq, ContextTag(1), [&] {
-           return seq.ReadGeneralizedTime(&time, ContextTag(1)) && TakeFileTime(time, &out->NotAfter);
-         }) &&
+         Optional(
+             seq, ContextTag(0),
+             [&] { return seq.ReadGeneralizedTime(&time, ContextTag(0)) && TakeFileTime(time, &out->NotBefore); }) &&
+         Optional(
+             seq, ContextTag(1),
+             [&] { return seq.ReadGeneralizedTime(&time, ContextTag(1)) && TakeFileTime(time, &out->NotAfter); }) &&
          seq.Empty();
 }
 
@@ -139,7 +141,8 @@ bool ReadPrivateKeyValidity(Reader& in, CERT_PRIVATE_KEY_VALIDITY* out) {
 bool ReadCertPolicyId(Reader& in, CERT_POLICY_ID* out) {
   Reader seq;
   return in.Read(kSequence, &seq) &&
-         ReadEach(seq, [&](Reader& r) { return ReadOidText(r, &out->rgpszCertPolicyElementId.emplace_back()); }, 1);
+         ReadEach(
+             seq, [&](Reader& r) { return ReadOidText(r, &out->rgpszCertPolicyElementId.emplace_back()); }, 1);
 }
 
 // SMIMECapability ::= SEQUENCE { capabilityID OID, parameters ANY OPTIONAL }
@@ -155,11 +158,12 @@ bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader issuer;
     return Optional(seq, ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
-           Optional(seq, ExplicitTag(1), [&] {
-             CERT_NAME_INFO checked;
-             return seq.Read(ExplicitTag(1), &issuer) && ReadObjidBlob(issuer, &out->CertIssuer) &&
-                    issuer.Empty() && X509Name::Decode(out->CertIssuer, &checked);
-           }) &&
+           Optional(seq, ExplicitTag(1),
+                    [&] {
+                      CERT_NAME_INFO checked;
+                      return seq.Read(ExplicitTag(1), &issuer) && ReadObjidBlob(issuer, &out->CertIssuer) &&
+                             issuer.Empty() && X509Name::Decode(out->CertIssuer, &checked);
+                    }) &&
            Optional(seq, ContextTag(2), [&] { return ReadIntegerBlob(seq, &out->CertSerialNumber, ContextTag(2)); });
   });
 }
@@ -183,8 +187,7 @@ bool SubjectKeyId::Decode(Bytes der, Decoded* out) {
 
 bool BasicConstraints2::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kBoolean, [&] { return seq.ReadBoolean(&out->fCA); }) &&
-           Optional(seq, kInteger, [&] {
+    return Optional(seq, kBoolean, [&] { return seq.ReadBoolean(&out->fCA); }) && Optional(seq, kInteger, [&] {
              out->fPathLenConstraint = true;
              return ReadUint32(seq, &out->dwPathLenConstraint);
            });
@@ -194,7 +197,8 @@ bool BasicConstraints2::Decode(Bytes der, Decoded* out) {
 // certificatePolicies ::= SEQUENCE SIZE (1..MAX) OF PolicyInformation
 bool CertPolicies::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(seq, [&](Reader& r) { return ReadPolicyInformation(r, &out->rgPolicyInfo.emplace_back()); }, 1);
+    return ReadEach(
+        seq, [&](Reader& r) { return ReadPolicyInformation(r, &out->rgPolicyInfo.emplace_back()); }, 1);
   });
 }
 
@@ -216,38 +220,44 @@ bool KeyAttributes::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     return Optional(seq, kOctetString, [&] { return ReadDataBlob(seq, &out->KeyId); }) &&
            Optional(seq, kBitString, [&] { return ReadBitBlob(seq, &out->IntendedKeyUsage); }) &&
-           Optional(seq, kSequence, [&] { return ReadPrivateKeyValidity(seq, &out->pPrivateKeyUsagePeriod.emplace()); });
+           Optional(seq, kSequence,
+                    [&] { return ReadPrivateKeyValidity(seq, &out->pPrivateKeyUsagePeriod.emplace()); });
   });
 }
 
 bool KeyUsageRestriction::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader policies;
-    return Optional(seq, kSequence, [&] {
-             return seq.Read(kSequence, &policies) &&
-                    ReadEach(policies, [&](Reader& r) { return ReadCertPolicyId(r, &out->rgCertPolicyId.emplace_back()); });
-           }) &&
+    return Optional(seq, kSequence,
+                    [&] {
+                      return seq.Read(kSequence, &policies) && ReadEach(policies, [&](Reader& r) {
+                               return ReadCertPolicyId(r, &out->rgCertPolicyId.emplace_back());
+                             });
+                    }) &&
            Optional(seq, kBitString, [&] { return ReadBitBlob(seq, &out->RestrictedKeyUsage); });
   });
 }
 
 bool EnhancedKeyUsage::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(seq, [&](Reader& r) { return ReadOidText(r, &out->rgpszUsageIdentifier.emplace_back()); }, 1);
+    return ReadEach(
+        seq, [&](Reader& r) { return ReadOidText(r, &out->rgpszUsageIdentifier.emplace_back()); }, 1);
   });
 }
 
 // CRLDistributionPoints ::= SEQUENCE SIZE (1..MAX) OF DistributionPoint
 bool CrlDistPoints::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(seq, [&](Reader& r) { return ReadDistributionPoint(r, &out->rgDistPoint.emplace_back()); }, 1);
+    return ReadEach(
+        seq, [&](Reader& r) { return ReadDistributionPoint(r, &out->rgDistPoint.emplace_back()); }, 1);
   });
 }
 
 // AuthorityInfoAccessSyntax ::= SEQUENCE SIZE (1..MAX) OF AccessDescription
 bool AuthorityInfoAccess::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(seq, [&](Reader& r) { return ReadAccessDescription(r, &out->rgAccDescr.emplace_back()); }, 1);
+    return ReadEach(
+        seq, [&](Reader& r) { return ReadAccessDescription(r, &out->rgAccDescr.emplace_back()); }, 1);
   });
 }
 
@@ -259,8 +269,7 @@ bool SMimeCapabilities::Decode(Bytes der, Decoded* out) {
 
 bool CertificateTemplate::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadOidText(seq, &out->pszObjId) && ReadUint32(seq, &out->dwMajorVersion) &&
-           Optional(seq, kInteger, [&] {
+    return ReadOidText(seq, &out->pszObjId) && ReadUint32(seq, &out->dwMajorVersion) && Optional(seq, kInteger, [&] {
              out->fMinorVersion = true;
              return ReadUint32(seq, &out->dwMinorVersion);
            });

@@ -33,40 +33,37 @@ namespace {
 
 using namespace Der;
 
+// The string types: universal tag number and CERT_RDN_* value type.
+struct StringType {
+  std::uint32_t tagNumber;
+  std::uint32_t valueType;
+};
+constexpr StringType kStringTypes[] = {
+    {kNumericStringType, CERT_RDN_NUMERIC_STRING},
+    {kPrintableStringType, CERT_RDN_PRINTABLE_STRING},
+    {kTeletexStringType, CERT_RDN_TELETEX_STRING},
+    {kVideotexStringType, CERT_RDN_VIDEOTEX_STRING},
+    {kIa5StringType, CERT_RDN_IA5_STRING},
+    {kGraphicStringType, CERT_RDN_GRAPHIC_STRING},
+    {kVisibleStringType, CERT_RDN_VISIBLE_STRING},
+    {kGeneralStringType, CERT_RDN_GENERAL_STRING},
+    {kUniversalStringType, CERT_RDN_UNIVERSAL_STRING},
+    {kBmpStringType, CERT_RDN_BMP_STRING},
+    {kUtf8StringType, CERT_RDN_UTF8_STRING},
+};
+
 // The CERT_RDN_* type of a string element's universal tag number; 0 for any other tag.
 std::uint32_t ValueTypeOfString(std::uint32_t tagNumber) {
-  switch (tagNumber) {
-    case kNumericStringType: return CERT_RDN_NUMERIC_STRING;
-    case kPrintableStringType: return CERT_RDN_PRINTABLE_STRING;
-    case kTeletexStringType: return CERT_RDN_TELETEX_STRING;
-    case kVideotexStringType: return CERT_RDN_VIDEOTEX_STRING;
-    case kIa5StringType: return CERT_RDN_IA5_STRING;
-    case kGraphicStringType: return CERT_RDN_GRAPHIC_STRING;
-    case kVisibleStringType: return CERT_RDN_VISIBLE_STRING;
-    case kGeneralStringType: return CERT_RDN_GENERAL_STRING;
-    case kUniversalStringType: return CERT_RDN_UNIVERSAL_STRING;
-    case kBmpStringType: return CERT_RDN_BMP_STRING;
-    case kUtf8StringType: return CERT_RDN_UTF8_STRING;
-    default: return 0;
-  }
+  for (const StringType& type : kStringTypes)
+    if (type.tagNumber == tagNumber) return type.valueType;
+  return 0;
 }
 
 // The universal tag number of a CERT_RDN_* string type; 0 for the other value types.
 std::uint32_t StringTypeOfValue(std::uint32_t dwValueType) {
-  switch (dwValueType) {
-    case CERT_RDN_NUMERIC_STRING: return kNumericStringType;
-    case CERT_RDN_PRINTABLE_STRING: return kPrintableStringType;
-    case CERT_RDN_TELETEX_STRING: return kTeletexStringType;
-    case CERT_RDN_VIDEOTEX_STRING: return kVideotexStringType;
-    case CERT_RDN_IA5_STRING: return kIa5StringType;
-    case CERT_RDN_GRAPHIC_STRING: return kGraphicStringType;
-    case CERT_RDN_VISIBLE_STRING: return kVisibleStringType;
-    case CERT_RDN_GENERAL_STRING: return kGeneralStringType;
-    case CERT_RDN_UNIVERSAL_STRING: return kUniversalStringType;
-    case CERT_RDN_BMP_STRING: return kBmpStringType;
-    case CERT_RDN_UTF8_STRING: return kUtf8StringType;
-    default: return 0;
-  }
+  for (const StringType& type : kStringTypes)
+    if (type.valueType == dwValueType) return type.tagNumber;
+  return 0;
 }
 
 ByteArray CopyBytes(Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
@@ -90,9 +87,9 @@ bool ReadAttributeTypeAndValue(Reader& in, CERT_RDN_ATTR* attr) {
 // RelativeDistinguishedName ::= SET SIZE (1..MAX) OF AttributeTypeAndValue
 bool ReadRdn(Reader& in, CERT_RDN* rdn) {
   Reader set;
-  return in.Read(kSet, &set) && Asn1Read::ReadEach(set, [&](Reader& r) {
-           return ReadAttributeTypeAndValue(r, &rdn->rgRDNAttr.emplace_back());
-         }, 1);
+  return in.Read(kSet, &set) &&
+         Asn1Read::ReadEach(
+             set, [&](Reader& r) { return ReadAttributeTypeAndValue(r, &rdn->rgRDNAttr.emplace_back()); }, 1);
 }
 
 // One attribute value as its DER element.
@@ -201,19 +198,12 @@ bool ReadGeneralName(Reader& in, CERT_ALT_NAME_ENTRY* out) {
     return false;
   out->dwAltNameChoice = tag.number + 1;
   switch (out->dwAltNameChoice) {
-    case CERT_ALT_NAME_OTHER_NAME:
-      return TakeOtherName(contents, &out->pOtherName.emplace());
-    case CERT_ALT_NAME_RFC822_NAME:
-      return TakeIa5(contents, &out->pwszRfc822Name);
-    case CERT_ALT_NAME_DNS_NAME:
-      return TakeIa5(contents, &out->pwszDNSName);
-    case CERT_ALT_NAME_URL:
-      return TakeIa5(contents, &out->pwszURL);
-    case CERT_ALT_NAME_DIRECTORY_NAME:
-      return TakeDirectoryName(contents, &out->DirectoryName);
-    case CERT_ALT_NAME_IP_ADDRESS:
-      out->IPAddress = CopyBytes(contents.Remaining());
-      return true;
+    case CERT_ALT_NAME_OTHER_NAME: return TakeOtherName(contents, &out->pOtherName.emplace());
+    case CERT_ALT_NAME_RFC822_NAME: return TakeIa5(contents, &out->pwszRfc822Name);
+    case CERT_ALT_NAME_DNS_NAME: return TakeIa5(contents, &out->pwszDNSName);
+    case CERT_ALT_NAME_URL: return TakeIa5(contents, &out->pwszURL);
+    case CERT_ALT_NAME_DIRECTORY_NAME: return TakeDirectoryName(contents, &out->DirectoryName);
+    case CERT_ALT_NAME_IP_ADDRESS: out->IPAddress = CopyBytes(contents.Remaining()); return true;
     case CERT_ALT_NAME_REGISTERED_ID:
       return IsValidOid(contents.Remaining()) && OidToText(contents.Remaining(), &out->pszRegisteredID);
     default:  // X.400 address, EDI party name: kept, not interpreted
@@ -225,7 +215,8 @@ bool ReadGeneralName(Reader& in, CERT_ALT_NAME_ENTRY* out) {
 bool ReadGeneralNames(Reader& in, CERT_ALT_NAME_INFO* out, Tag tag) {
   Reader seq;
   return in.Read(tag, &seq) &&
-         ReadEach(seq, [&](Reader& r) { return ReadGeneralName(r, &out->rgAltEntry.emplace_back()); }, 1);
+         ReadEach(
+             seq, [&](Reader& r) { return ReadGeneralName(r, &out->rgAltEntry.emplace_back()); }, 1);
 }
 
 }  // namespace Asn1Read

@@ -110,10 +110,10 @@ namespace ZT::Framework {
 
 // A platform blob (CRYPT_DATA_BLOB, CRYPT_OBJID_BLOB, CERT_NAME_BLOB, CERT_RDN_VALUE_BLOB, ...).
 using CRYPT_DATA_BLOB = ByteArray;
-using CRYPT_OBJID_BLOB = ByteArray;       // a whole DER element kept for later decoding
-using CERT_NAME_BLOB = ByteArray;         // a DER Name
+using CRYPT_OBJID_BLOB = ByteArray;  // a whole DER element kept for later decoding
+using CERT_NAME_BLOB = ByteArray;    // a DER Name
 using CERT_RDN_VALUE_BLOB = ByteArray;
-using CRYPT_INTEGER_BLOB = ByteArray;     // little-endian, see above
+using CRYPT_INTEGER_BLOB = ByteArray;  // little-endian, see above
 
 // A FILETIME as one count of 100-nanosecond ticks since 1601-01-01 UTC.
 using FileTimeTicksValue = std::uint64_t;
@@ -133,7 +133,7 @@ struct CRYPT_BIT_BLOB {
 // ---- names ----------------------------------------------------------------------------------
 
 struct CERT_RDN_ATTR {
-  std::string pszObjId;             // dotted OID of the attribute type
+  std::string pszObjId;  // dotted OID of the attribute type
   std::uint32_t dwValueType = CERT_RDN_ANY_TYPE;
   CERT_RDN_VALUE_BLOB Value;
 };
@@ -165,8 +165,8 @@ WString WideValueText(const CERT_RDN_VALUE_BLOB& value);
 // ---- general names --------------------------------------------------------------------------
 
 struct CERT_OTHER_NAME {
-  std::string pszObjId;     // type-id
-  CRYPT_OBJID_BLOB Value;   // the DER element inside the [0] EXPLICIT wrapper
+  std::string pszObjId;    // type-id
+  CRYPT_OBJID_BLOB Value;  // the DER element inside the [0] EXPLICIT wrapper
 };
 
 // One GeneralName. dwAltNameChoice says which member holds the value; X.400 addresses and EDI
@@ -214,7 +214,7 @@ struct CERT_BASIC_CONSTRAINTS2_INFO {
 
 struct CERT_POLICY_QUALIFIER_INFO {
   std::string pszPolicyQualifierId;
-  CRYPT_OBJID_BLOB Qualifier;   // the qualifier's whole DER element
+  CRYPT_OBJID_BLOB Qualifier;  // the qualifier's whole DER element
 };
 
 struct CERT_POLICY_INFO {
@@ -245,7 +245,7 @@ struct CERT_ENHKEY_USAGE {
 
 struct CRL_DIST_POINT_NAME {
   std::uint32_t dwDistPointNameChoice = CRL_DIST_POINT_NO_NAME;
-  CERT_ALT_NAME_INFO FullName;   // CRL_DIST_POINT_FULL_NAME
+  CERT_ALT_NAME_INFO FullName;  // CRL_DIST_POINT_FULL_NAME
 };
 
 struct CRL_DIST_POINT {
@@ -295,7 +295,7 @@ struct CERT_KEY_USAGE_RESTRICTION_INFO {
 
 struct CRYPT_SMIME_CAPABILITY {
   std::string pszObjId;
-  CRYPT_OBJID_BLOB Parameters;   // the parameters' whole DER element; empty when absent
+  CRYPT_OBJID_BLOB Parameters;  // the parameters' whole DER element; empty when absent
 };
 
 struct CRYPT_SMIME_CAPABILITIES {

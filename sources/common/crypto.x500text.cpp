@@ -10,7 +10,7 @@
 namespace ZT::Framework::X500Text {
 namespace {
 
-constexpr std::uint32_t kErrorMoreData = 234;          // ERROR_MORE_DATA
+constexpr std::uint32_t kErrorMoreData = 234;           // ERROR_MORE_DATA
 constexpr std::uint32_t kInvalidArgument = 0x80070057;  // E_INVALIDARG
 constexpr std::uint32_t kStringTypeMask = 0xFF;
 
@@ -383,15 +383,12 @@ std::uint32_t LastError() { return t_lastError; }
 
 std::uint32_t ValueTypeForText(const std::string& oid, const WString& text) {
   switch (RuleOfOid(oid)) {
-    case ValueRule::PrintableOnly:
-      return Holds(Der::kPrintableStringType, text) ? CERT_RDN_PRINTABLE_STRING : 0;
-    case ValueRule::Ia5Only:
-      return Holds(Der::kIa5StringType, text) ? CERT_RDN_IA5_STRING : 0;
+    case ValueRule::PrintableOnly: return Holds(Der::kPrintableStringType, text) ? CERT_RDN_PRINTABLE_STRING : 0;
+    case ValueRule::Ia5Only: return Holds(Der::kIa5StringType, text) ? CERT_RDN_IA5_STRING : 0;
     case ValueRule::Ia5OrUtf8:
       if (Holds(Der::kIa5StringType, text)) return CERT_RDN_IA5_STRING;
       return Holds(Der::kUtf8StringType, text) ? CERT_RDN_UTF8_STRING : 0;
-    case ValueRule::PrintableOrUnicode:
-      break;
+    case ValueRule::PrintableOrUnicode: break;
   }
   if (Holds(Der::kPrintableStringType, text)) return CERT_RDN_PRINTABLE_STRING;
   return Holds(Der::kBmpStringType, text) ? CERT_RDN_UNICODE_STRING : 0;
@@ -401,6 +398,14 @@ std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE
                                  std::uint32_t csz) {
   const WString text = pValue ? ValueText(dwValueType, *pValue) : WString();
   return CopyOut(text, psz, csz);
+}
+
+WString RDNValueToString(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value) {
+  const std::uint32_t size = CertRDNValueToStrW(dwValueType, &value, nullptr, 0);
+  WString text(size, L'\0');
+  CertRDNValueToStrW(dwValueType, &value, text.data(), size);
+  text.resize(size - 1);
+  return text;
 }
 
 std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_BLOB* pName, std::uint32_t dwStrType,

@@ -60,6 +60,10 @@ std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_B
 std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB* pValue, wchar_t* psz,
                                  std::uint32_t csz);
 
+// The text of one attribute value as CertRDNValueToStrW writes it, asked for its size first and
+// without the terminator.
+WString RDNValueToString(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value);
+
 // Encodes the text `pszX500` (string type CERT_X500_NAME_STR or CERT_OID_NAME_STR, optionally
 // with CERT_NAME_STR_COMMA_FLAG, _SEMICOLON_FLAG, _CRLF_FLAG, _NO_PLUS_FLAG, _NO_QUOTING_FLAG,
 // _REVERSE_FLAG) as a DER Name. With a null `pbEncoded` only `*pcbEncoded` is set to the size;
@@ -68,8 +72,8 @@ std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE
 // CRYPT_E_INVALID_PRINTABLE_STRING or CRYPT_E_INVALID_IA5_STRING for a character that the
 // key's type cannot hold, ERROR_MORE_DATA (234) for a short buffer, E_INVALIDARG for an
 // unsupported string type) and points `*ppszError` (when given) at the offending characters.
-bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, std::uint32_t dwStrType,
-                    void* pvReserved, std::uint8_t* pbEncoded, std::uint32_t* pcbEncoded, const wchar_t** ppszError);
+bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, std::uint32_t dwStrType, void* pvReserved,
+                    std::uint8_t* pbEncoded, std::uint32_t* pcbEncoded, const wchar_t** ppszError);
 
 // The error code of the last failing call above on this thread.
 std::uint32_t LastError();

@@ -51,7 +51,8 @@ TEST(DecodeObject, GivesThePublishedStructure) {
   EXPECT_EQ(bits.cUnusedBits, 7u);
   // Both Time choices become FILETIME ticks.
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("170d3234303232393132303030305a")), k2024Feb29Noon);
-  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f32303234303232393132303030305a")), k2024Feb29Noon);
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f32303234303232393132303030305a")),
+            k2024Feb29Noon);
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::Integer>(Hex("020185")), -123);
   EXPECT_NE(Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("0204ffffff85")); }), nullptr);  // not minimal
 }
@@ -71,14 +72,25 @@ TEST(DecodeObject, FailsClosedWithTheDecodingError) {
                          }));
   // Structures that fail on what they hold, not only on their framing.
   for (const auto& [what, fails] : std::initializer_list<std::pair<const char*, bool>>{
-           {"time before 1601", Thrown([] { CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f31353030303130313030303030305a")); }) != nullptr},
-           {"integer beyond 32 bits", Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("020500ffffffff")); }) != nullptr},
-           {"path length beyond 32 bits", Thrown([] { CryptoUtil::DecodeObject<Structure::BasicConstraints2>(Hex("300a0101ff02050100000000")); }) != nullptr},
-           {"primitive directory name", Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028400")); }) != nullptr},
-           {"constructed DNS name", Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3002a200")); }) != nullptr},
-           {"choice [9]", Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028900")); }) != nullptr},
-           {"non-ASCII e-mail", Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30038101e9")); }) != nullptr},
-           {"empty GeneralNames", Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3000")); }) != nullptr},
+           {"time before 1601", Thrown([] {
+                                  CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(
+                                      Hex("180f31353030303130313030303030305a"));
+                                }) != nullptr},
+           {"integer beyond 32 bits",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("020500ffffffff")); }) != nullptr},
+           {"path length beyond 32 bits",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::BasicConstraints2>(Hex("300a0101ff02050100000000")); }) !=
+                nullptr},
+           {"primitive directory name",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028400")); }) != nullptr},
+           {"constructed DNS name",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3002a200")); }) != nullptr},
+           {"choice [9]",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028900")); }) != nullptr},
+           {"non-ASCII e-mail",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30038101e9")); }) != nullptr},
+           {"empty GeneralNames",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3000")); }) != nullptr},
            {"bad unused bits", Thrown([] { CryptoUtil::DecodeObject<Structure::Bits>(Hex("03020781")); }) != nullptr},
        }) {
     EXPECT_TRUE(fails) << what;
@@ -90,10 +102,10 @@ TEST(EncodeObject, WritesNamesAndRefusesWhatATypeCannotHold) {
   info.rgRDN.push_back({{{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("5553")}}});
   EXPECT_EQ(CryptoUtil::EncodeObject<Structure::X509Name>(info), Hex("300d310b3009060355040613025553"));
 
-  for (CERT_RDN_ATTR bad : {CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("40")},  // '@'
-                            CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ENCODED_BLOB, Hex("0201")},  // cut element
-                            CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ANY_TYPE, Hex("41")},
-                            CERT_RDN_ATTR{"2", CERT_RDN_OCTET_STRING, Hex("41")}}) {
+  for (CERT_RDN_ATTR bad :
+       {CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("40")},  // '@'
+        CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ENCODED_BLOB, Hex("0201")},    // cut element
+        CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ANY_TYPE, Hex("41")}, CERT_RDN_ATTR{"2", CERT_RDN_OCTET_STRING, Hex("41")}}) {
     info.rgRDN[0].rgRDNAttr[0] = bad;
     const auto e = Thrown([&] { CryptoUtil::EncodeObject<Structure::X509Name>(info); });
     ASSERT_NE(e, nullptr);
@@ -152,7 +164,7 @@ TEST(GetKeyUsage, NamesEveryBitWithItsHexTail) {
 TEST(GetNetscapeCertType, ZeroFillsOnlyTheFirstByte) {
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("84")), L"SSL Client Authentication, SSL CA(84)");
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("01")), L"Signature CA(01)");
-  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("08")), L"(08)");     // the bit without a name
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("08")), L"(08)");  // the bit without a name
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("05ff")), L"SSL CA, Signature CA(05)");
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("f0")),
             L"SSL Client Authentication, SSL Server Authentication, SMIME, Signature(f0)");

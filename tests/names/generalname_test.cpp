@@ -66,10 +66,11 @@ TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
     CryptoExceptionId id;
     const wchar_t* message;
   };
-  for (const Case& c : {Case{CERT_ALT_NAME_X400_ADDRESS, CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
-                        Case{CERT_ALT_NAME_EDI_PARTY_NAME, CRYPTO_NOT_IMPLEMENTED,
-                             L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
-                        Case{0, CRYPTO_BAD_PARAM, L"Unknown type: 0"}, Case{10, CRYPTO_BAD_PARAM, L"Unknown type: 10"}}) {
+  for (const Case& c :
+       {Case{CERT_ALT_NAME_X400_ADDRESS, CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
+        Case{CERT_ALT_NAME_EDI_PARTY_NAME, CRYPTO_NOT_IMPLEMENTED,
+             L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
+        Case{0, CRYPTO_BAD_PARAM, L"Unknown type: 0"}, Case{10, CRYPTO_BAD_PARAM, L"Unknown type: 10"}}) {
     entry.dwAltNameChoice = c.choice;
     const auto e = Thrown([&] { CryptoUtil::GeneralNameFromAltNameEntry(&entry); });
     ASSERT_NE(e, nullptr);
@@ -118,7 +119,8 @@ TEST(GeneralName, FactoriesRefuseTheWrongFormOfValue) {
            Case{[&] { IGeneralName::Create(bytes, L"ipaddress", L""); }, CRYPTO_INTERNAL_ERROR,
                 L"Unknown General Name Type"},
            Case{[] { IGeneralName::Create(L"x", L"DNSName"); }, CRYPTO_INTERNAL_ERROR, L"Unknown General Name Type"},
-           Case{[] { IGeneralName::Create(ByteArray(), L"IpAddress", L""); }, CRYPTO_BAD_PARAM, L"baEncodedName=empty!"},
+           Case{[] { IGeneralName::Create(ByteArray(), L"IpAddress", L""); }, CRYPTO_BAD_PARAM,
+                L"baEncodedName=empty!"},
            Case{[&] { IGeneralName::Create(bytes, L"", L""); }, CRYPTO_BAD_PARAM, L"sNameType=empty!"},
            Case{[] { IGeneralName::Create(L"", L"dNSName"); }, CRYPTO_BAD_PARAM, L"sName=empty!"},
            Case{[] { IGeneralName::Create(L"x", L""); }, CRYPTO_BAD_PARAM, L"sNameType=empty!"},

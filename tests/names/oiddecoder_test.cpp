@@ -79,18 +79,15 @@ TEST(DecodeOID, DirectoryAttributesComeAloneWithoutHeader) {
 }
 
 TEST(DecodeOID, AuthorityInformationAccess) {
-  EXPECT_EQ(Decode(L"1.3.6.1.5.5.7.1.1",
-                   "3050302406082b060105050730018618687474703a2f2f6f6373702e6578616d706c652e636f6d2f302806082b0601"
-                   "0505073002861c687474703a2f2f63612e6578616d706c652e636f6d2f63612e637274"),
-            Extension({L"[Authority Information Access]",
-                       L"[1]Authority Information Access:",
-                       L"     Access Method=On-line Certificate Status Protocol (1.3.6.1.5.5.7.48.1)",
-                       L"     Alternative Name:",
-                       L"          http://ocsp.example.com/",
-                       L"[2]Authority Information Access:",
-                       L"     Access Method=Certification Authority Issuer (1.3.6.1.5.5.7.48.2)",
-                       L"     Alternative Name:",
-                       L"          http://ca.example.com/ca.crt"}));
+  EXPECT_EQ(
+      Decode(L"1.3.6.1.5.5.7.1.1",
+             "3050302406082b060105050730018618687474703a2f2f6f6373702e6578616d706c652e636f6d2f302806082b0601"
+             "0505073002861c687474703a2f2f63612e6578616d706c652e636f6d2f63612e637274"),
+      Extension({L"[Authority Information Access]", L"[1]Authority Information Access:",
+                 L"     Access Method=On-line Certificate Status Protocol (1.3.6.1.5.5.7.48.1)",
+                 L"     Alternative Name:", L"          http://ocsp.example.com/", L"[2]Authority Information Access:",
+                 L"     Access Method=Certification Authority Issuer (1.3.6.1.5.5.7.48.2)", L"     Alternative Name:",
+                 L"          http://ca.example.com/ca.crt"}));
 }
 
 TEST(DecodeOID, AuthorityKeyIdentifierBothForms) {
@@ -101,11 +98,12 @@ TEST(DecodeOID, AuthorityKeyIdentifierBothForms) {
             Extension({L"[Authority Key Identifier]", L"KeyID=0a 1b 2c 3d ", L"Certificate Issuer=C=US, CN=Old Issuer",
                        L"Certificate SerialNumber= 02 01 "}));
   // The issuer is a directory name, whose general-name text is empty.
-  EXPECT_EQ(Decode(L"2.5.29.35",
-                   "305b80142adc8b0ac0514aaa700f732877c2de55fd0e392ca13fa43d303b311630140603550403130d4e616d657320546573"
-                   "74204341311430120603550403130b4578616d706c65204f7267310b300906035504061302555382020102"),
-            Extension({L"[Authority Key Identifier]", L"KeyID=2a dc 8b 0a c0 51 4a aa 70 0f 73 28 77 c2 de 55 fd 0e 39 2c ",
-                       L"Certificate Issuer:", L"", L"Certificate SerialNumber= 02 01 "}));
+  EXPECT_EQ(
+      Decode(L"2.5.29.35",
+             "305b80142adc8b0ac0514aaa700f732877c2de55fd0e392ca13fa43d303b311630140603550403130d4e616d657320546573"
+             "74204341311430120603550403130b4578616d706c65204f7267310b300906035504061302555382020102"),
+      Extension({L"[Authority Key Identifier]", L"KeyID=2a dc 8b 0a c0 51 4a aa 70 0f 73 28 77 c2 de 55 fd 0e 39 2c ",
+                 L"Certificate Issuer:", L"", L"Certificate SerialNumber= 02 01 "}));
   // Key id alone (test-built): the issuer line stays, the serial line goes; names follow one another.
   EXPECT_EQ(Decode(L"2.5.29.35", "3006 8004 01020304"),
             Extension({L"[Authority Key Identifier]", L"KeyID=01 02 03 04 ", L"Certificate Issuer:", L""}));
@@ -124,9 +122,9 @@ TEST(DecodeOID, AlternativeNamesOfEveryImplementedKind) {
       "2e636f6d2f8704c0a80001871020010db800000000000000000000000188032a0304a020060a2b060104018237140203a0120c10757365"
       "72406578616d706c652e636f6da431302f31143012060355040a130b4578616d706c65204f7267311730150603550403130e446972656374"
       "6f7279204e616d65";
-  const WString names = Extension({L"[Subject Alternative Name]", L"user@example.com", L"www.example.com",
-                                   L"http://example.com/", L"192.168.0.1", L"2001:db8::1", L"1.2.3.4",
-                                   L"user@example.com", L""});
+  const WString names =
+      Extension({L"[Subject Alternative Name]", L"user@example.com", L"www.example.com", L"http://example.com/",
+                 L"192.168.0.1", L"2001:db8::1", L"1.2.3.4", L"user@example.com", L""});
   EXPECT_EQ(Decode(L"2.5.29.17", san), names);
   EXPECT_EQ(Decode(L"2.5.29.7", "3022820f6f6c642e6578616d706c652e636f6d810f6f6c64406578616d706c652e636f6d"),
             Extension({L"[Subject Alternative Name]", L"old.example.com", L"old@example.com"}));
@@ -148,36 +146,32 @@ TEST(DecodeOID, BasicConstraints) {
             Extension({L"[Basic Constraints]", L"Subject Type=CA", L"Path Length Constraint=3"}));
   EXPECT_EQ(Decode(L"2.5.29.19", "30030101ff"),
             Extension({L"[Basic Constraints]", L"Subject Type=CA", L"Path Length Constraint=None"}));
-  const WString endEntity = Extension({L"[Basic Constraints]", L"Subject Type=Final Entity", L"Path Length Constraint=None"});
+  const WString endEntity =
+      Extension({L"[Basic Constraints]", L"Subject Type=Final Entity", L"Path Length Constraint=None"});
   EXPECT_EQ(Decode(L"2.5.29.19", "3000"), endEntity);
-  EXPECT_EQ(Decode(L"2.5.29.19", "3003020105"), endEntity);    // a limit encoded for an end entity
-  EXPECT_EQ(Decode(L"2.5.29.19", "3003010100"), endEntity);    // an explicit FALSE, as issued in the field
+  EXPECT_EQ(Decode(L"2.5.29.19", "3003020105"), endEntity);  // a limit encoded for an end entity
+  EXPECT_EQ(Decode(L"2.5.29.19", "3003010100"), endEntity);  // an explicit FALSE, as issued in the field
 }
 
 TEST(DecodeOID, CertificatePoliciesWithCpsAndUserNotice) {
-  EXPECT_EQ(Decode(L"2.5.29.32",
-                   "3077306d060a2b06010401868d1f0101305f302206082b060105050702011616687474703a2f2f6578616d706c652e636f"
-                   "6d2f637073303906082b06010505070202302d30151a0b4578616d706c65204f726730060201010201021a1455736520617"
-                   "420796f7572206f776e207269736b30060604551d2000"),
-            Extension({L"[Certificate Policies]",
-                       L"[1]Certificate Policy:",
-                       L"     PolicyIdentifier=1.3.6.1.4.1.99999.1.1",
-                       L"     [1,1]Policy Qualifier Info: ",
-                       L"          Policy Qualifier Id=CPS",
-                       L"          Qualifier:",
-                       L"               http://example.com/cps",
-                       L"     [1,2]Policy Qualifier Info: ",
-                       L"          Policy Qualifier Id=User Notice",
-                       L"          Qualifier:",
-                       L"               Notice Text=Use at your own risk",
-                       L"[2]Certificate Policy:",
-                       L"     PolicyIdentifier=2.5.29.32.0"}));
+  EXPECT_EQ(
+      Decode(L"2.5.29.32",
+             "3077306d060a2b06010401868d1f0101305f302206082b060105050702011616687474703a2f2f6578616d706c652e636f"
+             "6d2f637073303906082b06010505070202302d30151a0b4578616d706c65204f726730060201010201021a1455736520617"
+             "420796f7572206f776e207269736b30060604551d2000"),
+      Extension({L"[Certificate Policies]", L"[1]Certificate Policy:", L"     PolicyIdentifier=1.3.6.1.4.1.99999.1.1",
+                 L"     [1,1]Policy Qualifier Info: ", L"          Policy Qualifier Id=CPS", L"          Qualifier:",
+                 L"               http://example.com/cps", L"     [1,2]Policy Qualifier Info: ",
+                 L"          Policy Qualifier Id=User Notice", L"          Qualifier:",
+                 L"               Notice Text=Use at your own risk", L"[2]Certificate Policy:",
+                 L"     PolicyIdentifier=2.5.29.32.0"}));
 }
 
 TEST(DecodeOID, KeyUsageAndNetscapeCertType) {
-  EXPECT_EQ(Decode(L"2.5.29.15", "030201e2"),
-            Extension({L"[Key Usage]",
-                       L"Digital Signature, Non-Repudiation, Key Encipherment, Off-line CRL Signing, CRL Signing(e2)"}));
+  EXPECT_EQ(
+      Decode(L"2.5.29.15", "030201e2"),
+      Extension({L"[Key Usage]",
+                 L"Digital Signature, Non-Repudiation, Key Encipherment, Off-line CRL Signing, CRL Signing(e2)"}));
   EXPECT_EQ(Decode(L"2.5.29.15", "0303070780"),
             Extension({L"[Key Usage]",
                        L"Certificate Signing, Off-line CRL Signing, CRL Signing, Encipher Only, Decipher Only(7 80)"}));
@@ -203,23 +197,18 @@ TEST(DecodeOID, KeyAttributes) {
 }
 
 TEST(DecodeOID, CrlDistributionPoints) {
-  EXPECT_EQ(Decode(L"2.5.29.31",
-                   "30613046a040a03e861d687474703a2f2f63726c2e6578616d706c652e636f6d2f63612e63726c861d6c6461703a2f2f6c"
-                   "6461702e6578616d706c652e636f6d2f636e3d4341810205603017a015a11330110603550403130a43524c20497373756572"),
-            Extension({L"[CRL Distribution Points]",
-                       L"[1]CRL Distribution Point",
-                       L"     Distribution Point Name: ",
-                       L"          Fullname: ",
-                       L"               http://crl.example.com/ca.crl",
-                       L"               ldap://ldap.example.com/cn=CA",
-                       L"[2]CRL Distribution Point",
-                       L"     Distribution Point Name: ",
-                       L"          Fullname: "}));
+  EXPECT_EQ(
+      Decode(L"2.5.29.31",
+             "30613046a040a03e861d687474703a2f2f63726c2e6578616d706c652e636f6d2f63612e63726c861d6c6461703a2f2f6c"
+             "6461702e6578616d706c652e636f6d2f636e3d4341810205603017a015a11330110603550403130a43524c20497373756572"),
+      Extension({L"[CRL Distribution Points]", L"[1]CRL Distribution Point", L"     Distribution Point Name: ",
+                 L"          Fullname: ", L"               http://crl.example.com/ca.crl",
+                 L"               ldap://ldap.example.com/cn=CA", L"[2]CRL Distribution Point",
+                 L"     Distribution Point Name: ", L"          Fullname: "}));
 }
 
 TEST(DecodeOID, KeyUsageRestriction) {
-  EXPECT_EQ(Decode(L"2.5.29.4",
-                   "3025301f300506032a0304301606092b06010401868d1f0206092b06010401868d1f03030206c0"),
+  EXPECT_EQ(Decode(L"2.5.29.4", "3025301f300506032a0304301606092b06010401868d1f0206092b06010401868d1f03030206c0"),
             Extension({L"[Key Usage Restriction]", L"Certificate Policies Restrictions:",
                        L"     Certificate Policy Restriction=1.2.3.4",
                        L"     Certificate Policy Restriction=1.3.6.1.4.1.99999.2",
@@ -228,14 +217,10 @@ TEST(DecodeOID, KeyUsageRestriction) {
 }
 
 TEST(DecodeOID, PrivateKeyUsagePeriodIsDumped) {
-  EXPECT_EQ(Decode(L"2.5.29.16",
-                   "3022800f32303234303130313030303030305a810f32303235303130313030303030305a"),
-            Extension({L"[Private Key Usage Period]",
-                       L"30 22 80 0f 32 30 32 34   0\"..2024",
-                       L"30 31 30 31 30 30 30 30   01010000",
-                       L"30 30 5a 81 0f 32 30 32   00Z..202",
-                       L"35 30 31 30 31 30 30 30   50101000",
-                       DumpLine(L"30 30 30 5a", 4, L"000Z").c_str()}));
+  EXPECT_EQ(Decode(L"2.5.29.16", "3022800f32303234303130313030303030305a810f32303235303130313030303030305a"),
+            Extension({L"[Private Key Usage Period]", L"30 22 80 0f 32 30 32 34   0\"..2024",
+                       L"30 31 30 31 30 30 30 30   01010000", L"30 30 5a 81 0f 32 30 32   00Z..202",
+                       L"35 30 31 30 31 30 30 30   50101000", DumpLine(L"30 30 30 5a", 4, L"000Z").c_str()}));
 }
 
 TEST(DecodeOID, EnhancedKeyUsage) {
@@ -263,20 +248,23 @@ TEST(DecodeOID, CertificateTemplateAndApplicationPolicies) {
   EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.21.7", "3014060c2b0601040182371508010203020164020104"),
             Extension({L"[Certificate Template Information]", L"Template=1.3.6.1.4.1.311.21.8.1.2.3",
                        L"Major Version Number=100", L"Minor Version Number=4"}));
-  EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.21.7", "300d 0608 2b06010505070302 020100"),
-            Extension({L"[Certificate Template Information]", L"Template=Client Authentication",
-                       L"Major Version Number=0"}));
-  EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.21.10",
-                   "3040300a06082b060105050703023032060a2b0601040182371402023024302206082b06010505070201161668747470"
-                   "3a2f2f6578616d706c652e636f6d2f637073"),
-            Extension({L"[Application Policies]", L"[1]Application Certificate Policy:",
-                       L"     Policy Identifier=Client Authentication", L"[2]Application Certificate Policy:",
-                       L"     Policy Identifier=Smart Card Logon", L"     Policy Qualifier: ",
-                       L"          1.3.6.1.5.5.7.2.1=16 16 68 74 74 70 3a 2f 2f 65 78 61 6d 70 6c 65 2e 63 6f 6d 2f 63 70 73 "}));
+  EXPECT_EQ(
+      Decode(L"1.3.6.1.4.1.311.21.7", "300d 0608 2b06010505070302 020100"),
+      Extension({L"[Certificate Template Information]", L"Template=Client Authentication", L"Major Version Number=0"}));
+  EXPECT_EQ(
+      Decode(L"1.3.6.1.4.1.311.21.10",
+             "3040300a06082b060105050703023032060a2b0601040182371402023024302206082b06010505070201161668747470"
+             "3a2f2f6578616d706c652e636f6d2f637073"),
+      Extension(
+          {L"[Application Policies]", L"[1]Application Certificate Policy:",
+           L"     Policy Identifier=Client Authentication", L"[2]Application Certificate Policy:",
+           L"     Policy Identifier=Smart Card Logon", L"     Policy Qualifier: ",
+           L"          1.3.6.1.5.5.7.2.1=16 16 68 74 74 70 3a 2f 2f 65 78 61 6d 70 6c 65 2e 63 6f 6d 2f 63 70 73 "}));
 }
 
 TEST(DecodeOID, StringValuedExtensions) {
-  EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.20.2", "1e0a00530075006200430041"), Extension({L"[Certificate Template]", L"SubCA"}));
+  EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.20.2", "1e0a00530075006200430041"),
+            Extension({L"[Certificate Template]", L"SubCA"}));
   EXPECT_EQ(Decode(L"2.16.840.1.113730.1.13", "161c47656e65726174656420666f7220746865206e616d65207465737473"),
             Extension({L"[NetscapeComment]", L"Generated for the name tests"}));
   EXPECT_EQ(Decode(L"2.16.840.1.113730.1.2", "1613687474703a2f2f6578616d706c652e636f6d2f"),
@@ -304,8 +292,8 @@ TEST(DecodeOID, SubjectDirectoryAttributes) {
                    "305d301d06082b060105050709013111180f31393830303232393030303030305a301506082b0601050507090231090c07"
                    "5ac3bc72696368300f06082b060105050709033103130146301406082b0601050507090431081302434813024652"),
             Extension({L"[Subject Directory Attributes]", L"[1]Date of Birth", L"     Friday, February 29, 1980",
-                       L"[2]Place of Birth", L"     Z\u00fcrich", L"[3]Gender", L"     F",
-                       L"[4]Country of Citizenship", L"     CH", L"     FR"}));
+                       L"[2]Place of Birth", L"     Z\u00fcrich", L"[3]Gender", L"     F", L"[4]Country of Citizenship",
+                       L"     CH", L"     FR"}));
 }
 
 TEST(DecodeOID, UnknownOIDsAreDumpedUnderTheirFriendlyName) {
@@ -324,13 +312,13 @@ TEST(DecodeOID, EmptyDataGivesEmptyText) {
 
 TEST(DecodeOID, ValuesThatDoNotDecodeFail) {
   for (const auto& [oid, hex] : std::initializer_list<std::pair<const wchar_t*, const char*>>{
-           {L"2.5.29.19", "3003010101"},              // BOOLEAN neither 00 nor ff
-           {L"2.5.29.19", "30060101ff02010300"},      // trailing octet
-           {L"2.5.29.15", "030201"},                  // cut BIT STRING
-           {L"2.5.29.37", "3000"},                    // no purpose at all
-           {L"1.3.6.1.4.1.311.21.1", "02050100000000"},  // beyond 32 bits
-           {L"2.5.29.32", "300a3008060355"},          // cut OID
-           {L"2.5.4.3", "0c02c328"},                  // not UTF-8
+           {L"2.5.29.19", "3003010101"},                   // BOOLEAN neither 00 nor ff
+           {L"2.5.29.19", "30060101ff02010300"},           // trailing octet
+           {L"2.5.29.15", "030201"},                       // cut BIT STRING
+           {L"2.5.29.37", "3000"},                         // no purpose at all
+           {L"1.3.6.1.4.1.311.21.1", "02050100000000"},    // beyond 32 bits
+           {L"2.5.29.32", "300a3008060355"},               // cut OID
+           {L"2.5.4.3", "0c02c328"},                       // not UTF-8
            {L"1.3.6.1.4.1.311.21.7", "3006060129020180"},  // negative version
        }) {
     const LogCapture log(NQLOG_EXIT);

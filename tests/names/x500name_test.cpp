@@ -60,7 +60,8 @@ TEST(X500NameFromDer, OpenSSLNamesReadInTheTextForm) {
 }
 
 TEST(X500NameFromDer, EveryStringTypeReadsAsItsCharacters) {
-  EXPECT_EQ(FromDer(openssl_name::kUtf8)->GetName(0), L"CN=J\u00fcrgen Gro\u00df, O=\u00dcn\u00efc\u00f6d\u00e9 \u00d6rg, C=DE");
+  EXPECT_EQ(FromDer(openssl_name::kUtf8)->GetName(0),
+            L"CN=J\u00fcrgen Gro\u00df, O=\u00dcn\u00efc\u00f6d\u00e9 \u00d6rg, C=DE");
   EXPECT_EQ(FromDer(openssl_name::kBmp)->GetName(0), L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP");
   EXPECT_EQ(FromDer(openssl_name::kTeletex)->GetName(0), L"CN=J\u00fcrgen, C=DE");
 
@@ -120,9 +121,11 @@ TEST(X500NameFromDer, ReverseAndCrLfAreTheOnlyHonouredFormatBits) {
 
 TEST(X500NameFromText, EncodesAsTheOpenSSLToolDoes) {
   // PrintableString where it holds the value, BMPString otherwise; IA5String for e-mail and DC.
-  EXPECT_EQ(FromText(L"CN=Test User, OU=Unit, OU=Unit 2, O=\"Acme, Inc.\", L=Springfield, S=Oregon, C=US")->GetEncoded(),
-            Hex(openssl_name::kPrintable));
-  EXPECT_EQ(FromText(L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP")->GetEncoded(), Hex(openssl_name::kBmp));
+  EXPECT_EQ(
+      FromText(L"CN=Test User, OU=Unit, OU=Unit 2, O=\"Acme, Inc.\", L=Springfield, S=Oregon, C=US")->GetEncoded(),
+      Hex(openssl_name::kPrintable));
+  EXPECT_EQ(FromText(L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP")->GetEncoded(),
+            Hex(openssl_name::kBmp));
   EXPECT_EQ(FromText(L"E=user@example.com; DC=example; DC=com; SERIALNUMBER=1234; T=Engineer; G=Ann; I=AB; SN=Smith; "
                      L"STREET=1 Main St; PostalCode=12345")
                 ->GetEncoded(),
@@ -161,7 +164,8 @@ TEST(X500NameAttributes, ValuesOfATypeComeInEncodingOrderAndAreAppended) {
   const auto name = FromDer(openssl_name::kPrintable);
   StringList values{L"already there"};
   name->GetAttributeValue(L"2.5.4.11", values);
-  EXPECT_EQ(std::vector<WString>(values.begin(), values.end()), (std::vector<WString>{L"already there", L"Unit", L"Unit 2"}));
+  EXPECT_EQ(std::vector<WString>(values.begin(), values.end()),
+            (std::vector<WString>{L"already there", L"Unit", L"Unit 2"}));
   EXPECT_EQ(ValuesOf(*name, L"2.5.4.10"), std::vector<WString>{L"Acme, Inc."});
   EXPECT_EQ(ValuesOf(*FromDer(openssl_name::kBmp), L"2.5.4.3"), std::vector<WString>{L"\u5c71\u7530\u592a\u90ce"});
   EXPECT_TRUE(ValuesOf(*name, L"2.5.4.3.").empty());  // compared exactly, never by prefix
@@ -182,7 +186,8 @@ TEST(X500NameFromDer, ANameWithoutRdnsIsEmpty) {
   const LogCapture log;
   EXPECT_EQ(name->GetName(0), L"");
   EXPECT_TRUE(Listed(*name).empty());
-  EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetName Empty string found"});
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetName Empty string found"});
 }
 
 TEST(X500NameFromText, MalformedTextIsRefused) {
@@ -191,19 +196,19 @@ TEST(X500NameFromText, MalformedTextIsRefused) {
     const wchar_t* message;
   };
   for (const Case& c : {
-           Case{L"CN", L"Error encoding the blob (0x80092023)"},            // no "="
-           Case{L"CN=a,", L"Error encoding the blob (0x80092023)"},         // nothing after a separator
-           Case{L", CN=a", L"Error encoding the blob (0x80092023)"},        // nothing before it
+           Case{L"CN", L"Error encoding the blob (0x80092023)"},      // no "="
+           Case{L"CN=a,", L"Error encoding the blob (0x80092023)"},   // nothing after a separator
+           Case{L", CN=a", L"Error encoding the blob (0x80092023)"},  // nothing before it
            Case{L"CN=a+", L"Error encoding the blob (0x80092023)"},
-           Case{L"XX=a", L"Error encoding the blob (0x80092023)"},          // unknown key word
+           Case{L"XX=a", L"Error encoding the blob (0x80092023)"},  // unknown key word
            Case{L"OID.1.2.a=x", L"Error encoding the blob (0x80092023)"},
-           Case{L"3.1=x", L"Error encoding the blob (0x80092023)"},         // first arc above 2
-           Case{L"CN=\"open", L"Error encoding the blob (0x80092023)"},     // unterminated quotes
-           Case{L"CN=\"a\"b", L"Error encoding the blob (0x80092023)"},     // text after the quotes
-           Case{L"CN=a\"b", L"Error encoding the blob (0x80092023)"},       // a quote inside a plain value
+           Case{L"3.1=x", L"Error encoding the blob (0x80092023)"},           // first arc above 2
+           Case{L"CN=\"open", L"Error encoding the blob (0x80092023)"},       // unterminated quotes
+           Case{L"CN=\"a\"b", L"Error encoding the blob (0x80092023)"},       // text after the quotes
+           Case{L"CN=a\"b", L"Error encoding the blob (0x80092023)"},         // a quote inside a plain value
            Case{L"OID.1.2.3=#ABC", L"Error encoding the blob (0x80092023)"},  // odd hex
            Case{L"OID.1.2.3=#AG", L"Error encoding the blob (0x80092023)"},
-           Case{L"C=D\u00c9", L"Error encoding the blob (0x80092021)"},      // C is PrintableString only
+           Case{L"C=D\u00c9", L"Error encoding the blob (0x80092021)"},             // C is PrintableString only
            Case{L"E=\u00e9@example.com", L"Error encoding the blob (0x80092022)"},  // E is IA5String only
        }) {
     const auto e = Thrown([&] { IX500Name::Create(WString(c.text)); });
@@ -219,16 +224,16 @@ TEST(X500NameFromText, MalformedTextIsRefused) {
 
 TEST(X500NameFromDer, DecodingFailsClosed) {
   for (const char* hex : {
-           "30",                                   // cut header
-           "3005310330",                           // cut contents
-           "3000 00",                              // trailing byte
-           "308100",                               // non-minimal length
-           "3080 0000",                            // indefinite length
-           "3100",                                 // a SET, not a SEQUENCE
-           "30023100",                             // an RDN without attributes
+           "30",                                  // cut header
+           "3005310330",                          // cut contents
+           "3000 00",                             // trailing byte
+           "308100",                              // non-minimal length
+           "3080 0000",                           // indefinite length
+           "3100",                                // a SET, not a SEQUENCE
+           "30023100",                            // an RDN without attributes
            "300e310c300a06035504030c01410500",    // a third element in an attribute
-           "300d310b300906035504030c02c328",       // UTF8String that is not UTF-8
-           "300d310b3009060355040613024024",       // '@' in a PrintableString
+           "300d310b300906035504030c02c328",      // UTF8String that is not UTF-8
+           "300d310b3009060355040613024024",      // '@' in a PrintableString
            "300f310d300b06035504032c0402024f4b",  // constructed string
            "30093107300506035504 03",             // an attribute without a value
        }) {
@@ -251,8 +256,9 @@ TEST(X500NameTrace, CreateFromDerWritesTheNamedLines) {
   auto has = [&](const std::wstring& line) { return std::find(trace.begin(), trace.end(), line) != trace.end(); };
   EXPECT_EQ(trace.front(), L"8|IX500Name::Create");
   EXPECT_TRUE(has(L"8|ZT::Framework::CCNGX500Name::CCNGX500Name : this=" + self));
-  EXPECT_TRUE(has(L"0|ZT::Framework::CCNGX500Name::CCNGX500Name : baEncodedName: 30 1e 31 0f 30 0d 06 03 55 04 03 14 06 "
-                  L"4a fc 72 67 65 6e 31 0b 30 09 06 03 55 04 06 13 02 44 45"));
+  EXPECT_TRUE(
+      has(L"0|ZT::Framework::CCNGX500Name::CCNGX500Name : baEncodedName: 30 1e 31 0f 30 0d 06 03 55 04 03 14 06 "
+          L"4a fc 72 67 65 6e 31 0b 30 09 06 03 55 04 06 13 02 44 45"));
   EXPECT_TRUE(has(L"16|ZT::Framework::CCNGX500Name::CCNGX500Name"));
   EXPECT_EQ(trace[trace.size() - 2], L"0|IX500Name::Create : pX500Name=" + self);
   EXPECT_EQ(trace.back(), L"16|IX500Name::Create");

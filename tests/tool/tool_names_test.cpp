@@ -11,10 +11,11 @@ TEST(ToolName, PrintsTextDerAndAttributesOfAName) {
   // string_mask = nombstr.
   const auto result = RunTool({"name", "CN=Test, O=\"Acme, Inc.\", C=US"});
   ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.out,
-            "Name: CN=Test, O=\"Acme, Inc.\", C=US\n"
-            "DER: 3031310d300b060355040313045465737431133011060355040a130a41636d652c20496e632e310b3009060355040613025553\n"
-            "Attributes: 2.5.4.3, 2.5.4.10, 2.5.4.6\n");
+  EXPECT_EQ(
+      result.out,
+      "Name: CN=Test, O=\"Acme, Inc.\", C=US\n"
+      "DER: 3031310d300b060355040313045465737431133011060355040a130a41636d652c20496e632e310b3009060355040613025553\n"
+      "Attributes: 2.5.4.3, 2.5.4.10, 2.5.4.6\n");
 }
 
 TEST(ToolName, ReadsDerAndHonoursReverseAndCrLf) {
