@@ -28,11 +28,18 @@ for subject in "/CN=Test User/OU=Unit/O=Acme, Inc./L=Springfield/ST=Oregon/C=US"
   i=$((i + 1))
 done
 
-# Values: the first octet indexes the OID list of fuzz_decode_oid.cpp.
+# Values: the first octet indexes the OID list of fuzz_decode_oid.cpp: its three OIDs without a
+# rendering, then the library's rendered OIDs in the order of crypto.cng.oiddecoder.extensions.cpp
+# (the extension table, then the directory attributes).
 python3 - "$values" <<'PY'
 import re, sys
-source = open("../fuzz_decode_oid.cpp").read()
-oids = re.findall(r'L"([0-9.]*)"', source[source.index("kOIDs[]"):source.index("};", source.index("kOIDs[]"))])
+source = open("../../sources/cng/crypto.cng.oiddecoder.extensions.cpp").read()
+def block(name):
+    start = source.index(name + "[] = {")
+    return source[start:source.index("};", start)]
+oids = ["1.3.6.1.5.5.7.3.1", "1.2.3.4.5", ""]
+oids += re.findall(r'\{L"([0-9.]+)", L"\[', block("kExtensions"))
+oids += re.findall(r'L"([0-9.]+)"', block("kDirectoryAttributes"))
 by_name = {
     "Authority_Information_Access": "1.3.6.1.5.5.7.1.1", "X509v3_Authority_Key_Identifier": "2.5.29.35",
     "X509v3_Subject_Key_Identifier": "2.5.29.14", "X509v3_Subject_Alternative_Name": "2.5.29.17",

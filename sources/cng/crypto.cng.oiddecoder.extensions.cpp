@@ -340,6 +340,13 @@ constexpr ExtensionRow kExtensions[] = {
 
 }  // namespace
 
+std::vector<WString> RenderedOIDs() {
+  std::vector<WString> oids;
+  for (const ExtensionRow& row : kExtensions) oids.emplace_back(row.oid);
+  for (const wchar_t* oid : kDirectoryAttributes) oids.emplace_back(oid);
+  return oids;
+}
+
 bool IsDirectoryAttribute(const WString& sOID) {
   for (const wchar_t* oid : kDirectoryAttributes)
     if (sOID == oid) return true;

@@ -2,6 +2,8 @@
 // layout of each extension, and the hex-and-text dump of values that are not decoded.
 #pragma once
 
+#include <vector>
+
 #include "framework/crypto.trace.h"
 #include "zt/secure.h"
 
@@ -9,6 +11,10 @@ namespace ZT::Framework::OIDRendering {
 
 // True for the attribute types whose values DecodeOID renders alone, without a header.
 bool IsDirectoryAttribute(const WString& sOID);
+
+// Every OID that has a rendering of its own: the extensions with a layout, in table order, then
+// the directory attributes, in test order (what a test or a fuzz target walks).
+std::vector<WString> RenderedOIDs();
 
 // The text of the extension `sOID` with value `baValue`: its header and layout, or for an OID
 // without a layout "[" + its friendly name + "]" and the dump; without the closing "\r\n\r\n".
