@@ -37,6 +37,15 @@ TEST(FileTimeToString, FailsOutsideWhatItCanWrite) {
   }
 }
 
+TEST(StringConversions, TakeCountsOrTerminatorsAndNullPointers) {
+  const wchar_t text[] = {L'a', L'\0', L'b', L'\0'};
+  EXPECT_EQ(CryptoUtil::WcharStringToString(text, 3), WString(text, 3));  // a counted value keeps its NUL
+  EXPECT_EQ(CryptoUtil::WcharStringToString(text), L"a");
+  EXPECT_EQ(CryptoUtil::WcharStringToString(nullptr), L"");
+  EXPECT_EQ(CryptoUtil::CharStringToString("2.5.4.3"), L"2.5.4.3");
+  EXPECT_EQ(CryptoUtil::CharStringToString(static_cast<const char*>(nullptr)), L"");
+}
+
 TEST(DecodeObject, GivesThePublishedStructure) {
   // An authority key identifier: the serial number is held least significant byte first.
   const CERT_AUTHORITY_KEY_ID2_INFO aki =
