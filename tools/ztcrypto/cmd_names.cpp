@@ -55,7 +55,7 @@ int DecodeValue(const Args& args) {
 }
 
 constexpr Command kCommands[] = {
-    {"name", "[--reverse] [--crlf] TEXT | [--reverse] [--crlf] --der HEX",
+    {"name", "[--reverse] [--crlf] (TEXT | --der HEX)",
      "an X.500 name from text or DER: its text, DER and attribute types", ShowName},
     {"oid", "OID-OR-NAME", "the friendly name of an OID, or the OID of a friendly name", TranslateOID},
     {"decode", "OID HEX", "the text of an extension or attribute value (DER in hex) of that OID", DecodeValue},
