@@ -12,3 +12,6 @@
 #include "zt/random.h"
 #include "zt/keygenerator.h"
 #include "zt/keyderivation.h"
+#include "zt/generalname.h"
+#include "zt/x500name.h"
+#include "zt/oiddecoder.h"
