@@ -7,3 +7,6 @@
 #include "platform/wincrypt.h"
 #include "platform/libloader.h"
 #include "platform/guid.h"
+#include "platform/systime.h"
+#include "platform/oleauto.h"
+#include "platform/certificates.h"

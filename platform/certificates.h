@@ -1,0 +1,327 @@
+// Certificate services (crypt32) subset of the seam: certificate contexts, certificate signature
+// checks and chain building, with the published structures, constants and error codes. On
+// Windows they come from <wincrypt.h>.
+//
+// The structures are the published C structures, in the global namespace: blobs are a count and
+// a pointer, integers in a CRYPT_INTEGER_BLOB stand least significant byte first, times are
+// FILETIMEs. (sources/common/crypto.asn1.types.h has owning C++ forms of some of them, with
+// the same names, inside ZT::Framework: there, write these with "::".)
+//
+// Conventions: functions return TRUE or FALSE (or a pointer, null on failure); the reason for a
+// failure is in GetLastError.
+#pragma once
+
+#include "platform/guid.h"
+#include "platform/systime.h"
+#include "platform/wincrypt.h"
+#include "platform/wintypes.h"
+
+#if defined(_WIN32)
+
+#include <wincrypt.h>
+
+#else
+
+typedef void* HCERTSTORE;
+typedef void* HCERTCHAINENGINE;
+typedef ULONG_PTR HCRYPTPROV_LEGACY;
+
+// Encoding types.
+#ifndef X509_ASN_ENCODING
+#define X509_ASN_ENCODING 0x00000001
+#endif
+#define PKCS_7_ASN_ENCODING 0x00010000
+
+// Certificate context properties.
+#define CERT_MD5_HASH_PROP_ID 4
+#define CERT_SHA1_HASH_PROP_ID 3
+#define CERT_HASH_PROP_ID CERT_SHA1_HASH_PROP_ID
+
+// Certificate versions (CERT_INFO::dwVersion): the version field as encoded.
+#define CERT_V1 0
+#define CERT_V2 1
+#define CERT_V3 2
+
+// Error codes (GetLastError).
+#ifndef CRYPT_E_ASN1_CORRUPT
+#define CRYPT_E_ASN1_CORRUPT ((HRESULT)0x80093103L)
+#endif
+#define CRYPT_E_ASN1_EOD ((HRESULT)0x80093102L)
+#define CRYPT_E_ASN1_BADTAG ((HRESULT)0x8009310BL)
+#define CRYPT_E_NOT_FOUND ((HRESULT)0x80092004L)
+#define CRYPT_E_NO_REVOCATION_CHECK ((HRESULT)0x80092012L)
+#define CRYPT_E_REVOCATION_OFFLINE ((HRESULT)0x80092013L)
+#define CRYPT_E_REVOKED ((HRESULT)0x80092010L)
+#define CRYPT_E_UNKNOWN_ALGO ((HRESULT)0x80091002L)
+
+// A counted byte string; the same layout under every published name.
+typedef struct _CRYPTOAPI_BLOB {
+  DWORD cbData;
+  BYTE* pbData;
+} CRYPT_INTEGER_BLOB, *PCRYPT_INTEGER_BLOB, CRYPT_UINT_BLOB, CRYPT_OBJID_BLOB, CERT_NAME_BLOB, *PCERT_NAME_BLOB,
+    CERT_RDN_VALUE_BLOB, CERT_BLOB, CRL_BLOB, DATA_BLOB, CRYPT_DATA_BLOB, *PCRYPT_DATA_BLOB, CRYPT_HASH_BLOB,
+    CRYPT_DIGEST_BLOB, CRYPT_DER_BLOB, CRYPT_ATTR_BLOB;
+
+typedef struct _CRYPT_BIT_BLOB {
+  DWORD cbData;
+  BYTE* pbData;
+  DWORD cUnusedBits;
+} CRYPT_BIT_BLOB, *PCRYPT_BIT_BLOB;
+
+typedef struct _CRYPT_ALGORITHM_IDENTIFIER {
+  LPSTR pszObjId;
+  CRYPT_OBJID_BLOB Parameters;  // the parameters' whole DER element; cbData 0 when absent
+} CRYPT_ALGORITHM_IDENTIFIER, *PCRYPT_ALGORITHM_IDENTIFIER;
+
+typedef struct _CERT_PUBLIC_KEY_INFO {
+  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
+  CRYPT_BIT_BLOB PublicKey;
+} CERT_PUBLIC_KEY_INFO, *PCERT_PUBLIC_KEY_INFO;
+
+typedef struct _CERT_EXTENSION {
+  LPSTR pszObjId;
+  BOOL fCritical;
+  CRYPT_OBJID_BLOB Value;  // the contents of the extension's OCTET STRING
+} CERT_EXTENSION, *PCERT_EXTENSION;
+typedef const CERT_EXTENSION* PCCERT_EXTENSION;
+
+// The to-be-signed part of a certificate, decoded.
+typedef struct _CERT_INFO {
+  DWORD dwVersion;
+  CRYPT_INTEGER_BLOB SerialNumber;  // least significant byte first
+  CRYPT_ALGORITHM_IDENTIFIER SignatureAlgorithm;
+  CERT_NAME_BLOB Issuer;  // the DER Name
+  FILETIME NotBefore;
+  FILETIME NotAfter;
+  CERT_NAME_BLOB Subject;
+  CERT_PUBLIC_KEY_INFO SubjectPublicKeyInfo;
+  CRYPT_BIT_BLOB IssuerUniqueId;
+  CRYPT_BIT_BLOB SubjectUniqueId;
+  DWORD cExtension;
+  PCERT_EXTENSION rgExtension;
+} CERT_INFO, *PCERT_INFO;
+
+// A certificate: its encoding and its decoded CERT_INFO, owned by the context.
+typedef struct _CERT_CONTEXT {
+  DWORD dwCertEncodingType;
+  BYTE* pbCertEncoded;
+  DWORD cbCertEncoded;
+  PCERT_INFO pCertInfo;
+  HCERTSTORE hCertStore;  // null: the context belongs to no store
+} CERT_CONTEXT, *PCERT_CONTEXT;
+typedef const CERT_CONTEXT* PCCERT_CONTEXT;
+
+// ---- chains ---------------------------------------------------------------------------------
+
+// CERT_TRUST_STATUS::dwErrorStatus.
+#define CERT_TRUST_NO_ERROR 0x00000000
+#define CERT_TRUST_IS_NOT_TIME_VALID 0x00000001
+#define CERT_TRUST_IS_NOT_TIME_NESTED 0x00000002
+#define CERT_TRUST_IS_REVOKED 0x00000004
+#define CERT_TRUST_IS_NOT_SIGNATURE_VALID 0x00000008
+#define CERT_TRUST_IS_NOT_VALID_FOR_USAGE 0x00000010
+#define CERT_TRUST_IS_UNTRUSTED_ROOT 0x00000020
+#define CERT_TRUST_REVOCATION_STATUS_UNKNOWN 0x00000040
+#define CERT_TRUST_IS_CYCLIC 0x00000080
+#define CERT_TRUST_INVALID_EXTENSION 0x00000100
+#define CERT_TRUST_INVALID_POLICY_CONSTRAINTS 0x00000200
+#define CERT_TRUST_INVALID_BASIC_CONSTRAINTS 0x00000400
+#define CERT_TRUST_INVALID_NAME_CONSTRAINTS 0x00000800
+#define CERT_TRUST_HAS_NOT_SUPPORTED_NAME_CONSTRAINT 0x00001000
+#define CERT_TRUST_HAS_NOT_DEFINED_NAME_CONSTRAINT 0x00002000
+#define CERT_TRUST_HAS_NOT_PERMITTED_NAME_CONSTRAINT 0x00004000
+#define CERT_TRUST_HAS_EXCLUDED_NAME_CONSTRAINT 0x00008000
+#define CERT_TRUST_IS_PARTIAL_CHAIN 0x00010000
+#define CERT_TRUST_CTL_IS_NOT_TIME_VALID 0x00020000
+#define CERT_TRUST_CTL_IS_NOT_SIGNATURE_VALID 0x00040000
+#define CERT_TRUST_CTL_IS_NOT_VALID_FOR_USAGE 0x00080000
+#define CERT_TRUST_HAS_WEAK_SIGNATURE 0x00100000
+#define CERT_TRUST_IS_OFFLINE_REVOCATION 0x01000000
+#define CERT_TRUST_NO_ISSUANCE_CHAIN_POLICY 0x02000000
+#define CERT_TRUST_IS_EXPLICIT_DISTRUST 0x04000000
+#define CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT 0x08000000
+
+// CERT_TRUST_STATUS::dwInfoStatus.
+#define CERT_TRUST_HAS_EXACT_MATCH_ISSUER 0x00000001
+#define CERT_TRUST_HAS_KEY_MATCH_ISSUER 0x00000002
+#define CERT_TRUST_HAS_NAME_MATCH_ISSUER 0x00000004
+#define CERT_TRUST_IS_SELF_SIGNED 0x00000008
+#define CERT_TRUST_HAS_PREFERRED_ISSUER 0x00000100
+#define CERT_TRUST_IS_COMPLEX_CHAIN 0x00010000
+
+// CertGetCertificateChain flags.
+#define CERT_CHAIN_CACHE_END_CERT 0x00000001
+#define CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT 0x08000000
+#define CERT_CHAIN_REVOCATION_CHECK_END_CERT 0x10000000
+#define CERT_CHAIN_REVOCATION_CHECK_CHAIN 0x20000000
+#define CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT 0x40000000
+#define CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY 0x80000000
+
+// CERT_USAGE_MATCH::dwType.
+#define USAGE_MATCH_TYPE_AND 0x00000000
+#define USAGE_MATCH_TYPE_OR 0x00000001
+
+typedef struct _CERT_TRUST_STATUS {
+  DWORD dwErrorStatus;
+  DWORD dwInfoStatus;
+} CERT_TRUST_STATUS, *PCERT_TRUST_STATUS;
+
+typedef struct _CTL_USAGE {
+  DWORD cUsageIdentifier;
+  LPSTR* rgpszUsageIdentifier;
+} CTL_USAGE, *PCTL_USAGE, CERT_ENHKEY_USAGE, *PCERT_ENHKEY_USAGE;
+
+typedef struct _CERT_USAGE_MATCH {
+  DWORD dwType;
+  CERT_ENHKEY_USAGE Usage;
+} CERT_USAGE_MATCH, *PCERT_USAGE_MATCH;
+
+// The parameters of a chain build. Fields after RequestedUsage are read only when cbSize
+// covers them.
+typedef struct _CERT_CHAIN_PARA {
+  DWORD cbSize;
+  CERT_USAGE_MATCH RequestedUsage;
+  CERT_USAGE_MATCH RequestedIssuancePolicy;
+  DWORD dwUrlRetrievalTimeout;  // milliseconds; 0: the default of 15 seconds
+  BOOL fCheckRevocationFreshnessTime;
+  DWORD dwRevocationFreshnessTime;
+  LPFILETIME pftCacheResync;
+  void* pStrongSignPara;
+  DWORD dwStrongSignFlags;
+} CERT_CHAIN_PARA, *PCERT_CHAIN_PARA;
+
+typedef struct _CERT_REVOCATION_CRL_INFO CERT_REVOCATION_CRL_INFO, *PCERT_REVOCATION_CRL_INFO;
+
+typedef struct _CERT_REVOCATION_INFO {
+  DWORD cbSize;
+  DWORD dwRevocationResult;  // 0 (not revoked), CRYPT_E_REVOKED, CRYPT_E_NO_REVOCATION_CHECK, CRYPT_E_REVOCATION_OFFLINE
+  LPCSTR pszRevocationOid;
+  LPVOID pvOidSpecificInfo;
+  BOOL fHasFreshnessTime;
+  DWORD dwFreshnessTime;
+  PCERT_REVOCATION_CRL_INFO pCrlInfo;
+} CERT_REVOCATION_INFO, *PCERT_REVOCATION_INFO;
+
+typedef struct _CERT_CHAIN_ELEMENT {
+  DWORD cbSize;
+  PCCERT_CONTEXT pCertContext;
+  CERT_TRUST_STATUS TrustStatus;
+  PCERT_REVOCATION_INFO pRevocationInfo;  // null when revocation was not checked
+  PCERT_ENHKEY_USAGE pIssuanceUsage;
+  PCERT_ENHKEY_USAGE pApplicationUsage;
+  LPCWSTR pwszExtendedErrorInfo;
+} CERT_CHAIN_ELEMENT, *PCERT_CHAIN_ELEMENT;
+typedef const CERT_CHAIN_ELEMENT* PCCERT_CHAIN_ELEMENT;
+
+typedef struct _CERT_TRUST_LIST_INFO CERT_TRUST_LIST_INFO, *PCERT_TRUST_LIST_INFO;
+
+// One chain: the end certificate first, its issuers after it.
+typedef struct _CERT_SIMPLE_CHAIN {
+  DWORD cbSize;
+  CERT_TRUST_STATUS TrustStatus;
+  DWORD cElement;
+  PCERT_CHAIN_ELEMENT* rgpElement;
+  PCERT_TRUST_LIST_INFO pTrustListInfo;
+  BOOL fHasRevocationFreshnessTime;
+  DWORD dwRevocationFreshnessTime;
+} CERT_SIMPLE_CHAIN, *PCERT_SIMPLE_CHAIN;
+typedef const CERT_SIMPLE_CHAIN* PCCERT_SIMPLE_CHAIN;
+
+typedef struct _CERT_CHAIN_CONTEXT CERT_CHAIN_CONTEXT, *PCERT_CHAIN_CONTEXT;
+typedef const CERT_CHAIN_CONTEXT* PCCERT_CHAIN_CONTEXT;
+
+struct _CERT_CHAIN_CONTEXT {
+  DWORD cbSize;
+  CERT_TRUST_STATUS TrustStatus;
+  DWORD cChain;
+  PCERT_SIMPLE_CHAIN* rgpChain;
+  DWORD cLowerQualityChainContext;
+  PCCERT_CHAIN_CONTEXT* rgpLowerQualityChainContext;
+  BOOL fHasRevocationFreshnessTime;
+  DWORD dwRevocationFreshnessTime;
+  DWORD dwCreateFlags;
+  GUID ChainId;
+};
+
+extern "C" {
+
+// A new context for the DER certificate pbCertEncoded (a copy is kept; the caller's bytes may
+// go). dwCertEncodingType must include X509_ASN_ENCODING (0x10001 does). The bytes must be
+// exactly one certificate in DER: anything after it, or any tag, length or value error, fails
+// with CRYPT_E_ASN1_BADTAG (not a SEQUENCE) or CRYPT_E_ASN1_CORRUPT; null or no bytes:
+// CRYPT_E_ASN1_EOD; another encoding type: E_INVALIDARG. Released by CertFreeCertificateContext.
+PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded,
+                                                   DWORD cbCertEncoded);
+
+// The same context with one more reference (null for null); each reference is released by
+// CertFreeCertificateContext.
+PCCERT_CONTEXT WINAPI CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext);
+
+// Drops one reference; the last one frees the context. Null is accepted. Always TRUE.
+BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT pCertContext);
+
+// A property of the context: CERT_SHA1_HASH_PROP_ID (20 bytes) or CERT_MD5_HASH_PROP_ID (16
+// bytes), the hash of the whole encoding. A null pvData stores the size in *pcbData; a buffer
+// too small fails with ERROR_MORE_DATA and the size in *pcbData; another property:
+// CRYPT_E_NOT_FOUND; a null context or pcbData: E_INVALIDARG.
+BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId, void* pvData,
+                                              DWORD* pcbData);
+
+// The first extension of rgExtensions whose OID equals pszObjId, or null (CRYPT_E_NOT_FOUND).
+PCERT_EXTENSION WINAPI CertFindExtension(LPCSTR pszObjId, DWORD cExtensions, CERT_EXTENSION rgExtensions[]);
+
+// -1 when the time (null: now) is before NotBefore, 1 when it is after NotAfter, else 0.
+LONG WINAPI CertVerifyTimeValidity(LPFILETIME pTimeToVerify, PCERT_INFO pCertInfo);
+
+// Whether the signed object pbEncoded (a certificate, or a CRL: any SEQUENCE { toBeSigned,
+// AlgorithmIdentifier, BIT STRING }) carries a valid signature of pPublicKey. Signature
+// algorithms: RSA PKCS #1 v1.5 with MD5, SHA-1, SHA-224, SHA-256, SHA-384 or SHA-512; RSA-PSS
+// (its hash, MGF1 hash, salt length and trailer field from the parameters); ECDSA with SHA-1,
+// SHA-224, SHA-256, SHA-384 or SHA-512. hCryptProv is not used (0). A signature that does not
+// verify: NTE_BAD_SIGNATURE; an algorithm outside the list, or one that does not suit the key:
+// NTE_BAD_ALGID; an object or key that does not decode: CRYPT_E_ASN1_CORRUPT; an encoding type
+// without X509_ASN_ENCODING or a null pointer: E_INVALIDARG.
+BOOL WINAPI CryptVerifyCertificateSignature(HCRYPTPROV_LEGACY hCryptProv, DWORD dwCertEncodingType,
+                                            const BYTE* pbEncoded, DWORD cbEncoded, PCERT_PUBLIC_KEY_INFO pPublicKey);
+
+// Builds the chain of pCertContext to a root and reports its trust status.
+//
+// Issuers are looked for, by the DER of their subject name, among the trusted roots (the system
+// trust store: the certificates of OpenSSL's default locations, loaded once), and the CA
+// certificates that platform/testing.h can add; hChainEngine must be null (the default engine)
+// and hAdditionalStore null (no stores here). The chain ends at a self-issued certificate (a
+// root, trusted when it is in the trust store), or where no issuer is found
+// (CERT_TRUST_IS_PARTIAL_CHAIN). Each element is checked at *pTime (null: now): validity period
+// (CERT_TRUST_IS_NOT_TIME_VALID), signature under its issuer's key
+// (CERT_TRUST_IS_NOT_SIGNATURE_VALID), basic constraints of the issuers and their path lengths
+// (CERT_TRUST_INVALID_BASIC_CONSTRAINTS), critical extensions this engine does not know
+// (CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT); the root's trust (CERT_TRUST_IS_UNTRUSTED_ROOT).
+//
+// Revocation is checked with CRLs when dwFlags asks for it: the end certificate
+// (..._CHECK_END_CERT), every element (..._CHECK_CHAIN) or every element but a self-signed root
+// (..._CHECK_CHAIN_EXCLUDE_ROOT). A CRL counts when its issuer name is the element's issuer's
+// subject, its signature verifies under the issuer's key and the check time lies between its
+// thisUpdate and nextUpdate. CRLs are taken first from those platform/testing.h supplies, then
+// fetched from the element's CRL distribution points (http URLs only; not with
+// ..._CHECK_CACHE_ONLY) within pChainPara->dwUrlRetrievalTimeout milliseconds each, or in all
+// with CERT_CHAIN_REVOCATION_ACCUMULATIVE_TIMEOUT. Listed: CERT_TRUST_IS_REVOKED. No CRL that
+// counts: CERT_TRUST_REVOCATION_STATUS_UNKNOWN, and with it CERT_TRUST_IS_OFFLINE_REVOCATION
+// when the element names distribution points that could not be fetched or held no current CRL;
+// an element without distribution points is only "unknown". Revocation that cannot be checked is
+// never reported as good. The element's pRevocationInfo gives the outcome as an error code.
+//
+// The chain's error status is the OR of its elements' and its own (partial chain, cycle); the
+// info status of the chain holds the bits every element has. CERT_CHAIN_CACHE_END_CERT is
+// accepted (nothing is cached). Released by CertFreeCertificateChain. Fails with E_INVALIDARG
+// for a null context, parameters or output, a non-null engine or store, a cbSize that does not
+// cover RequestedUsage, or a RequestedUsage that names usages (usages are not checked here).
+BOOL WINAPI CertGetCertificateChain(HCERTCHAINENGINE hChainEngine, PCCERT_CONTEXT pCertContext, LPFILETIME pTime,
+                                    HCERTSTORE hAdditionalStore, PCERT_CHAIN_PARA pChainPara, DWORD dwFlags,
+                                    LPVOID pvReserved, PCCERT_CHAIN_CONTEXT* ppChainContext);
+
+// Frees a chain and the references it holds on its certificates. Null is accepted.
+void WINAPI CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext);
+
+}  // extern "C"
+
+#endif  // _WIN32

@@ -1,0 +1,60 @@
+// Certificate contexts as the seam's certificate functions share them: owning references, views
+// of their blobs, and the outer signed structure that certificates and CRLs have in common.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "common/crypto.der.h"
+#include "platform/certificates.h"
+
+namespace ZT::Platform {
+
+// One reference to a certificate context, released when it goes.
+struct CertContextRelease {
+  void operator()(PCCERT_CONTEXT context) const noexcept { CertFreeCertificateContext(context); }
+};
+using CertContextRef = std::unique_ptr<const CERT_CONTEXT, CertContextRelease>;
+
+inline CertContextRef ShareContext(PCCERT_CONTEXT context) {
+  return CertContextRef(CertDuplicateCertificateContext(context));
+}
+
+// The bytes of a blob.
+inline ZT::Framework::Der::Bytes BlobBytes(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
+
+inline constexpr std::size_t kSha1Size = 20;
+
+// The SHA-1 hash of the context's encoding, computed when the context was made.
+const unsigned char* ContextSha1(PCCERT_CONTEXT context);
+
+// True when both names have the same DER.
+bool SameName(const CERT_NAME_BLOB& a, const CERT_NAME_BLOB& b);
+
+// The FILETIME as one 64-bit count of ticks.
+inline std::uint64_t Ticks(const FILETIME& time) {
+  return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+// The parts of a signed object:
+//   SEQUENCE { toBeSigned ANY, signatureAlgorithm AlgorithmIdentifier, signature BIT STRING }
+// `toBeSigned` is the whole element that the signature covers; `parameters` the parameters'
+// whole element (empty when absent). Fails closed on any DER error, on anything after the
+// object, and on a signature whose last byte has unused bits.
+struct SignedParts {
+  ZT::Framework::Der::Bytes toBeSigned;
+  std::string algorithm;
+  ZT::Framework::Der::Bytes parameters;
+  ZT::Framework::Der::Bytes signature;
+};
+bool ReadSignedParts(ZT::Framework::Der::Bytes der, SignedParts* out);
+
+// 0 when the signed object `der` (a certificate or a CRL) carries a valid signature of `key`,
+// else the error CryptVerifyCertificateSignature reports for it.
+DWORD VerifySignedObject(ZT::Framework::Der::Bytes der, const CERT_PUBLIC_KEY_INFO& key);
+
+// AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
+bool ReadAlgorithmIdentifier(ZT::Framework::Der::Reader& in, std::string* oid, ZT::Framework::Der::Bytes* parameters);
+
+}  // namespace ZT::Platform

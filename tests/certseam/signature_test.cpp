@@ -1,0 +1,99 @@
+#include <algorithm>
+
+#include "certseam_test_util.h"
+
+namespace {
+
+using namespace certseam;
+
+// Whether `der` verifies under the public key of fixture `issuer`; the last error when not.
+struct Outcome {
+  BOOL verified;
+  DWORD error;
+};
+Outcome VerifyWith(const Bytes& der, const std::string& issuer) {
+  const Context key = Load(issuer);
+  EXPECT_NE(key, nullptr);
+  SetLastError(0);
+  const BOOL verified = CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()),
+                                                        &key->pCertInfo->SubjectPublicKeyInfo);
+  return {verified, verified ? 0u : GetLastError()};
+}
+
+struct Signed {
+  const char* name;
+  const char* issuer;
+};
+// Every signature algorithm of the fixtures, with the certificate (or CRL) that issued it.
+const Signed kSigned[] = {
+    {"sig_md5", "intermediate"},  {"sig_sha1", "intermediate"},        {"logon", "intermediate"},
+    {"sig_sha384", "intermediate"}, {"sig_sha512", "intermediate"},    {"sig_pss", "intermediate"},
+    {"sig_pss_sha384", "intermediate"}, {"intermediate", "root"},      {"root", "root"},
+    {"sig_ecdsa", "ec_ca"},       {"sig_ecdsa_sha384", "ec_ca"},       {"ec_ca", "root"},
+    {"intermediate.crl", "intermediate"}, {"root.crl", "root"},
+};
+
+TEST(CertificateSignature, VerifiesUnderTheIssuersKeyForEverySignatureAlgorithm) {
+  for (const Signed& s : kSigned) {
+    SCOPED_TRACE(s.name);
+    const Outcome outcome = VerifyWith(Fixture(s.name), s.issuer);
+    EXPECT_TRUE(outcome.verified) << std::hex << outcome.error;
+  }
+}
+
+TEST(CertificateSignature, RefusesAnotherKeyOfTheSameKind) {
+  // An RSA signature under another RSA key, an ECDSA signature under another EC key.
+  for (const Signed& s : kSigned) {
+    SCOPED_TRACE(s.name);
+    const bool ecdsa = std::string(s.issuer) == "ec_ca";
+    const Outcome outcome = VerifyWith(Fixture(s.name), ecdsa ? "ec_leaf" : "logon");
+    EXPECT_FALSE(outcome.verified);
+    EXPECT_EQ(outcome.error, static_cast<DWORD>(NTE_BAD_SIGNATURE));
+  }
+}
+
+TEST(CertificateSignature, RefusesAKeyThatDoesNotSuitTheAlgorithm) {
+  EXPECT_EQ(VerifyWith(Fixture("sig_ecdsa"), "root").error, static_cast<DWORD>(NTE_BAD_ALGID));
+  EXPECT_EQ(VerifyWith(Fixture("sig_pss"), "ec_ca").error, static_cast<DWORD>(NTE_BAD_ALGID));
+  EXPECT_EQ(VerifyWith(Fixture("logon"), "ec_ca").error, static_cast<DWORD>(NTE_BAD_ALGID));
+}
+
+TEST(CertificateSignature, RefusesAChangedCertificateOrSignature) {
+  const Bytes good = Fixture("logon");
+  Bytes signature = good;
+  signature.back() ^= 1;
+  EXPECT_EQ(VerifyWith(signature, "intermediate").error, static_cast<DWORD>(NTE_BAD_SIGNATURE));
+  // A byte of the subject's key, inside the signed part.
+  const Context context = Load("logon");
+  ASSERT_NE(context, nullptr);
+  Bytes signedPart = good;
+  signedPart[context->pCertInfo->SubjectPublicKeyInfo.PublicKey.pbData - context->pbCertEncoded + 10] ^= 1;
+  EXPECT_EQ(VerifyWith(signedPart, "intermediate").error, static_cast<DWORD>(NTE_BAD_SIGNATURE));
+}
+
+TEST(CertificateSignature, RefusesAnUnknownAlgorithmAndUndecodableInput) {
+  // sha256WithRSAEncryption (1.2.840.113549.1.1.11) in the outer AlgorithmIdentifier made
+  // 1.2.840.113549.1.1.15, an algorithm outside the list.
+  Bytes unknown = Fixture("logon");
+  const Bytes oid = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B};
+  const auto outer = std::find_end(unknown.begin(), unknown.end(), oid.begin(), oid.end());
+  ASSERT_NE(outer, unknown.end());
+  *(outer + 8) = 0x0F;
+  EXPECT_EQ(VerifyWith(unknown, "intermediate").error, static_cast<DWORD>(NTE_BAD_ALGID));
+
+  Bytes truncated = Fixture("logon");
+  truncated.pop_back();
+  EXPECT_EQ(VerifyWith(truncated, "intermediate").error, static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+
+  const Context key = Load("intermediate");
+  ASSERT_NE(key, nullptr);
+  CERT_PUBLIC_KEY_INFO broken = key->pCertInfo->SubjectPublicKeyInfo;
+  broken.PublicKey.cbData -= 1;
+  const Bytes der = Fixture("logon");
+  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), &broken));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), nullptr));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+}
+
+}  // namespace
