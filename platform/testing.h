@@ -1,7 +1,11 @@
-// Test hooks of the module registry behind LoadLibraryW/GetProcAddress (platform/libloader.h),
-// so that tests can drive the CNG table loader down its failure paths. Not for production code.
-// All hooks are thread-safe; module names are matched as LoadLibraryW matches them.
+// Test hooks of the seam. Not for production code; all hooks are thread-safe.
+// - The module registry behind LoadLibraryW/GetProcAddress (platform/libloader.h), so that tests
+//   can drive the CNG table loader down its failure paths; module names are matched as
+//   LoadLibraryW matches them.
+// - The trust store of the chain engine (platform/certificates.h).
 #pragma once
+
+#include <vector>
 
 #include "platform/wintypes.h"
 
@@ -21,5 +25,25 @@ void ResetModuleHooks();
 // The number of references LoadLibraryW holds on `module` and FreeLibrary has not dropped
 // (0 for an unknown name).
 ULONG ModuleReferenceCount(const wchar_t* module);
+
+}  // namespace ZT::Platform::Testing
+
+namespace ZT::Platform::Testing {
+
+// What the chain engine uses in place of the system trust store: DER certificates that are
+// trusted roots, DER certificates among which issuers are also looked for (as in the platform's
+// intermediate store), and DER CRLs that are consulted before any CRL distribution point is
+// fetched. Bytes that do not decode are left out.
+struct TrustStoreContents {
+  std::vector<std::vector<unsigned char>> roots;
+  std::vector<std::vector<unsigned char>> issuers;
+  std::vector<std::vector<unsigned char>> crls;
+};
+
+// From now on CertGetCertificateChain builds chains against `contents` alone.
+void ReplaceTrustStore(const TrustStoreContents& contents);
+
+// Back to the system trust store.
+void RestoreTrustStore();
 
 }  // namespace ZT::Platform::Testing

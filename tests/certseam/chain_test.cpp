@@ -1,0 +1,267 @@
+#include <openssl/pem.h>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+
+#include "certseam_test_util.h"
+#include "support/local_http_server.h"
+
+namespace {
+
+using namespace certseam;
+
+// The flags of a certificate's trust check: cache the end certificate, check revocation of the
+// chain without its root, one time-out for all retrievals.
+constexpr DWORD kTrustFlags = 0x48000001;
+// The port of the CRL distribution point of the "cdp_local" fixture.
+constexpr unsigned short kCdpPort = 47391;
+
+struct ChainFree {
+  void operator()(PCCERT_CHAIN_CONTEXT chain) const { CertFreeCertificateChain(chain); }
+};
+using Chain = std::unique_ptr<const CERT_CHAIN_CONTEXT, ChainFree>;
+
+Chain BuildChain(PCCERT_CONTEXT certificate, DWORD flags = kTrustFlags, DWORD timeout = 2000,
+                 LPFILETIME time = nullptr) {
+  CERT_CHAIN_PARA para{};
+  para.cbSize = sizeof(para);
+  para.dwUrlRetrievalTimeout = timeout;
+  PCCERT_CHAIN_CONTEXT chain = nullptr;
+  EXPECT_TRUE(CertGetCertificateChain(nullptr, certificate, time, nullptr, &para, flags, nullptr, &chain))
+      << std::hex << GetLastError();
+  return Chain(chain);
+}
+
+DWORD ErrorsOf(const std::string& name, DWORD flags = kTrustFlags, LPFILETIME time = nullptr) {
+  const Context context = Load(name);
+  EXPECT_NE(context, nullptr);
+  const Chain chain = BuildChain(context.get(), flags, 2000, time);
+  return chain ? chain->TrustStatus.dwErrorStatus : 0xFFFFFFFF;
+}
+
+const PCERT_CHAIN_ELEMENT* Elements(const Chain& chain) { return chain->rgpChain[0]->rgpElement; }
+
+// The fixture hierarchy: the root trusted, the issuing CA among the issuers, both CRLs.
+class FixtureHierarchy : public testing::Test {
+ protected:
+  ScopedTrustStore m_store{{"root"}, {"intermediate"}, {"root.crl", "intermediate.crl"}};
+};
+
+TEST_F(FixtureHierarchy, ATrustedChainWithCurrentCrlsHasNoError) {
+  const Context logon = Load("logon");
+  ASSERT_NE(logon, nullptr);
+  const Chain chain = BuildChain(logon.get());
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, static_cast<DWORD>(CERT_TRUST_NO_ERROR));
+  EXPECT_EQ(chain->TrustStatus.dwInfoStatus, static_cast<DWORD>(CERT_TRUST_HAS_NAME_MATCH_ISSUER));
+  ASSERT_EQ(chain->cChain, 1u);
+  ASSERT_EQ(chain->rgpChain[0]->cElement, 3u);
+  const PCERT_CHAIN_ELEMENT* elements = Elements(chain);
+  const Context root = Load("root");
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(elements[0]->pCertContext->cbCertEncoded, logon->cbCertEncoded);
+  EXPECT_EQ(elements[2]->pCertContext->cbCertEncoded, root->cbCertEncoded);
+  EXPECT_EQ(elements[2]->TrustStatus.dwInfoStatus,
+            static_cast<DWORD>(CERT_TRUST_HAS_NAME_MATCH_ISSUER | CERT_TRUST_IS_SELF_SIGNED));
+  // Revocation was checked for the leaf and the issuing CA, not for the root.
+  ASSERT_NE(elements[0]->pRevocationInfo, nullptr);
+  EXPECT_EQ(elements[0]->pRevocationInfo->dwRevocationResult, 0u);
+  ASSERT_NE(elements[1]->pRevocationInfo, nullptr);
+  EXPECT_EQ(elements[2]->pRevocationInfo, nullptr);
+}
+
+TEST_F(FixtureHierarchy, EachFaultShowsInItsOwnBit) {
+  EXPECT_EQ(ErrorsOf("revoked"), static_cast<DWORD>(CERT_TRUST_IS_REVOKED));
+  EXPECT_EQ(ErrorsOf("logon_expired"), static_cast<DWORD>(CERT_TRUST_IS_NOT_TIME_VALID));
+  // Before the hierarchy existed: every element out of its time, and no CRL current yet.
+  FILETIME past = At(2023, 6, 1);
+  EXPECT_EQ(ErrorsOf("logon", kTrustFlags, &past),
+            static_cast<DWORD>(CERT_TRUST_IS_NOT_TIME_VALID | CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+
+  Bytes forged = Fixture("logon");
+  forged.back() ^= 1;
+  const Context context = NewContext(forged);
+  ASSERT_NE(context, nullptr);
+  const Chain chain = BuildChain(context.get());
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, static_cast<DWORD>(CERT_TRUST_IS_NOT_SIGNATURE_VALID));
+  EXPECT_EQ(Elements(chain)[0]->TrustStatus.dwErrorStatus, static_cast<DWORD>(CERT_TRUST_IS_NOT_SIGNATURE_VALID));
+}
+
+TEST_F(FixtureHierarchy, WithoutRevocationFlagsNothingIsChecked) {
+  const Context logon = Load("revoked");
+  ASSERT_NE(logon, nullptr);
+  const Chain chain = BuildChain(logon.get(), CERT_CHAIN_CACHE_END_CERT);
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, 0u);
+  EXPECT_EQ(Elements(chain)[0]->pRevocationInfo, nullptr);
+  // The root too, when the whole chain is checked: its own CRL lists nothing.
+  EXPECT_EQ(ErrorsOf("logon", CERT_CHAIN_REVOCATION_CHECK_CHAIN), 0u);
+  EXPECT_EQ(ErrorsOf("revoked", CERT_CHAIN_REVOCATION_CHECK_END_CERT), static_cast<DWORD>(CERT_TRUST_IS_REVOKED));
+}
+
+TEST(CertificateChain, AnUntrustedRootOrAMissingIssuerIsReported) {
+  {
+    // The root known, but only as an issuer: the chain is complete and its root untrusted.
+    const ScopedTrustStore store({}, {"intermediate", "root"}, {"root.crl", "intermediate.crl"});
+    EXPECT_EQ(ErrorsOf("logon"), static_cast<DWORD>(CERT_TRUST_IS_UNTRUSTED_ROOT));
+  }
+  {
+    // No root at all: the chain ends at the issuing CA, whose revocation nothing can check.
+    const ScopedTrustStore store({}, {"intermediate"}, {"intermediate.crl"});
+    EXPECT_EQ(ErrorsOf("logon"), static_cast<DWORD>(CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+  }
+}
+
+TEST(CertificateChain, RevocationWithoutACurrentCrlIsUnknownNeverGood) {
+  {
+    // No CRLs, and the fixtures name no distribution points: unknown, not offline.
+    const ScopedTrustStore store({"root"}, {"intermediate"}, {});
+    EXPECT_EQ(ErrorsOf("logon"), static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+    EXPECT_EQ(ErrorsOf("revoked"), static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+  }
+  {
+    // A CRL past its next update does not count.
+    const ScopedTrustStore store({"root"}, {"intermediate"}, {"root.crl", "intermediate_stale.crl"});
+    EXPECT_EQ(ErrorsOf("revoked"), static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+  }
+}
+
+TEST(CertificateChain, APathLengthThatForbidsTheCaBelowIsReported) {
+  const ScopedTrustStore store({"root"}, {"intermediate", "sub_ca"}, {"root.crl", "intermediate.crl"});
+  const Context leaf = Load("sub_leaf");
+  ASSERT_NE(leaf, nullptr);
+  const Chain chain = BuildChain(leaf.get(), CERT_CHAIN_CACHE_END_CERT);
+  ASSERT_NE(chain, nullptr);
+  ASSERT_EQ(chain->rgpChain[0]->cElement, 4u);
+  EXPECT_EQ(Elements(chain)[2]->TrustStatus.dwErrorStatus, static_cast<DWORD>(CERT_TRUST_INVALID_BASIC_CONSTRAINTS));
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, static_cast<DWORD>(CERT_TRUST_INVALID_BASIC_CONSTRAINTS));
+}
+
+TEST(CertificateChain, EcdsaIssuersAreFollowed) {
+  const ScopedTrustStore store({"root"}, {"ec_ca"}, {"root.crl"});
+  const Context leaf = Load("sig_ecdsa_sha384");
+  ASSERT_NE(leaf, nullptr);
+  const Chain chain = BuildChain(leaf.get(), CERT_CHAIN_CACHE_END_CERT);
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->rgpChain[0]->cElement, 3u);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, 0u);
+}
+
+// The "cdp_local" leaf names http://127.0.0.1:47391/intermediate.crl; the store has no CRL of
+// the issuing CA, so only that distribution point can decide.
+class DistributionPoint : public testing::Test {
+ protected:
+  ScopedTrustStore m_store{{"root"}, {"intermediate"}, {"root.crl"}};
+  Context m_leaf = Load("cdp_local");
+
+  static std::string CrlResponse() {
+    const Bytes crl = Fixture("intermediate.crl");
+    return zttest::LocalHttpServer::OkResponse(std::string(crl.begin(), crl.end()));
+  }
+};
+
+TEST_F(DistributionPoint, AFetchedCrlDecides) {
+  const zttest::LocalHttpServer server(kCdpPort, CrlResponse());
+  if (!server.Listening()) GTEST_SKIP() << "port " << kCdpPort << " is taken";
+  const Chain chain = BuildChain(m_leaf.get());
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, 0u);
+  EXPECT_EQ(server.Requests(), 1);
+}
+
+TEST_F(DistributionPoint, AnUnreachableOrUselessPointIsOffline) {
+  constexpr DWORD kOffline = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
+  {
+    const Chain chain = BuildChain(m_leaf.get());  // nothing listens
+    ASSERT_NE(chain, nullptr);
+    EXPECT_EQ(chain->TrustStatus.dwErrorStatus, kOffline);
+    EXPECT_EQ(Elements(chain)[0]->pRevocationInfo->dwRevocationResult, static_cast<DWORD>(CRYPT_E_REVOCATION_OFFLINE));
+  }
+  {
+    const zttest::LocalHttpServer server(kCdpPort, zttest::LocalHttpServer::OkResponse("not a CRL"));
+    if (!server.Listening()) GTEST_SKIP() << "port " << kCdpPort << " is taken";
+    EXPECT_EQ(BuildChain(m_leaf.get())->TrustStatus.dwErrorStatus, kOffline);
+  }
+  {
+    // Cache only: the point is not even asked.
+    const zttest::LocalHttpServer server(kCdpPort, CrlResponse());
+    const Chain chain = BuildChain(m_leaf.get(), kTrustFlags | CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY);
+    EXPECT_EQ(chain->TrustStatus.dwErrorStatus, kOffline);
+    EXPECT_EQ(server.Requests(), 0);
+  }
+}
+
+TEST_F(DistributionPoint, ARetrievalThatDoesNotAnswerEndsAtTheTimeOut) {
+  const zttest::LocalHttpServer server(kCdpPort, "", zttest::LocalHttpServer::Mode::Stall);
+  if (!server.Listening()) GTEST_SKIP() << "port " << kCdpPort << " is taken";
+  const auto start = std::chrono::steady_clock::now();
+  const Chain chain = BuildChain(m_leaf.get(), kTrustFlags, 300);
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus,
+            static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION));
+  EXPECT_GE(elapsed, std::chrono::milliseconds(250));
+  // Far below the 15-second default: the given time-out was used.
+  EXPECT_LT(elapsed, std::chrono::seconds(5));
+}
+
+// The first certificate of the system's CA bundle that is valid now.
+Bytes CurrentSystemRoot() {
+  std::ifstream in("/etc/ssl/certs/ca-certificates.crt");
+  std::stringstream pem;
+  pem << in.rdbuf();
+  const std::string text = pem.str();
+  for (std::size_t at = text.find("-----BEGIN"); at != std::string::npos; at = text.find("-----BEGIN", at + 1)) {
+    BIO* bio = BIO_new_mem_buf(text.data() + at, static_cast<int>(text.size() - at));
+    char *name = nullptr, *header = nullptr;
+    unsigned char* data = nullptr;
+    long size = 0;
+    Bytes der;
+    if (PEM_read_bio(bio, &name, &header, &data, &size) == 1) der.assign(data, data + size);
+    OPENSSL_free(name);
+    OPENSSL_free(header);
+    OPENSSL_free(data);
+    BIO_free(bio);
+    const Context context = NewContext(der);
+    if (context && CertVerifyTimeValidity(nullptr, context->pCertInfo) == 0) return der;
+  }
+  return {};
+}
+
+TEST(CertificateChain, TheSystemTrustStoreHoldsTheBundlesRootsAndNotTheFixtures) {
+  const Bytes root = CurrentSystemRoot();
+  ASSERT_FALSE(root.empty()) << "no current root in /etc/ssl/certs/ca-certificates.crt";
+  const Context context = NewContext(root);
+  const Chain chain = BuildChain(context.get());
+  ASSERT_NE(chain, nullptr);
+  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, 0u);
+  EXPECT_EQ(chain->rgpChain[0]->cElement, 1u);
+  EXPECT_TRUE(Elements(chain)[0]->TrustStatus.dwInfoStatus & CERT_TRUST_IS_SELF_SIGNED);
+
+  EXPECT_EQ(ErrorsOf("logon"), static_cast<DWORD>(CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+  EXPECT_EQ(ErrorsOf("root", CERT_CHAIN_CACHE_END_CERT), static_cast<DWORD>(CERT_TRUST_IS_UNTRUSTED_ROOT));
+}
+
+TEST(CertificateChain, RefusesWhatItDoesNotOffer) {
+  const Context logon = Load("logon");
+  ASSERT_NE(logon, nullptr);
+  CERT_CHAIN_PARA para{};
+  para.cbSize = sizeof(para);
+  PCCERT_CHAIN_CONTEXT chain = nullptr;
+  int engine = 0;
+  LPSTR usage[] = {const_cast<LPSTR>("1.3.6.1.5.5.7.3.2")};
+  EXPECT_FALSE(CertGetCertificateChain(&engine, logon.get(), nullptr, nullptr, &para, 0, nullptr, &chain));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+  EXPECT_FALSE(CertGetCertificateChain(nullptr, nullptr, nullptr, nullptr, &para, 0, nullptr, &chain));
+  para.cbSize = sizeof(DWORD);
+  EXPECT_FALSE(CertGetCertificateChain(nullptr, logon.get(), nullptr, nullptr, &para, 0, nullptr, &chain));
+  para.cbSize = sizeof(para);
+  para.RequestedUsage.Usage = {1, usage};
+  EXPECT_FALSE(CertGetCertificateChain(nullptr, logon.get(), nullptr, nullptr, &para, 0, nullptr, &chain));
+  EXPECT_EQ(chain, nullptr);
+  CertFreeCertificateChain(nullptr);
+}
+
+}  // namespace
