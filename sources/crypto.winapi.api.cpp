@@ -8,6 +8,7 @@
 #include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
 #include "cng/crypto.cng.random.h"
+#include "common/crypto.padding.h"
 #include "common/crypto.softkeys.h"
 #include "framework/crypto.algorithm.h"
 #include "framework/crypto.parameters.h"
@@ -187,6 +188,34 @@ KeyDerivation* KeyDerivation::Create(IAlgorithm* pAlgorithm, ICryptoParserParame
     const EngineRow<KeyDerivation>* engine = FindEngine(kKeyDerivationEngines, pAlgorithm->GetFriendlyName());
     if (engine == nullptr) fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
     return engine->create(fn, pAlgorithm, pParams);
+  });
+}
+
+// ---- paddings --------------------------------------------------------------------------------
+
+IPadding* IPadding::Create(const WString& sName, unsigned int nKeyLength, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"IPadding::Create");
+  return fn.Run([&]() -> IPadding* {
+    if (pParams == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"Bad Parameters");
+    if (sName == L"OAEP")
+      return fn.Wrap(L"new COAEPPadding() failed", [&] { return new COAEPPadding(nKeyLength, pParams); });
+    if (sName == L"X_931") {
+      unsigned char hashAlgorithm = 0;
+      if (!pParams->GetHashAlgoPaddingMode(hashAlgorithm))
+        fn.Raise(CRYPTO_BAD_PARAM, L"Hash alogo Padding type is not set");
+      return fn.Wrap(L"new CX931Padding() failed", [&] { return new CX931Padding(nKeyLength, pParams); });
+    }
+    if (sName == L"PKCS1") {
+      unsigned char operation = 0;
+      if (!pParams->GetPkcs1OperationMode(operation)) fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is not set");
+      if (operation == 0)
+        return fn.Wrap(L"new CPKCS1SignPadding() failed", [&] { return new CPKCS1SignPadding(nKeyLength, pParams); });
+      if (operation == 1)
+        return fn.Wrap(L"new CPKCS1EncryptPadding() failed",
+                       [&] { return new CPKCS1EncryptPadding(nKeyLength, pParams); });
+      fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is invalid");
+    }
+    fn.Raise(CRYPTO_NO_SUCH_PADDING, L"Padding type is not supported");
   });
 }
 

@@ -12,3 +12,4 @@
 #include "zt/random.h"
 #include "zt/keygenerator.h"
 #include "zt/keyderivation.h"
+#include "zt/padding.h"
