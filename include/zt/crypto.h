@@ -13,3 +13,4 @@
 #include "zt/keygenerator.h"
 #include "zt/keyderivation.h"
 #include "zt/padding.h"
+#include "zt/rsakey.h"
