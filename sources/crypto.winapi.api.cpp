@@ -9,6 +9,7 @@
 #include "cng/crypto.cng.macsha.h"
 #include "cng/crypto.cng.random.h"
 #include "cng/crypto.cng.rsakeys.h"
+#include "cng/crypto.cng.rsasignature.h"
 #include "cng/crypto.cng.util.keys.h"
 #include "common/crypto.padding.h"
 #include "common/crypto.softkeys.h"
@@ -166,6 +167,14 @@ RandomGenerator* RandomGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserPa
     RequireAlgorithm(fn, pAlgorithm);
     if (pAlgorithm->GetFriendlyName() != L"FIPS186DSARNG") fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
     return NewEngine<CCNGFIPS186RandomGenerator>(fn, L"new CCNGFIPS186RandomGenerator() failed", pAlgorithm, pParams);
+  });
+}
+
+Signature* Signature::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"Signature::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    return NewEngine<CCNGRSASignature>(fn, L"new CCNGRSASignature() failed", pAlgorithm, pParams);
   });
 }
 

@@ -14,3 +14,4 @@
 #include "zt/keyderivation.h"
 #include "zt/padding.h"
 #include "zt/rsakey.h"
+#include "zt/signature.h"
