@@ -21,7 +21,8 @@ namespace ZT::Framework {
 //   "PKCS1"  the buffer is the DigestInfo (or raw hash) that the PKCS #1 v1.5 type 1 block carries;
 //            the engine sets "CryptoParameterPkcs1OperationMode" to 0 in the map;
 //   "X_931"  the buffer is the hash that the ANSI X9.31 block carries, with the hash-identifier
-//            byte of "CryptoParameterHashAlgoPaddingMode" (required).
+//            byte of "CryptoParameterHashAlgoPaddingMode" (required). X9.31 signers send the
+//            smaller of s and n - s; both forms verify.
 // The platform's CNG services do the public operation; where they cannot be loaded, CryptoAPI
 // does.
 class ZT_CRYPTO_API Signature {

@@ -60,9 +60,7 @@ void CCNGRSASignature::Init(IPrivateKey* pPrivateKey) {
 
 void CCNGRSASignature::RequireOperation(const FunctionTrace& fn, Operation operation) const {
   if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
-  if (m_operation == operation) return;
-  if (m_operation == Operation::Sign) fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
-  fn.Raise(CRYPTO_BAD_PARAM, L"Invalid operation");
+  if (m_operation != operation) fn.Raise(CRYPTO_BAD_PARAM, L"Invalid operation");
 }
 
 void CCNGRSASignature::Sign(ByteArray&) {

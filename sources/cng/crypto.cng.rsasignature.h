@@ -29,7 +29,8 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
  private:
   enum class Operation { None, Sign, Verify };
 
-  // The state checks of Sign and Verify: not initialised, or initialised for the other operation.
+  // The state check of Sign and Verify: CRYPTO_ILLEGAL_STATE when not initialised,
+  // CRYPTO_BAD_PARAM ("Invalid operation") when initialised for the other operation.
   void RequireOperation(const FunctionTrace& fn, Operation operation) const;
   // "CryptoParameterPadding", "None" when absent.
   WString ReadPadding(const FunctionTrace& fn) const;
