@@ -35,3 +35,14 @@ run pbkdf2 --password password --salt 73616c74 --length 20 --iterations 4096 --p
 run genkey 32
 run random 16
 run guid
+
+echo "== X.500 names, OIDs and extension values"
+run name 'CN=Test User, O="Acme, Inc.", C=US'
+run name --reverse 'CN=Alice + OID.0.9.2342.19200300.100.1.1=alice; O=Example'
+run name --crlf --der 30373123300c06035504031305416c6963653013060a0992268993f22c6401011305616c6963653110300e060355040a13074578616d706c65
+run name 'CN=a,'
+run oid 1.3.6.1.4.1.311.20.2.2
+run oid 'Code Signing'
+run decode 2.5.29.15 030201a0
+run decode 2.5.29.37 301406082b0601050507030206082b06010505070304
+run decode 1.2.3.4.5 0c0c48656c6c6f2c20776f726c64

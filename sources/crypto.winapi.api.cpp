@@ -13,6 +13,8 @@
 #include "cng/crypto.cng.util.keys.h"
 #include "common/crypto.padding.h"
 #include "common/crypto.softkeys.h"
+#include "cng/crypto.cng.x500name.h"
+#include "common/crypto.generalname.h"
 #include "framework/crypto.algorithm.h"
 #include "framework/crypto.parameters.h"
 #include "framework/crypto.trace.h"
@@ -333,6 +335,44 @@ ISharedSecret* ISharedSecret::Create(const ByteArray& baSecret) {
   return fn.Run([&] {
     return fn.Wrap(L"new CSoftSharedSecret() failed", [&] { return new CSoftSharedSecret(baSecret); });
   });
+}
+
+// ---- names ----------------------------------------------------------------------------------
+
+namespace {
+
+// A name factory's steps: construct through `make`, wrap a constructor's failure in `failure`,
+// and log the new object as "<factory> : <label>=%#x".
+template <class Interface, class Make>
+Interface* CreateName(const wchar_t* factory, const wchar_t* failure, const wchar_t* label, Make&& make) {
+  const FunctionTrace fn(factory);
+  return fn.Run([&] {
+    std::unique_ptr<Interface> created(fn.Wrap(failure, [&]() -> Interface* { return make(); }));
+    fn.Data(L"%s=%#x", label, static_cast<const void*>(created.get()));
+    return created.release();
+  });
+}
+
+}  // namespace
+
+IX500Name* IX500Name::Create(const ByteArray& encoded) {
+  return CreateName<IX500Name>(L"IX500Name::Create", L"new CX500Name() failed", L"pX500Name",
+                               [&] { return new CCNGX500Name(encoded); });
+}
+
+IX500Name* IX500Name::Create(const WString& sName) {
+  return CreateName<IX500Name>(L"IX500Name::Create", L"new CX500Name() failed", L"pX500Name",
+                               [&] { return new CCNGX500Name(sName); });
+}
+
+IGeneralName* IGeneralName::Create(const ByteArray& baEncodedName, const WString& sNameType, const WString& sOID) {
+  return CreateName<IGeneralName>(L"IGeneralName::Create", L"new CGeneralName() failed", L"pGeneralName",
+                                  [&] { return new CGeneralName(baEncodedName, sNameType, sOID); });
+}
+
+IGeneralName* IGeneralName::Create(const WString& sName, const WString& sNameType) {
+  return CreateName<IGeneralName>(L"IGeneralName::Create", L"new CGeneralName() failed", L"pGeneralName",
+                                  [&] { return new CGeneralName(sName, sNameType); });
 }
 
 }  // namespace ZT::Framework

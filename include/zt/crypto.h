@@ -15,3 +15,6 @@
 #include "zt/padding.h"
 #include "zt/rsakey.h"
 #include "zt/signature.h"
+#include "zt/generalname.h"
+#include "zt/x500name.h"
+#include "zt/oiddecoder.h"

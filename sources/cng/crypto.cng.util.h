@@ -1,12 +1,14 @@
-// CryptoUtil: the library's shared encoding utilities: structure decoding and encoding, and the
-// data-length checks of the RSA paddings.
+// CryptoUtil: the library's shared encoding utilities: structure decoding and encoding, string
+// conversions, date rendering, the renderings of attribute values, key usages and general names
+// that the OID decoder builds on, and the data-length checks of the RSA paddings.
 //
-// Structure types. The platform's decoder takes a structure selector (X509_PUBLIC_KEY_INFO,
-// CNG_RSA_PUBLIC_KEY_BLOB, ...) and fills an untyped buffer; here the selector is a type, and
-// DecodeObject and EncodeObject are templates over it, so that each call says what it decodes and
-// gets the published structure back by value:
+// Structure types. The platform's decoder takes a structure selector (X509_NAME, an extension's
+// OID) and fills an untyped buffer; here the selector is a type, and DecodeObject and
+// EncodeObject are templates over it, so that each call says what it decodes and gets the
+// published structure back by value:
 //
-//   const CERT_PUBLIC_KEY_INFO info = CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(baSpki);
+//   const CERT_NAME_INFO info = CryptoUtil::DecodeObject<Structure::X509Name>(baEncodedName);
+//   const ByteArray der = CryptoUtil::EncodeObject<Structure::X509Name>(info);
 //
 // A structure type is a class that provides
 //   using Decoded = <the decoded structure>;                  // default-constructible
@@ -14,15 +16,21 @@
 //   static bool Decode(Der::Bytes der, Decoded* out);         // strict DER, fails closed
 // and, when it can be encoded,
 //   static bool Encode(const Decoded& in, ByteArray* der);
-// A structure type is declared in its own family's header and defined in its own files.
+// A new structure type (a certificate, a public-key info, a key blob) is such a class declared in
+// its own family's header and defined in its own files; nothing here changes. The types of names,
+// general names and extensions are in common/crypto.asn1.structures.h.
 #pragma once
 
 #include <concepts>
 #include <cstdint>
+#include <memory>
+#include <string_view>
 
+#include "common/crypto.asn1.structures.h"
 #include "common/crypto.asn1.types.h"
 #include "common/crypto.der.h"
 #include "framework/crypto.trace.h"
+#include "zt/generalname.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework {
@@ -49,20 +57,49 @@ class CryptoUtil {
   static typename Type::Decoded DecodeObject(const ByteArray& baEncoded);
 
   // The DER encoding of `value` as structure type `Type`. Fails with CRYPTO_BAD_PARAM
-  // ("Error encoding the blob (0x80093103)") when a member cannot be encoded.
+  // ("Error encoding the blob (0x80093103)") when a member cannot be encoded (a character its
+  // string type cannot hold, an OID that is not one).
   template <EncodableStructure Type>
   static ByteArray EncodeObject(const typename Type::Decoded& value);
 
+  // A FILETIME (ticks since 1601, UTC) rendered with `sFormat`, whose conversions are those of
+  // strftime that dates need: %Y %m %d %H %M %S %A %a %B %b %y %j %%, with English day and month
+  // names whatever the process locale. Fails with CRYPTO_BAD_PARAM ("Invalid time") for a time
+  // past the year 9999 and ("Invalid format") for any other conversion.
+  static WString FileTimeToString(FileTimeTicksValue ftTime, const WString& sFormat);
+
+  // `cch` wide characters from `pwsz` (a value blob's text), or up to the terminator when `cch`
+  // is npos; empty for a null pointer.
+  static WString WcharStringToString(const wchar_t* pwsz, std::size_t cch = std::wstring_view::npos);
+  // Narrow text as wide text, one character per octet (the platform's narrow strings here are
+  // OIDs, which are ASCII); empty for a null pointer.
+  static WString CharStringToString(const char* psz);
+  static WString CharStringToString(const std::string& s);
+
+  // The text of an attribute value `baEncodedX509String` (any DER element) of attribute type
+  // `sOID`: the string's text, "Notice Text=..." for a user notice, the date of a date of birth,
+  // hex pairs for an OCTET STRING, and the value's hex form for other values. Fails with
+  // "DecodeObject() failed" when the bytes do not decode.
+  static WString DecodeX509String(const WString& sOID, const ByteArray& baEncodedX509String);
+  // The key-usage names of the bit-string bytes `baKeyUsage`, then "(" + the first byte (and the
+  // second, after a blank, when there is one) in lower-case hex without zero-fill + ")".
+  // Empty input gives "".
+  static WString GetKeyUsage(const ByteArray& baKeyUsage);
+  // The Netscape certificate-type names of the first byte of `baData`, then "(" + that byte as
+  // two lower-case hex digits + ")". Empty input gives "".
+  static WString GetNetscapeCertType(const ByteArray& baData);
   // Whether `nInputLength` bytes fit a block of `nKeyLength` bytes under the RSA padding
   // `sPadding`: "None" exactly k bytes, "PKCS1" at most k - 11, "X_931" at most k - 12, "OAEP" at
   // most k - 41 (all in unsigned 32-bit arithmetic). A false answer is logged with the limit; a
   // padding name outside the four throws CRYPTO_BAD_PARAM ("Unknown padding type").
   static bool IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength, std::uint32_t nKeyLength);
+  // A new general name (owned by the caller) for one alternative-name entry. Fails with
+  // CRYPTO_BAD_PARAM for a null entry, CRYPTO_NOT_IMPLEMENTED for X.400 addresses and EDI party
+  // names, and "Unknown type: <choice>" for a choice outside 1..9.
+  static IGeneralName* GeneralNameFromAltNameEntry(const CERT_ALT_NAME_ENTRY* pAltNameEntry);
 
  private:
-  [[noreturn]] static void RaiseCodingFailure(const FunctionTrace& fn, const wchar_t* what, RaiseAt at) {
-    fn.Raise(at, WString(L"Error ") + what + L" the blob (0x80093103)");
-  }
+  [[noreturn]] static void RaiseCodingFailure(const FunctionTrace& fn, const wchar_t* what, RaiseAt at);
 };
 
 template <DecodableStructure Type>

@@ -41,6 +41,7 @@ std::span<const Command> AlgorithmCommands();
 std::span<const Command> DigestCommands();
 std::span<const Command> KeyCommands();
 std::span<const Command> RandomCommands();
+std::span<const Command> NameCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a

@@ -27,6 +27,7 @@ constexpr Family kFamilies[] = {
     DigestCommands,
     KeyCommands,
     RandomCommands,
+    NameCommands,
 };
 
 const Command* FindCommand(const std::string& name) {

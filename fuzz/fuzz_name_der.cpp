@@ -1,0 +1,90 @@
+// libFuzzer target over X.500 names from DER: IX500Name::Create, then every query of the name.
+// Oracles:
+// - what decodes encodes again: the decoded CERT_NAME_INFO re-encodes to the input, or differs
+//   only in the order of the attributes of a multi-valued RDN (a DER SET OF is sorted on write,
+//   not checked on read);
+// - the text form is stable: when the text reads back as a name, that name writes the same text;
+//   and when every value is held in the string type that the text reader would choose for it,
+//   the name read back has exactly the re-encoded DER.
+// The library's failures are CCryptoException pointers, deleted here; anything else escapes and
+// is a finding.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "common/crypto.asn1.structures.h"
+#include "common/crypto.x500text.h"
+#include "zt/crypto.h"
+
+namespace {
+
+using namespace ZT::Framework;
+
+void Require(bool condition) {
+  if (!condition) std::abort();
+}
+
+template <class Call>
+bool Succeeds(Call&& call) {
+  try {
+    call();
+    return true;
+  } catch (CCryptoException* e) {
+    delete e;
+    return false;
+  }
+}
+
+bool HasMultiValuedRdn(const CERT_NAME_INFO& info) {
+  for (const CERT_RDN& rdn : info.rgRDN)
+    if (rdn.rgRDNAttr.size() > 1) return true;
+  return false;
+}
+
+// True when reading the text form back would choose the same value type for every attribute.
+bool TextIsFaithful(const CERT_NAME_INFO& info) {
+  for (const CERT_RDN& rdn : info.rgRDN)
+    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
+      if (attr.dwValueType == CERT_RDN_OCTET_STRING) continue;
+      const WString text = X500Text::RDNValueToString(attr.dwValueType, attr.Value);
+      if (attr.dwValueType != X500Text::ValueTypeForText(attr.pszObjId, text)) return false;
+    }
+  return true;
+}
+
+void CheckTextRoundTrip(const IX500Name& name, const CERT_NAME_INFO& info, const ByteArray& reencoded) {
+  const WString text = name.GetName(0);
+  if (text.empty() || text.find(L'\0') != WString::npos) return;
+  std::unique_ptr<IX500Name> reread;
+  const bool read = Succeeds([&] { reread.reset(IX500Name::Create(text)); });
+  if (read) Require(reread->GetName(0) == text);
+  if (TextIsFaithful(info)) Require(read && reread->GetEncoded() == reencoded);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const ByteArray der(data, data + size);
+  std::unique_ptr<IX500Name> name;
+  if (!Succeeds([&] { name.reset(IX500Name::Create(der)); })) return 0;
+
+  name->GetName(0);
+  name->GetName(IX500Name::kReverseFlag | IX500Name::kCRLFFlag);
+  Require(name->GetEncoded() == der);
+  StringList attributes;
+  name->ListAttributes(attributes);
+  for (const WString& oid : attributes) {
+    StringList values;
+    name->GetAttributeValue(oid, values);
+    Require(!values.empty());
+  }
+
+  CERT_NAME_INFO info;
+  ByteArray reencoded;
+  Require(Structure::X509Name::Decode(der, &info));
+  Require(Structure::X509Name::Encode(info, &reencoded));
+  Require(reencoded == der || HasMultiValuedRdn(info));
+  CheckTextRoundTrip(*name, info, reencoded);
+  return 0;
+}

@@ -1,0 +1,122 @@
+#include "cng/crypto.cng.x500name.h"
+
+#include <cwchar>
+
+#include "cng/crypto.cng.util.h"
+#include "common/crypto.trace.lines.h"
+#include "common/crypto.x500text.h"
+
+namespace ZT::Framework {
+namespace {
+
+// The two format bits that GetName passes on.
+constexpr unsigned int kHonouredFormatBits = CERT_NAME_STR_REVERSE_FLAG | CERT_NAME_STR_CRLF_FLAG;
+
+// "Error encoding the blob (0x<last error>)".
+WString EncodingError(std::uint32_t lastError) {
+  wchar_t text[64];
+  std::swprintf(text, 64, L"Error encoding the blob (0x%x)", static_cast<unsigned>(lastError));
+  return text;
+}
+
+// The DER of the text `sName`: CertStrToNameW asked for the size, then for the bytes.
+ByteArray EncodeNameText(const FunctionTrace& fn, const WString& sName) {
+  std::uint32_t cbEncoded = 0;
+  if (!X500Text::CertStrToNameW(X509_ASN_ENCODING, sName.c_str(), CERT_X500_NAME_STR, nullptr, nullptr, &cbEncoded,
+                                nullptr))
+    fn.Raise(CRYPTO_BAD_PARAM, EncodingError(X500Text::LastError()));
+  ByteArray encoded(cbEncoded);
+  if (!X500Text::CertStrToNameW(X509_ASN_ENCODING, sName.c_str(), CERT_X500_NAME_STR, nullptr, encoded.data(),
+                                &cbEncoded, nullptr))
+    fn.Raise(CRYPTO_BAD_PARAM, EncodingError(X500Text::LastError()));
+  encoded.resize(cbEncoded);
+  return encoded;
+}
+
+}  // namespace
+
+IX500Name::~IX500Name() = default;
+
+CCNGX500Name::CCNGX500Name(const ByteArray& baEncodedName) {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::CCNGX500Name", this);
+  fn.Run([&] {
+    if (baEncodedName.empty()) fn.Raise(CRYPTO_BAD_PARAM, L"baEncodedName=empty!");
+    fn.Bytes(L"baEncodedName", baEncodedName);
+    m_baEncodedName = baEncodedName;
+    DecodeName(fn);
+  });
+}
+
+CCNGX500Name::CCNGX500Name(const WString& sName) {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::CCNGX500Name", this);
+  fn.Run([&] {
+    if (sName.empty()) fn.Raise(CRYPTO_BAD_PARAM, L"sName=empty!");
+    m_baEncodedName = EncodeNameText(fn, sName);
+    DecodeName(fn);
+  });
+}
+
+CCNGX500Name::~CCNGX500Name() {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::~CCNGX500Name", this);
+  fn.Run([] {});
+}
+
+void CCNGX500Name::DecodeName(const FunctionTrace& fn) {
+  m_nameInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
+                       [&] { return CryptoUtil::DecodeObject<Structure::X509Name>(m_baEncodedName); });
+  for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
+    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr)
+      m_lstAttributes.push_back(CryptoUtil::CharStringToString(attr.pszObjId));
+  m_lstAttributes.unique();  // only a type equal to the one directly before it goes
+}
+
+WString CCNGX500Name::GetName(unsigned int uiFormat) const {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::GetName", this);
+  return fn.Run([&] {
+    fn.Data(L"uiFormat=%u", uiFormat);
+    const std::uint32_t dwStrType = CERT_X500_NAME_STR | (uiFormat & kHonouredFormatBits);
+    const std::uint32_t size = X500Text::CertNameToStrW(X509_ASN_ENCODING, &m_baEncodedName, dwStrType, nullptr, 0);
+    if (size <= 1) {
+      TraceOutcome(fn, L"Empty string found");
+      return WString();
+    }
+    WString sName(size, L'\0');
+    X500Text::CertNameToStrW(X509_ASN_ENCODING, &m_baEncodedName, dwStrType, sName.data(), size);
+    sName.resize(size - 1);
+    fn.Data(L"sName=%s", sName);
+    return sName;
+  });
+}
+
+ByteArray CCNGX500Name::GetEncoded() const {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::GetEncoded", this);
+  return fn.Run([&] {
+    fn.Bytes(L"m_baEncodedName", m_baEncodedName);
+    return m_baEncodedName;
+  });
+}
+
+void CCNGX500Name::ListAttributes(StringList& out) const {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::ListAttributes", this);
+  fn.Run([&] { out = m_lstAttributes; });
+}
+
+void CCNGX500Name::GetAttributeValue(const WString& sOID, StringList& out) const {
+  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::GetAttributeValue", this);
+  fn.Run([&] {
+    if (sOID.empty()) {
+      fn.Warning(L"sOID=empty!");
+      return;
+    }
+    bool found = false;
+    for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
+      for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
+        if (CryptoUtil::CharStringToString(attr.pszObjId) != sOID) continue;
+        out.push_back(X500Text::RDNValueToString(attr.dwValueType, attr.Value));
+        found = true;
+      }
+    if (!found) TraceOutcome(fn, L"Attribute not found");
+  });
+}
+
+}  // namespace ZT::Framework

@@ -1,0 +1,198 @@
+#include <gtest/gtest.h>
+
+#include "cng/crypto.cng.oiddecoder.h"
+#include "cng/crypto.cng.util.h"
+#include "names_test_util.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace ZT::Framework;
+using namespace names_test;
+using zttest::LogCapture;
+
+// FILETIME ticks computed independently (Python's datetime: seconds since 1601-01-01 * 10^7).
+constexpr FileTimeTicksValue k2024Feb29Noon = 133536816000000000ull;
+constexpr FileTimeTicksValue kLastSecondOf9999 = 2650467743990000000ull;
+constexpr FileTimeTicksValue kFirstTickOf10000 = 2650467744000000000ull;
+
+TEST(FileTimeToString, WritesTheTwoFormatsInEnglish) {
+  EXPECT_EQ(CryptoUtil::FileTimeToString(k2024Feb29Noon, L"%Y-%m-%d %H:%M:%S"), L"2024-02-29 12:00:00");
+  EXPECT_EQ(CryptoUtil::FileTimeToString(k2024Feb29Noon, L"%A, %B %d, %Y"), L"Thursday, February 29, 2024");
+  EXPECT_EQ(CryptoUtil::FileTimeToString(0, L"%A, %B %d, %Y"), L"Monday, January 01, 1601");
+  EXPECT_EQ(CryptoUtil::FileTimeToString(kLastSecondOf9999 + 9999999, L"%Y-%m-%d %H:%M:%S %a %b %j %y%%"),
+            L"9999-12-31 23:59:59 Fri Dec 365 99%");
+}
+
+TEST(FileTimeToString, FailsOutsideWhatItCanWrite) {
+  for (FileTimeTicksValue ticks : {kFirstTickOf10000, ~FileTimeTicksValue{0}}) {
+    const auto e = Thrown([&] { CryptoUtil::FileTimeToString(ticks, L"%Y"); });
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->getMessage(), L"Invalid time");
+  }
+  for (const wchar_t* format : {L"%Q", L"%Y%", L"%c"}) {
+    const auto e = Thrown([&] { CryptoUtil::FileTimeToString(0, format); });
+    ASSERT_NE(e, nullptr) << format;
+    EXPECT_EQ(e->getMessage(), L"Invalid format");
+  }
+}
+
+TEST(StringConversions, TakeCountsOrTerminatorsAndNullPointers) {
+  const wchar_t text[] = {L'a', L'\0', L'b', L'\0'};
+  EXPECT_EQ(CryptoUtil::WcharStringToString(text, 3), WString(text, 3));  // a counted value keeps its NUL
+  EXPECT_EQ(CryptoUtil::WcharStringToString(text), L"a");
+  EXPECT_EQ(CryptoUtil::WcharStringToString(nullptr), L"");
+  EXPECT_EQ(CryptoUtil::CharStringToString("2.5.4.3"), L"2.5.4.3");
+  EXPECT_EQ(CryptoUtil::CharStringToString(static_cast<const char*>(nullptr)), L"");
+}
+
+TEST(DecodeObject, GivesThePublishedStructure) {
+  // An authority key identifier: the serial number is held least significant byte first.
+  const CERT_AUTHORITY_KEY_ID2_INFO aki =
+      CryptoUtil::DecodeObject<Structure::AuthorityKeyId2>(Hex("300e 8002 abcd a104 8202 612e 8202 0102"));
+  EXPECT_EQ(aki.KeyId, Hex("abcd"));
+  ASSERT_EQ(aki.AuthorityCertIssuer.rgAltEntry.size(), 1u);
+  EXPECT_EQ(aki.AuthorityCertIssuer.rgAltEntry[0].pwszDNSName, L"a.");
+  EXPECT_EQ(aki.AuthorityCertSerialNumber, Hex("0201"));
+  // A key usage keeps its bits and unused-bit count.
+  const CRYPT_BIT_BLOB bits = CryptoUtil::DecodeObject<Structure::KeyUsage>(Hex("0303070780"));
+  EXPECT_EQ(bits.pbData, Hex("0780"));
+  EXPECT_EQ(bits.cUnusedBits, 7u);
+  // Both Time choices become FILETIME ticks.
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("170d3234303232393132303030305a")), k2024Feb29Noon);
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f32303234303232393132303030305a")),
+            k2024Feb29Noon);
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::Integer>(Hex("020185")), -123);
+  EXPECT_NE(Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("0204ffffff85")); }), nullptr);  // not minimal
+}
+
+TEST(DecodeObject, FailsClosedWithTheDecodingError) {
+  const LogCapture log;
+  const auto e = Thrown([] { CryptoUtil::DecodeObject<Structure::X509Name>(Hex("3003")); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+  EXPECT_EQ(e->getMessage(), L"Error decoding the blob (0x80093103)");
+  EXPECT_EQ(e->getFilename(), L"sources/cng/crypto.cng.util");
+  EXPECT_EQ(log.Trace(), (std::vector<std::wstring>{
+                             L"8|CryptoUtil::DecodeObject",
+                             L"0|CryptoUtil::DecodeObject : lpszStructType=X509_NAME",
+                             L"1|CryptoUtil::DecodeObject : Error decoding the blob (0x80093103)",
+                             L"16|CryptoUtil::DecodeObject Returns Error decoding the blob (0x80093103)",
+                         }));
+  // Structures that fail on what they hold, not only on their framing.
+  for (const auto& [what, fails] : std::initializer_list<std::pair<const char*, bool>>{
+           {"time before 1601", Thrown([] {
+                                  CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(
+                                      Hex("180f31353030303130313030303030305a"));
+                                }) != nullptr},
+           {"integer beyond 32 bits",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("020500ffffffff")); }) != nullptr},
+           {"path length beyond 32 bits",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::BasicConstraints2>(Hex("300a0101ff02050100000000")); }) !=
+                nullptr},
+           {"primitive directory name",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028400")); }) != nullptr},
+           {"constructed DNS name",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3002a200")); }) != nullptr},
+           {"choice [9]",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028900")); }) != nullptr},
+           {"non-ASCII e-mail",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30038101e9")); }) != nullptr},
+           {"empty GeneralNames",
+            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3000")); }) != nullptr},
+           {"bad unused bits", Thrown([] { CryptoUtil::DecodeObject<Structure::Bits>(Hex("03020781")); }) != nullptr},
+       }) {
+    EXPECT_TRUE(fails) << what;
+  }
+}
+
+TEST(EncodeObject, WritesNamesAndRefusesWhatATypeCannotHold) {
+  CERT_NAME_INFO info;
+  info.rgRDN.push_back({{{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("5553")}}});
+  EXPECT_EQ(CryptoUtil::EncodeObject<Structure::X509Name>(info), Hex("300d310b3009060355040613025553"));
+
+  for (CERT_RDN_ATTR bad :
+       {CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("40")},  // '@'
+        CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ENCODED_BLOB, Hex("0201")},    // cut element
+        CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ANY_TYPE, Hex("41")}, CERT_RDN_ATTR{"2", CERT_RDN_OCTET_STRING, Hex("41")}}) {
+    info.rgRDN[0].rgRDNAttr[0] = bad;
+    const auto e = Thrown([&] { CryptoUtil::EncodeObject<Structure::X509Name>(info); });
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->getMessage(), L"Error encoding the blob (0x80093103)");
+  }
+  info.rgRDN[0].rgRDNAttr.clear();  // an RDN needs an attribute
+  EXPECT_NE(Thrown([&] { CryptoUtil::EncodeObject<Structure::X509Name>(info); }), nullptr);
+}
+
+TEST(DecodeX509String, RendersEachKindOfValue) {
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("0c06e5b1b1e794b0")), L"\u5c71\u7530");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("1e02006f")), L"o");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("1c080001f6000000004f")), L"\U0001F600O");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("1403c3a961")), L"\u00e9a");  // T.61 octets read as UTF-8
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("04030a1bff")), L"0a 1b ff ");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("020105")), L"#020105");
+  // A user notice without a display text renders as nothing.
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3000")), L"");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3011 300f 1a0b4578616d706c65204f7267 3000")), L"");
+}
+
+TEST(DecodeX509String, FailuresNameTheirStep) {
+  const auto notDer = Thrown([] { CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("0c")); });
+  ASSERT_NE(notDer, nullptr);
+  EXPECT_EQ(notDer->getMessage(), L"DecodeObject() failed");
+  EXPECT_EQ(notDer->getFilename(), L"sources/cng/crypto.cng.util");
+  const auto notUtf8 = Thrown([] { CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("1402e961")); });
+  ASSERT_NE(notUtf8, nullptr);
+  EXPECT_EQ(notUtf8->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(notUtf8->getMessage(), L"CConverter::MBCSByteArrayToString() failed");
+}
+
+TEST(DecodeX509String, TracesArgumentsAndResult) {
+  const LogCapture log;
+  CryptoUtil::DecodeX509String(L"", Hex("130141"));
+  EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CryptoUtil::DecodeX509String : sOID=empty!"});
+  const auto exits = log.At(NQLOG_EXIT);
+  EXPECT_EQ(exits[exits.size() - 2], L"CryptoUtil::DecodeX509String : sString=(A)");
+}
+
+TEST(GetKeyUsage, NamesEveryBitWithItsHexTail) {
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("a0")), L"Digital Signature, Key Encipherment(a0)");
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("02")), L"Off-line CRL Signing, CRL Signing(2)");
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("0080")), L"Decipher Only(0 80)");
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("00")), L"(0)");
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("08")), L"Key Agreement(8)");
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("ff807f")),
+            L"Digital Signature, Non-Repudiation, Key Encipherment, Data Encipherment, Key Agreement, "
+            L"Certificate Signing, Off-line CRL Signing, CRL Signing, Encipher Only, Decipher Only(ff 80)");
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("017f")), L"Encipher Only(1 7f)");
+  const LogCapture log;
+  EXPECT_EQ(CryptoUtil::GetKeyUsage(ByteArray()), L"");
+  EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CryptoUtil::GetKeyUsage : baKeyUsage=empty!"});
+}
+
+TEST(GetNetscapeCertType, ZeroFillsOnlyTheFirstByte) {
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("84")), L"SSL Client Authentication, SSL CA(84)");
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("01")), L"Signature CA(01)");
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("08")), L"(08)");  // the bit without a name
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("05ff")), L"SSL CA, Signature CA(05)");
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("f0")),
+            L"SSL Client Authentication, SSL Server Authentication, SMIME, Signature(f0)");
+  const LogCapture log;
+  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("40")), L"SSL Server Authentication(40)");
+  const auto exits = log.At(NQLOG_EXIT);
+  EXPECT_EQ(exits[exits.size() - 2], L"CryptoUtil::GetNetscapeCertType : ret=(SSL Server Authentication(40))");
+}
+
+TEST(HexAndTextDump, KeepsTheLastLineAsymmetry) {
+  EXPECT_EQ(OIDRendering::HexAndTextDump(Hex("41420a")), L"41 42 0a " + WString(15, L' ') + L"  AB.");
+  // Exactly eight bytes: one line of pairs and no character column.
+  EXPECT_EQ(OIDRendering::HexAndTextDump(Hex("3031323334353637")), L"30 31 32 33 34 35 36 37 ");
+  // Nine: the first eight characters end the first line; the second has 21 filler blanks.
+  EXPECT_EQ(OIDRendering::HexAndTextDump(Hex("303132333435363738")),
+            L"30 31 32 33 34 35 36 37   01234567\r\n38 " + WString(21, L' ') + L"  8");
+  // Sixteen: the second line, full, has no characters either.
+  EXPECT_EQ(OIDRendering::HexAndTextDump(Hex("7e7f80ff20000000 4142434445464748")),
+            L"7e 7f 80 ff 20 00 00 00   ~... ...\r\n41 42 43 44 45 46 47 48 ");
+}
+
+}  // namespace

@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+#include "cng/crypto.cng.util.h"
+#include "names_test_util.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace ZT::Framework;
+using namespace names_test;
+using zttest::LogCapture;
+
+struct Expected {
+  const wchar_t* type;
+  const wchar_t* format;
+  const wchar_t* text;
+  const char* encodedHex;
+  const wchar_t* oid;
+};
+
+void ExpectName(const IGeneralName& name, const Expected& e) {
+  EXPECT_EQ(name.GetNameType(), e.type);
+  EXPECT_EQ(name.GetFormat(), e.format);
+  EXPECT_EQ(name.GetString(), e.text);
+  EXPECT_EQ(name.GetEncoded(), Hex(e.encodedHex));
+  EXPECT_EQ(name.GetOID(), e.oid);
+}
+
+TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
+  // subjectAltName = email:user@example.com, DNS:www.example.com, URI:http://example.com/,
+  //   IP:192.168.0.1, IP:2001:db8::1, RID:1.2.3.4, otherName:<UPN>;UTF8:user@example.com,
+  //   dirName:(O=Example Org, CN=Directory Name)
+  const CERT_ALT_NAME_INFO info = CryptoUtil::DecodeObject<Structure::AlternateName>(Hex(
+      "3081aa811075736572406578616d706c652e636f6d820f7777772e6578616d706c652e636f6d8613687474703a2f2f6578616d706c65"
+      "2e636f6d2f8704c0a80001871020010db800000000000000000000000188032a0304a020060a2b060104018237140203a0120c10757365"
+      "72406578616d706c652e636f6da431302f31143012060355040a130b4578616d706c65204f7267311730150603550403130e446972656374"
+      "6f7279204e616d65"));
+  const Expected expected[] = {
+      {L"rfc822Name", L"String", L"user@example.com", "", L""},
+      {L"dNSName", L"IA5String", L"www.example.com", "", L""},
+      {L"uniformResourceIdentifier", L"IA5String", L"http://example.com/", "", L""},
+      {L"IpAddress", L"IPadress", L"192.168.0.1", "c0a80001", L""},
+      {L"IpAddress", L"IPadress", L"2001:db8::1", "20010db8000000000000000000000001", L""},
+      {L"registeredID", L"ObjectIdentifier", L"1.2.3.4", "", L""},
+      {L"OtherName", L"OtherName", L"", "0c1075736572406578616d706c652e636f6d", L"1.3.6.1.4.1.311.20.2.3"},
+      {L"directoryName", L"X500Name", L"",
+       "302f31143012060355040a130b4578616d706c65204f7267311730150603550403130e4469726563746f7279204e616d65", L""},
+  };
+  ASSERT_EQ(info.rgAltEntry.size(), std::size(expected));
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
+    const std::unique_ptr<IGeneralName> name(CryptoUtil::GeneralNameFromAltNameEntry(&info.rgAltEntry[i]));
+    ExpectName(*name, expected[i]);
+  }
+  // The directory name is a name of its own.
+  const std::unique_ptr<IX500Name> directory(IX500Name::Create(info.rgAltEntry[7].DirectoryName));
+  EXPECT_EQ(directory->GetName(0), L"O=Example Org, CN=Directory Name");
+}
+
+TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
+  CERT_ALT_NAME_ENTRY entry;
+  struct Case {
+    std::uint32_t choice;
+    CryptoExceptionId id;
+    const wchar_t* message;
+  };
+  for (const Case& c :
+       {Case{CERT_ALT_NAME_X400_ADDRESS, CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
+        Case{CERT_ALT_NAME_EDI_PARTY_NAME, CRYPTO_NOT_IMPLEMENTED,
+             L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
+        Case{0, CRYPTO_BAD_PARAM, L"Unknown type: 0"}, Case{10, CRYPTO_BAD_PARAM, L"Unknown type: 10"}}) {
+    entry.dwAltNameChoice = c.choice;
+    const auto e = Thrown([&] { CryptoUtil::GeneralNameFromAltNameEntry(&entry); });
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->getID(), c.id);
+    EXPECT_EQ(e->getMessage(), c.message);
+  }
+  // An entry whose value the factory refuses (an empty DNS name) is wrapped.
+  entry.dwAltNameChoice = CERT_ALT_NAME_DNS_NAME;
+  const auto wrapped = Thrown([&] { CryptoUtil::GeneralNameFromAltNameEntry(&entry); });
+  ASSERT_NE(wrapped, nullptr);
+  EXPECT_EQ(wrapped->getMessage(), L"IGeneralName::Create() failed");
+  EXPECT_EQ(MessageAt(wrapped.get(), 1), L"new CGeneralName() failed");
+  EXPECT_EQ(MessageAt(wrapped.get(), 2), L"sName=empty!");
+}
+
+TEST(GeneralName, ANullEntryIsRefused) {
+  const LogCapture log;
+  const auto e = Thrown([] { CryptoUtil::GeneralNameFromAltNameEntry(nullptr); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+  EXPECT_EQ(e->getMessage(), L"pAltNameEntry=empty!");
+  EXPECT_EQ(log.At(NQLOG_ERROR),
+            std::vector<std::wstring>{L"CryptoUtil::GeneralNameFromAltNameEntry : pAltNameEntry=NULL!"});
+}
+
+TEST(GeneralName, FactoriesRefuseTheWrongFormOfValue) {
+  struct Case {
+    std::function<void()> create;
+    CryptoExceptionId id;
+    const wchar_t* inner;
+  };
+  const ByteArray bytes = Hex("c0a80001");
+  for (const Case& c : {
+           Case{[&] { IGeneralName::Create(bytes, L"dNSName", L""); }, CRYPTO_BAD_PARAM,
+                L"ByteArray parameter passed instead of String"},
+           Case{[&] { IGeneralName::Create(bytes, L"registeredID", L""); }, CRYPTO_BAD_PARAM,
+                L"ByteArray parameter passed instead of String"},
+           Case{[] { IGeneralName::Create(L"10.0.0.1", L"IpAddress"); }, CRYPTO_BAD_PARAM,
+                L"String parameter passed instead of ByteArray"},
+           Case{[] { IGeneralName::Create(L"x", L"OtherName"); }, CRYPTO_BAD_PARAM,
+                L"String parameter passed instead of ByteArray"},
+           Case{[&] { IGeneralName::Create(bytes, L"x400Address", L""); }, CRYPTO_NOT_IMPLEMENTED,
+                L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
+           Case{[] { IGeneralName::Create(L"x", L"ediPartyName"); }, CRYPTO_NOT_IMPLEMENTED,
+                L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
+           Case{[&] { IGeneralName::Create(bytes, L"ipaddress", L""); }, CRYPTO_INTERNAL_ERROR,
+                L"Unknown General Name Type"},
+           Case{[] { IGeneralName::Create(L"x", L"DNSName"); }, CRYPTO_INTERNAL_ERROR, L"Unknown General Name Type"},
+           Case{[] { IGeneralName::Create(ByteArray(), L"IpAddress", L""); }, CRYPTO_BAD_PARAM,
+                L"baEncodedName=empty!"},
+           Case{[&] { IGeneralName::Create(bytes, L"", L""); }, CRYPTO_BAD_PARAM, L"sNameType=empty!"},
+           Case{[] { IGeneralName::Create(L"", L"dNSName"); }, CRYPTO_BAD_PARAM, L"sName=empty!"},
+           Case{[] { IGeneralName::Create(L"x", L""); }, CRYPTO_BAD_PARAM, L"sNameType=empty!"},
+       }) {
+    const auto e = Thrown(c.create);
+    ASSERT_NE(e, nullptr) << c.inner;
+    EXPECT_EQ(e->getMessage(), L"new CGeneralName() failed");
+    EXPECT_EQ(e->getID(), c.id) << c.inner;
+    EXPECT_EQ(MessageAt(e.get(), 1), c.inner);
+  }
+}
+
+TEST(GeneralName, TraceNamesUnknownTypesAndEmptyOIDs) {
+  const LogCapture log(NQLOG_WARNING);
+  Thrown([] { IGeneralName::Create(L"x", L"DNSName"); });
+  const std::unique_ptr<IGeneralName> address(IGeneralName::Create(Hex("0a000001"), L"IpAddress", L""));
+  EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
+                                     L"CGeneralName::CGeneralName : Unknown General Name Type: DNSName",
+                                     L"IGeneralName::Create : new CGeneralName() failed",
+                                 }));
+  EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CGeneralName::CGeneralName : sOID=empty!"});
+  EXPECT_EQ(address->GetString(), L"10.0.0.1");
+}
+
+TEST(GeneralName, GettersLogTheirValues) {
+  const std::unique_ptr<IGeneralName> name(IGeneralName::Create(Hex("0c0161"), L"OtherName", L"1.2.3"));
+  const LogCapture log(NQLOG_DATA);
+  name->GetNameType();
+  name->GetFormat();
+  name->GetString();
+  name->GetOID();
+  name->GetEncoded();
+  EXPECT_EQ(log.At(NQLOG_DATA), (std::vector<std::wstring>{
+                                    L"CGeneralName::GetNameType : m_sNameType=OtherName",
+                                    L"CGeneralName::GetFormat : m_sNameFormat=OtherName",
+                                    L"CGeneralName::GetString : m_sValue=",
+                                    L"CGeneralName::GetOID : m_sOID=1.2.3",
+                                    L"CGeneralName::GetEncoded : baEncoded: 0c 01 61",
+                                }));
+}
+
+}  // namespace

@@ -1,0 +1,302 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "common/crypto.der.writer.h"
+#include "names_test_util.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace ZT::Framework;
+using namespace names_test;
+using zttest::AddressText;
+using zttest::LogCapture;
+
+std::unique_ptr<IX500Name> FromDer(const char* hex) { return std::unique_ptr<IX500Name>(IX500Name::Create(Hex(hex))); }
+std::unique_ptr<IX500Name> FromText(const wchar_t* text) {
+  return std::unique_ptr<IX500Name>(IX500Name::Create(WString(text)));
+}
+
+std::vector<WString> Listed(const IX500Name& name) {
+  StringList list;
+  name.ListAttributes(list);
+  return {list.begin(), list.end()};
+}
+
+std::vector<WString> ValuesOf(const IX500Name& name, const wchar_t* oid) {
+  StringList list;
+  name.GetAttributeValue(oid, list);
+  return {list.begin(), list.end()};
+}
+
+// A Name of one attribute per RDN, each value written as `type` with `text`.
+struct Attribute {
+  const char* oid;
+  std::uint32_t type;
+  WString text;
+};
+ByteArray NameOf(const std::vector<Attribute>& attributes) {
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    for (const Attribute& a : attributes)
+      w.NestSetOf([&] { w.Nest(Der::kSequence, [&] { w.AddOid(a.oid), w.AddString(a.type, a.text); }); });
+  });
+  ByteArray der;
+  EXPECT_TRUE(w.Finish(&der));
+  return der;
+}
+
+TEST(X500NameFromDer, OpenSSLNamesReadInTheTextForm) {
+  EXPECT_EQ(FromDer(openssl_name::kPrintable)->GetName(0),
+            L"CN=Test User, OU=Unit, OU=Unit 2, O=\"Acme, Inc.\", L=Springfield, S=Oregon, C=US");
+  EXPECT_EQ(FromDer(openssl_name::kKeyWords)->GetName(0),
+            L"E=user@example.com, DC=example, DC=com, SERIALNUMBER=1234, T=Engineer, G=Ann, I=AB, SN=Smith, "
+            L"STREET=1 Main St, PostalCode=12345");
+  EXPECT_EQ(FromDer(openssl_name::kUnknownTypes)->GetName(0), L"CN=Known, OID.2.5.4.65=Nick, OID.2.5.4.46=q1");
+  EXPECT_EQ(FromDer(openssl_name::kMultiValued)->GetName(0),
+            L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice, O=Example");
+}
+
+TEST(X500NameFromDer, EveryStringTypeReadsAsItsCharacters) {
+  EXPECT_EQ(FromDer(openssl_name::kUtf8)->GetName(0),
+            L"CN=J\u00fcrgen Gro\u00df, O=\u00dcn\u00efc\u00f6d\u00e9 \u00d6rg, C=DE");
+  EXPECT_EQ(FromDer(openssl_name::kBmp)->GetName(0), L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP");
+  EXPECT_EQ(FromDer(openssl_name::kTeletex)->GetName(0), L"CN=J\u00fcrgen, C=DE");
+
+  // A TeletexString holding UTF-8 is read as UTF-8; the other types as their own characters.
+  const ByteArray der = NameOf({{"2.5.4.3", Der::kTeletexStringType, L"J\u00c3\u00bcrgen"},
+                                {"2.5.4.5", Der::kNumericStringType, L"0123 456"},
+                                {"2.5.4.11", Der::kUniversalStringType, L"\U0001F600 smile"},
+                                {"2.5.4.10", Der::kVisibleStringType, L"Visible~Org"},
+                                {"1.2.840.113549.1.9.1", Der::kIa5StringType, L"a@b.example"}});
+  const std::unique_ptr<IX500Name> name(IX500Name::Create(der));
+  EXPECT_EQ(name->GetName(0),
+            L"CN=J\u00fcrgen, SERIALNUMBER=0123 456, OU=\U0001F600 smile, O=Visible~Org, E=a@b.example");
+}
+
+TEST(X500NameFromDer, ValuesThatAreNotStringsReadAsHex) {
+  // An OCTET STRING value and an INTEGER value: "#" and the octets, or the whole encoding.
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    w.NestSetOf([&] { w.Nest(Der::kSequence, [&] { w.AddOid("1.2.3.4"), w.AddOctetString(Hex("0a56cf")); }); });
+    w.NestSetOf([&] { w.Nest(Der::kSequence, [&] { w.AddOid("1.2.3.5"), w.AddInt64(5); }); });
+  });
+  ByteArray name;
+  ASSERT_TRUE(w.Finish(&name));
+  const std::unique_ptr<IX500Name> parsed(IX500Name::Create(name));
+  EXPECT_EQ(parsed->GetName(0), L"OID.1.2.3.4=#0A56CF, OID.1.2.3.5=#020105");
+  EXPECT_EQ(ValuesOf(*parsed, L"1.2.3.5"), std::vector<WString>{L"#020105"});
+}
+
+TEST(X500NameFromDer, QuotesAsTheTextFormRequires) {
+  const auto name = FromDer(openssl_name::kQuoting);
+  EXPECT_EQ(name->GetName(0),
+            L"CN=\" leading\", O=\"trailing \", OU=\"a,b\", L=\"x=y\", S=\"#hash\", CN=\"semi;colon\", "
+            L"CN=\"say \"\"hi\"\"\"");
+  // Values come back unquoted.
+  EXPECT_EQ(ValuesOf(*name, L"2.5.4.3"), (std::vector<WString>{L" leading", L"semi;colon", L"say \"hi\""}));
+  // Consecutive blanks inside a value do not need quotes; the other special characters do.
+  const ByteArray der = NameOf({{"2.5.4.3", Der::kUtf8StringType, L"two  blanks"},
+                                {"2.5.4.3", Der::kUtf8StringType, L"a+b"},
+                                {"2.5.4.3", Der::kUtf8StringType, L"<tag>"},
+                                {"2.5.4.3", Der::kUtf8StringType, L"line\nbreak"},
+                                {"2.5.4.3", Der::kUtf8StringType, L""}});
+  EXPECT_EQ(std::unique_ptr<IX500Name>(IX500Name::Create(der))->GetName(0),
+            L"CN=two  blanks, CN=\"a+b\", CN=\"<tag>\", CN=\"line\nbreak\", CN=\"\"");
+}
+
+TEST(X500NameFromDer, ReverseAndCrLfAreTheOnlyHonouredFormatBits) {
+  const auto name = FromDer(openssl_name::kMultiValued);
+  EXPECT_EQ(name->GetName(IX500Name::kReverseFlag), L"O=Example, CN=Alice + OID.0.9.2342.19200300.100.1.1=alice");
+  EXPECT_EQ(name->GetName(IX500Name::kCRLFFlag), L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice\r\nO=Example");
+  EXPECT_EQ(name->GetName(IX500Name::kReverseFlag | IX500Name::kCRLFFlag),
+            L"O=Example\r\nCN=Alice + OID.0.9.2342.19200300.100.1.1=alice");
+  // Semicolons, no plus, no quoting, simple and OID forms cannot be asked for.
+  const auto quoted = FromDer(openssl_name::kQuoting);
+  for (unsigned int ignored : {0x40000000u, 0x20000000u, 0x10000000u, 0x04000000u, 0x00000001u, 0x00000002u})
+    EXPECT_EQ(quoted->GetName(ignored), quoted->GetName(0)) << std::hex << ignored;
+}
+
+TEST(X500NameFromText, EncodesAsTheOpenSSLToolDoes) {
+  // PrintableString where it holds the value, BMPString otherwise; IA5String for e-mail and DC.
+  EXPECT_EQ(
+      FromText(L"CN=Test User, OU=Unit, OU=Unit 2, O=\"Acme, Inc.\", L=Springfield, S=Oregon, C=US")->GetEncoded(),
+      Hex(openssl_name::kPrintable));
+  EXPECT_EQ(FromText(L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP")->GetEncoded(),
+            Hex(openssl_name::kBmp));
+  EXPECT_EQ(FromText(L"E=user@example.com; DC=example; DC=com; SERIALNUMBER=1234; T=Engineer; G=Ann; I=AB; SN=Smith; "
+                     L"STREET=1 Main St; PostalCode=12345")
+                ->GetEncoded(),
+            Hex(openssl_name::kKeyWords));
+  EXPECT_EQ(FromText(L"CN=Known, OID.2.5.4.65=Nick, 2.5.4.46=q1")->GetEncoded(), Hex(openssl_name::kUnknownTypes));
+  // The attributes of one RDN are written in DER SET OF order, whatever order the text gives.
+  EXPECT_EQ(FromText(L"0.9.2342.19200300.100.1.1=alice + CN=Alice, O=Example")->GetEncoded(),
+            Hex(openssl_name::kMultiValued));
+}
+
+TEST(X500NameFromText, TextToDerToTextRoundTrips) {
+  for (const wchar_t* text : {
+           L"CN=Test User, OU=Unit, O=\"Acme, Inc.\", C=US",
+           L"CN=\" leading\", O=\"trailing \", OU=\"a,b\", L=\"x=y\", S=\"#hash\", CN=\"semi;colon\"",
+           L"CN=\"User \"\"one\"\"\"",
+           L"CN=\"\", O=x",
+           L"CN=Alice + O=Example, C=US",
+           L"CN=J\u00fcrgen Gro\u00df, O=\u682a\u5f0f\u4f1a\u793e, OU=\U0001F600",
+           L"OID.1.2.3.4=#0A56CF, OID.2.5.4.65=Nick",
+           L"DC=example, DC=\u00e9xample, E=a@b.example",
+       }) {
+    const auto name = FromText(text);
+    EXPECT_EQ(name->GetName(0), text);
+    EXPECT_EQ(std::unique_ptr<IX500Name>(IX500Name::Create(name->GetEncoded()))->GetName(0), text);
+  }
+}
+
+TEST(X500NameAttributes, OnlyDirectlyRepeatedTypesAreMerged) {
+  EXPECT_EQ(Listed(*FromText(L"CN=a, OU=b, OU=c")), (std::vector<WString>{L"2.5.4.3", L"2.5.4.11"}));
+  EXPECT_EQ(Listed(*FromText(L"OU=b, CN=a, OU=c")), (std::vector<WString>{L"2.5.4.11", L"2.5.4.3", L"2.5.4.11"}));
+  EXPECT_EQ(Listed(*FromDer(openssl_name::kMultiValued)),
+            (std::vector<WString>{L"2.5.4.3", L"0.9.2342.19200300.100.1.1", L"2.5.4.10"}));
+}
+
+TEST(X500NameAttributes, ValuesOfATypeComeInEncodingOrderAndAreAppended) {
+  const auto name = FromDer(openssl_name::kPrintable);
+  StringList values{L"already there"};
+  name->GetAttributeValue(L"2.5.4.11", values);
+  EXPECT_EQ(std::vector<WString>(values.begin(), values.end()),
+            (std::vector<WString>{L"already there", L"Unit", L"Unit 2"}));
+  EXPECT_EQ(ValuesOf(*name, L"2.5.4.10"), std::vector<WString>{L"Acme, Inc."});
+  EXPECT_EQ(ValuesOf(*FromDer(openssl_name::kBmp), L"2.5.4.3"), std::vector<WString>{L"\u5c71\u7530\u592a\u90ce"});
+  EXPECT_TRUE(ValuesOf(*name, L"2.5.4.3.").empty());  // compared exactly, never by prefix
+}
+
+TEST(X500NameAttributes, MissingAndEmptyTypesOnlyLog) {
+  const auto name = FromDer(openssl_name::kPrintable);
+  const LogCapture log;
+  EXPECT_TRUE(ValuesOf(*name, L"2.5.4.65").empty());
+  EXPECT_TRUE(ValuesOf(*name, L"").empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            (std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetAttributeValue Attribute not found",
+                                       L"ZT::Framework::CCNGX500Name::GetAttributeValue : sOID=empty!"}));
+}
+
+TEST(X500NameFromDer, ANameWithoutRdnsIsEmpty) {
+  const auto name = FromDer("3000");
+  const LogCapture log;
+  EXPECT_EQ(name->GetName(0), L"");
+  EXPECT_TRUE(Listed(*name).empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetName Empty string found"});
+}
+
+TEST(X500NameFromText, MalformedTextIsRefused) {
+  struct Case {
+    const wchar_t* text;
+    const wchar_t* message;
+  };
+  for (const Case& c : {
+           Case{L"CN", L"Error encoding the blob (0x80092023)"},      // no "="
+           Case{L"CN=a,", L"Error encoding the blob (0x80092023)"},   // nothing after a separator
+           Case{L", CN=a", L"Error encoding the blob (0x80092023)"},  // nothing before it
+           Case{L"CN=a+", L"Error encoding the blob (0x80092023)"},
+           Case{L"XX=a", L"Error encoding the blob (0x80092023)"},  // unknown key word
+           Case{L"OID.1.2.a=x", L"Error encoding the blob (0x80092023)"},
+           Case{L"3.1=x", L"Error encoding the blob (0x80092023)"},           // first arc above 2
+           Case{L"CN=\"open", L"Error encoding the blob (0x80092023)"},       // unterminated quotes
+           Case{L"CN=\"a\"b", L"Error encoding the blob (0x80092023)"},       // text after the quotes
+           Case{L"CN=a\"b", L"Error encoding the blob (0x80092023)"},         // a quote inside a plain value
+           Case{L"OID.1.2.3=#ABC", L"Error encoding the blob (0x80092023)"},  // odd hex
+           Case{L"OID.1.2.3=#AG", L"Error encoding the blob (0x80092023)"},
+           Case{L"C=D\u00c9", L"Error encoding the blob (0x80092021)"},             // C is PrintableString only
+           Case{L"E=\u00e9@example.com", L"Error encoding the blob (0x80092022)"},  // E is IA5String only
+       }) {
+    const auto e = Thrown([&] { IX500Name::Create(WString(c.text)); });
+    ASSERT_NE(e, nullptr) << c.text;
+    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+    EXPECT_EQ(e->getMessage(), L"new CX500Name() failed");
+    EXPECT_EQ(MessageAt(e.get(), 1), c.message) << c.text;
+  }
+  const auto empty = Thrown([] { IX500Name::Create(WString()); });
+  ASSERT_NE(empty, nullptr);
+  EXPECT_EQ(MessageAt(empty.get(), 1), L"sName=empty!");
+}
+
+TEST(X500NameFromDer, DecodingFailsClosed) {
+  for (const char* hex : {
+           "30",                                  // cut header
+           "3005310330",                          // cut contents
+           "3000 00",                             // trailing byte
+           "308100",                              // non-minimal length
+           "3080 0000",                           // indefinite length
+           "3100",                                // a SET, not a SEQUENCE
+           "30023100",                            // an RDN without attributes
+           "300e310c300a06035504030c01410500",    // a third element in an attribute
+           "300d310b300906035504030c02c328",      // UTF8String that is not UTF-8
+           "300d310b3009060355040613024024",      // '@' in a PrintableString
+           "300f310d300b06035504032c0402024f4b",  // constructed string
+           "30093107300506035504 03",             // an attribute without a value
+       }) {
+    const ByteArray der = Hex(hex);
+    const auto e = Thrown([&] { IX500Name::Create(der); });
+    ASSERT_NE(e, nullptr) << hex;
+    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM) << hex;
+    EXPECT_EQ(MessageAt(e.get(), 0), L"new CX500Name() failed");
+    EXPECT_EQ(MessageAt(e.get(), 1), L"CryptoUtil::DecodeObject() failed") << hex;
+    EXPECT_EQ(MessageAt(e.get(), 2), L"Error decoding the blob (0x80093103)") << hex;
+  }
+}
+
+TEST(X500NameTrace, CreateFromDerWritesTheNamedLines) {
+  const ByteArray der = Hex(openssl_name::kTeletex);
+  LogCapture log;
+  const std::unique_ptr<IX500Name> name(IX500Name::Create(der));
+  const std::wstring self = AddressText(name.get());
+  const std::vector<std::wstring> trace = log.Trace();
+  auto has = [&](const std::wstring& line) { return std::find(trace.begin(), trace.end(), line) != trace.end(); };
+  EXPECT_EQ(trace.front(), L"8|IX500Name::Create");
+  EXPECT_TRUE(has(L"8|ZT::Framework::CCNGX500Name::CCNGX500Name : this=" + self));
+  EXPECT_TRUE(
+      has(L"0|ZT::Framework::CCNGX500Name::CCNGX500Name : baEncodedName: 30 1e 31 0f 30 0d 06 03 55 04 03 14 06 "
+          L"4a fc 72 67 65 6e 31 0b 30 09 06 03 55 04 06 13 02 44 45"));
+  EXPECT_TRUE(has(L"16|ZT::Framework::CCNGX500Name::CCNGX500Name"));
+  EXPECT_EQ(trace[trace.size() - 2], L"0|IX500Name::Create : pX500Name=" + self);
+  EXPECT_EQ(trace.back(), L"16|IX500Name::Create");
+
+  log.Clear();
+  name->GetName(0x40000000u | IX500Name::kCRLFFlag);
+  EXPECT_EQ(log.Trace(), (std::vector<std::wstring>{
+                             L"8|ZT::Framework::CCNGX500Name::GetName : this=" + self,
+                             L"0|ZT::Framework::CCNGX500Name::GetName : uiFormat=1207959552",
+                             L"0|ZT::Framework::CCNGX500Name::GetName : sName=CN=J\u00fcrgen\r\nC=DE",
+                             L"16|ZT::Framework::CCNGX500Name::GetName",
+                         }));
+}
+
+TEST(X500NameTrace, EmptyInputIsRaisedAndWrapped) {
+  const LogCapture log;
+  const auto e = Thrown([] { IX500Name::Create(ByteArray()); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+  EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
+                                     L"ZT::Framework::CCNGX500Name::CCNGX500Name : baEncodedName=empty!",
+                                     L"IX500Name::Create : new CX500Name() failed",
+                                 }));
+  EXPECT_EQ(log.At(NQLOG_EXIT), (std::vector<std::wstring>{
+                                    L"ZT::Framework::CCNGX500Name::CCNGX500Name Returns baEncodedName=empty!",
+                                    L"IX500Name::Create Returns new CX500Name() failed",
+                                }));
+  EXPECT_EQ(MessageAt(e.get(), 1), L"baEncodedName=empty!");
+  EXPECT_EQ(e->getInnerException()->getFilename(), L"sources/cng/crypto.cng.x500name");
+}
+
+TEST(X500NameTrace, DestructorLogsItsEntry) {
+  IX500Name* name = IX500Name::Create(Hex("3000"));
+  const std::wstring self = AddressText(name);
+  const LogCapture log(NQLOG_ENTRY);
+  delete name;
+  EXPECT_EQ(log.At(NQLOG_ENTRY),
+            std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::~CCNGX500Name : this=" + self});
+}
+
+}  // namespace
