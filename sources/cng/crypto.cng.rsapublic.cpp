@@ -7,7 +7,7 @@
 
 namespace ZT::Framework {
 
-CngRsaPublicKey::CngRsaPublicKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info) {
+ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info) {
   ByteArray blob = DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData);
   m_nKeyLength = BlobHeader<BCRYPT_RSAKEY_BLOB>(blob).BitLength >> 3;
   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(m_provider.put(), BCRYPT_RSA_ALGORITHM, nullptr, 0),
@@ -18,7 +18,7 @@ CngRsaPublicKey::CngRsaPublicKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_
               L"BCryptImportKeyPair", L"BCryptImportKeyPair failed!");
 }
 
-void CngRsaPublicKey::Encrypt(const FunctionTrace& fn, const ByteArray& input, void* pPaddingInfo, ULONG flags,
+void ImportedCngRsaKey::Encrypt(const FunctionTrace& fn, const ByteArray& input, void* pPaddingInfo, ULONG flags,
                               ByteArray& out) {
   ULONG written = 0;
   CheckStatus(fn,
@@ -33,7 +33,7 @@ void CngRsaPublicKey::Encrypt(const FunctionTrace& fn, const ByteArray& input, v
   out.resize(written);
 }
 
-CryptoApiRsaPublicKey::CryptoApiRsaPublicKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info) {
+ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info) {
   const ByteArray blob = DecodeForPlatform<Structure::RsaCspPublicKeyBlob>(fn, info.PublicKey.pbData);
   m_nKeyLength = BlobHeader<RSAPUBKEY>(blob, sizeof(BLOBHEADER)).bitlen >> 3;
   CheckLastError(fn,
@@ -44,7 +44,7 @@ CryptoApiRsaPublicKey::CryptoApiRsaPublicKey(const FunctionTrace& fn, const CERT
                  L"CryptImportKey", L"CryptImportKey failed");
 }
 
-void CryptoApiRsaPublicKey::Encrypt(const FunctionTrace& fn, const ByteArray& input, ByteArray& out) {
+void ImportedCryptoApiRsaKey::Encrypt(const FunctionTrace& fn, const ByteArray& input, ByteArray& out) {
   const auto inputLength = static_cast<DWORD>(input.size());
   DWORD length = inputLength;
   CheckLastError(fn, CryptEncrypt(m_key.get(), 0, TRUE, 0, nullptr, &length, inputLength), L"CryptEncrypt",

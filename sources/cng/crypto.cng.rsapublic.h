@@ -5,7 +5,7 @@
 // decoding or platform call raises CRYPTO_INTERNAL_ERROR naming the call ("BCryptImportKeyPair
 // failed!", "CryptImportKey failed", ...), logged as "<name> : Error 0x%x returned by <call>".
 //
-//   CngRsaPublicKey key(fn, info);
+//   ImportedCngRsaKey key(fn, info);
 //   key.Encrypt(fn, baSignature, nullptr, BCRYPT_PAD_NONE, EM);
 #pragma once
 
@@ -17,11 +17,11 @@
 
 namespace ZT::Framework {
 
-class CngRsaPublicKey {
+class ImportedCngRsaKey {
  public:
   // Decodes the key's CNG_RSA_PUBLIC_KEY_BLOB, opens the "RSA" provider and imports the key as
   // "RSAPUBLICBLOB". The CNG table must be loaded, and stay loaded while this object lives.
-  CngRsaPublicKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info);
+  ImportedCngRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info);
 
   // k, the modulus length in bytes (the blob's bit length / 8).
   std::uint32_t KeyLength() const { return m_nKeyLength; }
@@ -36,11 +36,11 @@ class CngRsaPublicKey {
   KeyHandle m_key;  // released before the provider it was imported into
 };
 
-class CryptoApiRsaPublicKey {
+class ImportedCryptoApiRsaKey {
  public:
   // Decodes the key's RSA_CSP_PUBLICKEYBLOB, acquires a verify-only context of the enhanced RSA
   // and AES provider and imports the key.
-  CryptoApiRsaPublicKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info);
+  ImportedCryptoApiRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info);
 
   // k, the modulus length in bytes (RSAPUBKEY's bitlen / 8).
   std::uint32_t KeyLength() const { return m_nKeyLength; }

@@ -31,15 +31,19 @@ ByteArray ComplementModulo(const ByteArray& modulus, const ByteArray& value) {
 
 Signature::~Signature() = default;
 
+void CCNGRSASignature::Start(const FunctionTrace& fn, Operation operation) {
+  if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
+  m_operation = operation;
+  EmptySecurely(m_baData);
+  m_bInitialized = true;
+}
+
 void CCNGRSASignature::Init(IPublicKey* pPublicKey) {
   const FunctionTrace fn(L"CCNGRSASignature::Init", this);
   fn.Run([&] {
     if (pPublicKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pPublicKey should not be NULL");
-    if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
+    Start(fn, Operation::Verify);
     m_pPublicKey = pPublicKey;
-    m_operation = Operation::Verify;
-    EmptySecurely(m_baData);
-    m_bInitialized = true;
   });
 }
 
@@ -47,13 +51,10 @@ void CCNGRSASignature::Init(IPrivateKey* pPrivateKey) {
   const FunctionTrace fn(L"CCNGRSASignature::Init", this);
   fn.Run([&] {
     if (pPrivateKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pPrivateKey should not be NULL");
-    if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
     // The engine stays initialised for signing, which is not available: a later Sign refuses
     // it, a later Init finds the engine initialised.
+    Start(fn, Operation::Sign);
     m_pPrivateKey = pPrivateKey;
-    m_operation = Operation::Sign;
-    EmptySecurely(m_baData);
-    m_bInitialized = true;
     fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
   });
 }
@@ -96,7 +97,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
   return fn.Run([&] {
     RequireOperation(fn, Operation::Verify);
     const WString padding = ReadPadding(fn);
-    const CCNGRSAPublicKey& key = RsaPublicKey(fn);
+    const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn);
     const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     std::uint32_t k = 0;
     const ByteArray EM = RecoverEncodedMessage(fn, info, baSignature, &k);
@@ -122,7 +123,7 @@ WString CCNGRSASignature::ReadPadding(const FunctionTrace& fn) const {
   return padding;
 }
 
-const CCNGRSAPublicKey& CCNGRSASignature::RsaPublicKey(const FunctionTrace& fn) const {
+const CCNGRSAPublicKey& CCNGRSASignature::RequireRsaPublicKey(const FunctionTrace& fn) const {
   const auto* key = dynamic_cast<const CCNGRSAPublicKey*>(m_pPublicKey);
   // Two blanks after "Only": callers match the message as it has always read.
   if (key == nullptr) fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only  RSA Public keys are supported");
@@ -133,11 +134,11 @@ ByteArray CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn, const
                                                   const ByteArray& baSignature, std::uint32_t* k) const {
   ByteArray EM;
   if (CryptoSoftCNGWrapper::LoadCNGLibrary()) {
-    CngRsaPublicKey platformKey(fn, info);
+    ImportedCngRsaKey platformKey(fn, info);
     *k = platformKey.KeyLength();
     platformKey.Encrypt(fn, baSignature, nullptr, BCRYPT_PAD_NONE, EM);
   } else {
-    CryptoApiRsaPublicKey platformKey(fn, info);
+    ImportedCryptoApiRsaKey platformKey(fn, info);
     *k = platformKey.KeyLength();
     platformKey.Encrypt(fn, baSignature, EM);
   }

@@ -29,13 +29,16 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
  private:
   enum class Operation { None, Sign, Verify };
 
+  // The start of an Init: CRYPTO_ILLEGAL_STATE when already initialised; else `operation` with
+  // an empty buffer.
+  void Start(const FunctionTrace& fn, Operation operation);
   // The state check of Sign and Verify: CRYPTO_ILLEGAL_STATE when not initialised,
   // CRYPTO_BAD_PARAM ("Invalid operation") when initialised for the other operation.
   void RequireOperation(const FunctionTrace& fn, Operation operation) const;
   // "CryptoParameterPadding", "None" when absent.
   WString ReadPadding(const FunctionTrace& fn) const;
   // The key of Init, which must be this library's RSA public key.
-  const CCNGRSAPublicKey& RsaPublicKey(const FunctionTrace& fn) const;
+  const CCNGRSAPublicKey& RequireRsaPublicKey(const FunctionTrace& fn) const;
   // EM: the raw public operation on the signature, on CNG or CryptoAPI; `*k` gets the key length.
   ByteArray RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
                                   const ByteArray& baSignature, std::uint32_t* k) const;

@@ -23,6 +23,12 @@ std::unique_ptr<IAlgorithm> AlgorithmNamed(const wchar_t* friendlyName) {
 
 }  // namespace
 
+void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit) {
+  if (mLen > limit)
+    fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)", mLen,
+             shownLimit);
+}
+
 std::uint32_t FillLength(const FunctionTrace& fn, std::uint32_t k, std::uint32_t used) {
   if (used > k) fn.Raise(CRYPTO_INTERNAL_ERROR, L"Error : No memory");
   return k - used;

@@ -86,6 +86,11 @@ class CX931Padding final : public PaddingScheme<kCX931PaddingTrace> {
 // Helpers the schemes share (crypto.padding.cpp).
 namespace Padding {
 
+// Raises CRYPTO_BAD_PARAM "Data to Encode Length is invalid" when `mLen` > `limit`, logging
+// "<name> : Data to Encode Length is invalid (<mLen> > <shownLimit>)": the schemes' check of the
+// message length, each with its own limit (and X9.31 with the limit its line has always shown).
+void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit);
+
 // The length k - used of a fill string, in 32 bits. A message that the length check let through
 // although the key is too short for it makes this wrap to about four gigabytes; no such string is
 // built: it fails as that allocation would, with CRYPTO_INTERNAL_ERROR "Error : No memory".

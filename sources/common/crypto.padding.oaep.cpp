@@ -66,9 +66,7 @@ void COAEPPadding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     const auto mLen = static_cast<std::uint32_t>(baIn.size());
     // One byte looser than the layout (k - 42): a message of k - 41 bytes passes here and fails
     // below, where its zero string would be 2^32 - 1 bytes long.
-    if (mLen > k - 41)
-      fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)",
-               mLen, k - 41);
+    Padding::RequireMessageFits(fn, mLen, k - 41, k - 41);
     const std::uint32_t psLen = k - mLen - 42;
     fn.Warning(L"Len PS = %d (0x%x))", psLen, psLen);
 

@@ -21,9 +21,7 @@ void CPKCS1EncryptPadding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     baOut.clear();
     const std::uint32_t k = m_nKeyLength;
     const auto mLen = static_cast<std::uint32_t>(baIn.size());
-    if (mLen > k - kMinimumOverhead)
-      fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)",
-               mLen, k - kMinimumOverhead);
+    Padding::RequireMessageFits(fn, mLen, k - kMinimumOverhead, k - kMinimumOverhead);
 
     baOut.reserve(k);
     baOut.push_back(0x00);

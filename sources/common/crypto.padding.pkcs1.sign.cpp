@@ -10,9 +10,7 @@ void CPKCS1SignPadding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     baOut.clear();
     const std::uint32_t k = m_nKeyLength;
     const auto mLen = static_cast<std::uint32_t>(baIn.size());
-    if (mLen > k - 11)
-      fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)",
-               mLen, k - 11);
+    Padding::RequireMessageFits(fn, mLen, k - 11, k - 11);
 
     const std::uint32_t fill = Padding::FillLength(fn, k, mLen + 3);
     baOut.reserve(k);

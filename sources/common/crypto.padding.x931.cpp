@@ -21,9 +21,7 @@ void CX931Padding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     const auto mLen = static_cast<std::uint32_t>(baIn.size());
     // The block needs 12 bytes besides the message (at least eight fill bytes); the line has
     // always named the PKCS #1 limit k - 11, and readers of the trace know it so.
-    if (mLen > k - 12)
-      fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)",
-               mLen, k - 11);
+    Padding::RequireMessageFits(fn, mLen, k - 12, k - 11);
     unsigned char h = 0;
     if (!m_pParams->GetHashAlgoPaddingMode(h)) fn.Raise(CRYPTO_BAD_PARAM, L"Hash Algo X931 is not set");
 
