@@ -85,8 +85,9 @@ void DecodeBlock(unsigned char selector, const ByteArray& block) {
       Require(message.size() + 43 <= k);
       break;
     default:
-      Require(message.size() + 14 <= k &&
-              std::equal(message.begin(), message.end(), block.end() - 2 - message.size()));
+      // A separator in the last two bytes leaves no message.
+      Require(message.empty() ||
+              (message.size() + 14 <= k && std::equal(message.begin(), message.end(), block.end() - 2 - message.size())));
   }
 }
 

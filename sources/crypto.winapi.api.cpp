@@ -220,7 +220,8 @@ IPadding* IPadding::Create(const WString& sName, unsigned int nKeyLength, ICrypt
     }
     if (sName == L"PKCS1") {
       unsigned char operation = 0;
-      if (!pParams->GetPkcs1OperationMode(operation)) fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is not set");
+      if (!pParams->GetPkcs1OperationMode(operation))
+        fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is not set");
       if (operation == 0)
         return fn.Wrap(L"new CPKCS1SignPadding() failed", [&] { return new CPKCS1SignPadding(nKeyLength, pParams); });
       if (operation == 1)

@@ -120,7 +120,8 @@ class RecentPublicKeys {
   // The key of exactly these blob bytes (a new reference), or null.
   PkeyPtr Find(const unsigned char* blob, std::size_t size) const {
     for (const Entry& entry : m_entries)
-      if (entry.blob.size() == size && std::equal(entry.blob.begin(), entry.blob.end(), blob)) return Share(entry.pkey.get());
+      if (entry.blob.size() == size && std::equal(entry.blob.begin(), entry.blob.end(), blob))
+        return Share(entry.pkey.get());
     return nullptr;
   }
 

@@ -151,16 +151,17 @@ WString CCNGRSAPrivateCRTKey::GetFormat() const {
 ByteArray CCNGRSAPrivateCRTKey::GetEncoded() const {
   const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::GetEncoded", this);
   return fn.Run([&] {
-    const CRYPT_PRIVATE_KEY_INFO info{0, RsaEncryption(), CryptoUtil::EncodeObject<Structure::RsaPrivateKey>(m_numbers), {}};
+    const CRYPT_PRIVATE_KEY_INFO info{
+        0, RsaEncryption(), CryptoUtil::EncodeObject<Structure::RsaPrivateKey>(m_numbers), {}};
     return CryptoUtil::EncodeObject<Structure::PrivateKeyInfo>(info);
   });
 }
 
 // The getters of the numbers: each traced under its own name, none of them traces a value.
-#define ZT_RSA_PRIVATE_GETTER(Getter, member)                            \
-  ByteArray CCNGRSAPrivateCRTKey::Getter() const {                       \
-    const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::" #Getter, this);     \
-    return fn.Run([&] { return m_numbers.member; });                     \
+#define ZT_RSA_PRIVATE_GETTER(Getter, member)                        \
+  ByteArray CCNGRSAPrivateCRTKey::Getter() const {                   \
+    const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::" #Getter, this); \
+    return fn.Run([&] { return m_numbers.member; });                 \
   }
 ZT_RSA_PRIVATE_GETTER(GetModulus, modulus)
 ZT_RSA_PRIVATE_GETTER(GetPublicExponent, publicExponent)

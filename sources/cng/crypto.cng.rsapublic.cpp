@@ -19,11 +19,11 @@ ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_
 }
 
 void ImportedCngRsaKey::Encrypt(const FunctionTrace& fn, const ByteArray& input, void* pPaddingInfo, ULONG flags,
-                              ByteArray& out) {
+                                ByteArray& out) {
   ULONG written = 0;
   CheckStatus(fn,
-              CNG().BCryptEncrypt(m_key.get(), InputBytes(input), InputLength(input), pPaddingInfo, nullptr, 0,
-                                  nullptr, 0, &written, flags),
+              CNG().BCryptEncrypt(m_key.get(), InputBytes(input), InputLength(input), pPaddingInfo, nullptr, 0, nullptr,
+                                  0, &written, flags),
               L"BCryptEncrypt", L"BCryptEncrypt failed!");
   out.assign(written, 0);
   CheckStatus(fn,

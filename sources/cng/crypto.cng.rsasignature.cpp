@@ -104,8 +104,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     const ByteArray expected = ExpectedEncoding(fn, padding, k);
 
     const bool valid = EM == expected || (padding == L"X_931" && ComplementModulo(key.GetModulus(), EM) == expected);
-    if (valid) fn.Warning(L"Signature is valid");
-    else fn.Warning(L"Signature is invalid");
+    fn.Warning(L"%s", valid ? L"Signature is valid" : L"Signature is invalid");
     nqlogLog(kTraceCategory, NQLOG_DATA, L"CCNGRSASignature::Verify: returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.
     EmptySecurely(m_baData);

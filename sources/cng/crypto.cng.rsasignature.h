@@ -48,9 +48,9 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
 
   bool m_bInitialized = false;
   Operation m_operation = Operation::None;
-  ByteArray m_baData;                     // everything given since Init
-  IPublicKey* m_pPublicKey = nullptr;     // the key of Init, not owned
-  IPrivateKey* m_pPrivateKey = nullptr;   // likewise, for the signing that is not available
+  ByteArray m_baData;                    // everything given since Init
+  IPublicKey* m_pPublicKey = nullptr;    // the key of Init, not owned
+  IPrivateKey* m_pPrivateKey = nullptr;  // likewise, for the signing that is not available
 };
 
 }  // namespace ZT::Framework

