@@ -1,6 +1,6 @@
 // RSA-2048 PKCS #1 v1.5 signature verification through Signature (Init, Update with the DigestInfo,
 // Verify) beside OpenSSL's EVP_PKEY_verify on the same key and DigestInfo, on OpenSSL's default
-// context: "rsa2048_pkcs1_verify/ours" and "rsa2048_pkcs1_verify/openssl".
+// context: "rsa2048-pkcs1-verify/ours" and "rsa2048-pkcs1-verify/openssl".
 #include <benchmark/benchmark.h>
 
 #include <openssl/evp.h>
@@ -83,7 +83,7 @@ void VerifyOpenssl(benchmark::State& state) {
   }
 }
 
-BENCHMARK(VerifyOurs)->Name("rsa2048_pkcs1_verify/ours");
-BENCHMARK(VerifyOpenssl)->Name("rsa2048_pkcs1_verify/openssl");
+BENCHMARK(VerifyOurs)->Name("rsa2048-pkcs1-verify/ours");
+BENCHMARK(VerifyOpenssl)->Name("rsa2048-pkcs1-verify/openssl");
 
 }  // namespace
