@@ -22,7 +22,8 @@ namespace ZT::Framework {
 //            the engine sets "CryptoParameterPkcs1OperationMode" to 0 in the map;
 //   "X_931"  the buffer is the hash that the ANSI X9.31 block carries, with the hash-identifier
 //            byte of "CryptoParameterHashAlgoPaddingMode" (required). X9.31 signers send the
-//            smaller of s and n - s; both forms verify.
+//            smaller of s and n - s; only a signature sent as s itself recovers the block, so
+//            one sent as n - s answers false.
 // The platform's CNG services do the public operation; where they cannot be loaded, CryptoAPI
 // does.
 class ZT_CRYPTO_API Signature {

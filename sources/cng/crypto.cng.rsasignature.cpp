@@ -10,25 +10,6 @@
 
 namespace ZT::Framework {
 
-namespace {
-
-// n - value for a value below n, both big-endian and of n's length (empty when the lengths
-// differ). ANSI X9.31 signs with the smaller of s and n - s; for the odd public exponents of RSA,
-// (n - s)^e mod n = n - (s^e mod n), so such a signature recovers the complement of its block.
-ByteArray ComplementModulo(const ByteArray& modulus, const ByteArray& value) {
-  if (value.size() != modulus.size()) return ByteArray();
-  ByteArray difference(modulus.size());
-  int borrow = 0;
-  for (std::size_t i = modulus.size(); i-- > 0;) {
-    const int digit = int{modulus[i]} - int{value[i]} - borrow;
-    borrow = digit < 0 ? 1 : 0;
-    difference[i] = static_cast<unsigned char>(digit + 256 * borrow);
-  }
-  return difference;
-}
-
-}  // namespace
-
 Signature::~Signature() = default;
 
 void CCNGRSASignature::Start(const FunctionTrace& fn, Operation operation) {
@@ -103,7 +84,9 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     const ByteArray EM = RecoverEncodedMessage(fn, info, baSignature, &k);
     const ByteArray expected = ExpectedEncoding(fn, padding, k);
 
-    const bool valid = EM == expected || (padding == L"X_931" && ComplementModulo(key.GetModulus(), EM) == expected);
+    // Byte for byte, whatever the padding: an X9.31 signer that sent n - s instead of s
+    // recovers the complement of its block, which does not match.
+    const bool valid = EM == expected;
     fn.Warning(L"%s", valid ? L"Signature is valid" : L"Signature is invalid");
     nqlogLog(kTraceCategory, NQLOG_DATA, L"CCNGRSASignature::Verify: returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.

@@ -36,7 +36,7 @@ TEST(ToolVerify, HashesTheDataAndVerifiesEachPadding) {
   for (const std::string which : {"direct", "complement"})
     ExpectAnswer(
         Verify("rsa2048.pub.der", "X_931", "x931." + which + ".sig", {"--hash=SHA256"}, "x931." + which + ".txt"),
-        true);
+        which == "direct");
   ExpectAnswer(Verify("rsa2048.pub.der", "None", "block.none.sig", {}, "block.bin"), true);
 }
 
