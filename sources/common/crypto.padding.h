@@ -64,7 +64,7 @@ class COAEPPadding final : public PaddingScheme<kCOAEPPaddingTrace> {
   void EncodeData(const ByteArray& baIn, ByteArray& baOut) override;
   bool DecodeData(const ByteArray& baIn, ByteArray& baOut) override;
 
-  // MGF1 with SHA-1: the first `nLength` bytes of SHA-1(seed || C) for C = 0, 1, ... (C as four
+  // MGF1 with SHA-1: the first `nLength` bytes of SHA-1(mgfSeed || C) for C = 0, 1, ... (C as four
   // bytes, big-endian), into `baOut`. A failed digest throws with its id ("Digest failed").
   void RsaOaep_MGF(const ByteArray& baSeed, std::uint32_t nLength, ByteArray& baOut);
 

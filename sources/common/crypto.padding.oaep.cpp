@@ -81,17 +81,17 @@ void COAEPPadding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     DB.insert(DB.end(), baIn.begin(), baIn.end());
 
     Padding::LogStep(fn, L"Compute Seed)");
-    const ByteArray seed = Padding::RandomBytes(fn, hLen);
+    const ByteArray seedOctets = Padding::RandomBytes(fn, hLen);
 
     Padding::LogStep(fn, L"Compute DBMask = MGF(Seed, k - hlen - 1) )");
-    const ByteArray dbMask = Mask(fn, seed, dbLen);
+    const ByteArray dbMask = Mask(fn, seedOctets, dbLen);
     Padding::LogStep(fn, L"Compute maskedDB = DB xor dbMask )");
     const ByteArray maskedDB = Xor(DB, dbMask);
 
     Padding::LogStep(fn, L"Compute SeedMask = MGF(maskedDB, hlen ))");
     const ByteArray seedMask = Mask(fn, maskedDB, hLen);
     Padding::LogStep(fn, L"Compute MaskedSeed = Seed xor SeedMask )");
-    const ByteArray maskedSeed = Xor(seed, seedMask);
+    const ByteArray maskedSeed = Xor(seedOctets, seedMask);
 
     baOut.reserve(k);
     baOut.push_back(0x00);
@@ -116,7 +116,7 @@ bool COAEPPadding::DecodeData(const ByteArray& baIn, ByteArray& baOut) {
       Padding::LogStep(fn, L"Error to decode MessageToDecode indice 0)");
       return false;
     };
-    // Too short to hold the masked seed: nothing to unmask.
+    // Too short to hold maskedSeed: nothing to unmask.
     if (k < 1 + hLen) return refuse();
 
     Padding::LogStep(fn, L"Compute pHash = Hash(P))");
@@ -127,9 +127,9 @@ bool COAEPPadding::DecodeData(const ByteArray& baIn, ByteArray& baOut) {
     Padding::LogStep(fn, L"Compute SeedMask = MGF(maskedDB, hlen ))");
     const ByteArray seedMask = Mask(fn, maskedDB, hLen);
     Padding::LogStep(fn, L"Compute MaskedSeed = Seed xor SeedMask )");
-    const ByteArray seed = Xor(maskedSeed, seedMask);
+    const ByteArray seedOctets = Xor(maskedSeed, seedMask);
     Padding::LogStep(fn, L"Compute DBMask = MGF(Seed, k - hlen - 1) )");
-    const ByteArray dbMask = Mask(fn, seed, k - hLen - 1);
+    const ByteArray dbMask = Mask(fn, seedOctets, k - hLen - 1);
     Padding::LogStep(fn, L"Compute DB = maskedDB xor dbMask )");
     const ByteArray DB = Xor(maskedDB, dbMask);
 

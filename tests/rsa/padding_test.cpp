@@ -397,7 +397,7 @@ TEST(OaepPadding, MalformedBlocksDecodeToFalse) {
     const auto lines = capture.At(NQLOG_WARNING);
     EXPECT_EQ(lines.back(), L"COAEPPadding::DecodeData Error to decode MessageToDecode indice 0)");
   }
-  // Keys too short for a seed and a hash: nothing outside the block is read.
+  // Keys too short for the random octets and a hash: nothing outside the block is read.
   for (unsigned int tiny : {0u, 1u, 20u, 21u, 42u}) {
     Scheme t = Oaep({}, tiny);
     EXPECT_FALSE(t.padding->DecodeData(Repeat(tiny, 0), out)) << tiny;
