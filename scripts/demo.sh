@@ -46,3 +46,15 @@ run oid 'Code Signing'
 run decode 2.5.29.15 030201a0
 run decode 2.5.29.37 301406082b0601050507030206082b06010505070304
 run decode 1.2.3.4.5 0c0c48656c6c6f2c20776f726c64
+
+echo
+echo "== RSA signatures (key, data and signatures made by the openssl tool, in tests/fixtures/rsa)"
+(
+  tool=$(realpath "$tool")
+  cd "$(dirname "$0")/../tests/fixtures/rsa"
+  run verify --key rsa2048.pub.der --padding PKCS1 --hash SHA256 --signature data.sha256.sig data.txt
+  run verify --key rsa2048.pub.pem --padding PKCS1 --hash SHA256 --signature data.sha256.sig other.txt
+  run verify --key rsa2048.pub.der --padding X_931 --hash SHA256 --signature x931.direct.sig x931.direct.txt
+  run verify --key rsa2048.pub.der --padding None --signature block.none.sig block.bin
+  run verify --key ec256.pub.der --padding PKCS1 --hash SHA256 --signature data.sha256.sig data.txt
+)

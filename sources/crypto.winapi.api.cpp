@@ -8,6 +8,10 @@
 #include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
 #include "cng/crypto.cng.random.h"
+#include "cng/crypto.cng.rsakeys.h"
+#include "cng/crypto.cng.rsasignature.h"
+#include "cng/crypto.cng.util.keys.h"
+#include "common/crypto.padding.h"
 #include "common/crypto.softkeys.h"
 #include "cng/crypto.cng.x500name.h"
 #include "common/crypto.generalname.h"
@@ -168,6 +172,14 @@ RandomGenerator* RandomGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserPa
   });
 }
 
+Signature* Signature::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"Signature::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    return NewEngine<CCNGRSASignature>(fn, L"new CCNGRSASignature() failed", pAlgorithm, pParams);
+  });
+}
+
 GUIDGenerator* GUIDGenerator::Create(IAlgorithm*, ICryptoParserParameterMap*) {
   const FunctionTrace fn(L"GUIDGenerator::Create");
   return fn.Run([&] { return fn.Wrap(L"new CCNGGUIDGenerator() failed", [] { return new CCNGGUIDGenerator; }); });
@@ -192,6 +204,35 @@ KeyDerivation* KeyDerivation::Create(IAlgorithm* pAlgorithm, ICryptoParserParame
   });
 }
 
+// ---- paddings --------------------------------------------------------------------------------
+
+IPadding* IPadding::Create(const WString& sName, unsigned int nKeyLength, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"IPadding::Create");
+  return fn.Run([&]() -> IPadding* {
+    if (pParams == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"Bad Parameters");
+    if (sName == L"OAEP")
+      return fn.Wrap(L"new COAEPPadding() failed", [&] { return new COAEPPadding(nKeyLength, pParams); });
+    if (sName == L"X_931") {
+      unsigned char hashAlgorithm = 0;
+      if (!pParams->GetHashAlgoPaddingMode(hashAlgorithm))
+        fn.Raise(CRYPTO_BAD_PARAM, L"Hash alogo Padding type is not set");
+      return fn.Wrap(L"new CX931Padding() failed", [&] { return new CX931Padding(nKeyLength, pParams); });
+    }
+    if (sName == L"PKCS1") {
+      unsigned char operation = 0;
+      if (!pParams->GetPkcs1OperationMode(operation))
+        fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is not set");
+      if (operation == 0)
+        return fn.Wrap(L"new CPKCS1SignPadding() failed", [&] { return new CPKCS1SignPadding(nKeyLength, pParams); });
+      if (operation == 1)
+        return fn.Wrap(L"new CPKCS1EncryptPadding() failed",
+                       [&] { return new CPKCS1EncryptPadding(nKeyLength, pParams); });
+      fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is invalid");
+    }
+    fn.Raise(CRYPTO_NO_SUCH_PADDING, L"Padding type is not supported");
+  });
+}
+
 // ---- keys ------------------------------------------------------------------------------------
 
 namespace {
@@ -203,14 +244,32 @@ struct KeyFormatRow {
   IKey* (*create)(IAlgorithm* pAlgorithm, const ByteArray& baEncoded);
 };
 
-IKey* NewRawSecretKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
-  return new CSoftSecretKey(std::unique_ptr<IAlgorithm>(pAlgorithm->Clone()), baEncoded);
+std::unique_ptr<IAlgorithm> CloneAlgorithm(IAlgorithm* pAlgorithm) {
+  return std::unique_ptr<IAlgorithm>(pAlgorithm->Clone());
 }
 
-// One row per format word. RSA keys bring "X509", "PKCS8" and "MSPrivateKeyBlob", EC keys
-// "ECCPublicKey" and "ECC".
+IKey* NewRawSecretKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
+  return new CSoftSecretKey(CloneAlgorithm(pAlgorithm), baEncoded);
+}
+
+IKey* NewRsaPublicKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
+  return CCNGRSAPublicKey::Import(CloneAlgorithm(pAlgorithm), baEncoded);
+}
+
+IKey* NewRsaPrivateKeyFromPKCS8(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
+  return CCNGRSAPrivateCRTKey::ImportPKCS8(CloneAlgorithm(pAlgorithm), baEncoded);
+}
+
+IKey* NewRsaPrivateKeyFromBlob(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
+  return CCNGRSAPrivateCRTKey::ImportPrivateKeyBlob(CloneAlgorithm(pAlgorithm), baEncoded);
+}
+
+// One row per format word. EC keys bring "ECCPublicKey" and "ECC".
 constexpr KeyFormatRow kKeyFormats[] = {
     {L"RAW", L"new CSoftSecretKey() failed", &NewRawSecretKey},
+    {L"X509", L"new CCNGRSAPublicKey() failed", &NewRsaPublicKey},
+    {L"PKCS8", L"new CCNGRSAPrivateCRTKey() failed", &NewRsaPrivateKeyFromPKCS8},
+    {L"MSPrivateKeyBlob", L"new CCNGRSAPrivateCRTKey() failed", &NewRsaPrivateKeyFromBlob},
 };
 
 }  // namespace
@@ -222,6 +281,53 @@ IKey* IKey::Create(IAlgorithm* pAlgorithm, const WString& sFormat, const ByteArr
     for (const KeyFormatRow& row : kKeyFormats)
       if (sFormat == row.format) return fn.Wrap(row.failure, [&] { return row.create(pAlgorithm, baEncoded); });
     fn.Raise(CRYPTO_NOT_SUPPORTED, L"Unsupported key format", L"Unsupported key format: %s", sFormat);
+  });
+}
+
+// ---- RSA keys ----------------------------------------------------------------------------------
+
+namespace {
+
+// A number of an RSA key as the key objects hold it: without leading zero bytes, and not zero.
+ByteArray KeyNumber(const FunctionTrace& fn, const ByteArray& baNumber, const wchar_t* name) {
+  ByteArray magnitude = Magnitude(Der::Bytes(baNumber.data(), baNumber.size()));
+  if (magnitude.empty()) fn.Raise(CRYPTO_BAD_PARAM, WString(name) + L" should not be empty");
+  return magnitude;
+}
+
+std::unique_ptr<IAlgorithm> RsaAlgorithm() {
+  const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
+  return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(L"RSA", parameters.get()));
+}
+
+}  // namespace
+
+IRSAPublicKey* IRSAPublicKey::Create(const ByteArray& baModulus, const ByteArray& baPublicExponent) {
+  const FunctionTrace fn(L"IRSAPublicKey::Create");
+  return fn.Run([&] {
+    RsaPublicKeyNumbers numbers{KeyNumber(fn, baModulus, L"baModulus"),
+                                KeyNumber(fn, baPublicExponent, L"baPublicExponent")};
+    return fn.Wrap(L"new CCNGRSAPublicKey() failed",
+                   [&] { return new CCNGRSAPublicKey(RsaAlgorithm(), std::move(numbers)); });
+  });
+}
+
+IRSAPrivateCRTKey* IRSAPrivateCRTKey::Create(const ByteArray& baModulus, const ByteArray& baPublicExponent,
+                                             const ByteArray& baPrivateExponent, const ByteArray& baPrimeP,
+                                             const ByteArray& baPrimeQ, const ByteArray& baPrimeExponentP,
+                                             const ByteArray& baPrimeExponentQ, const ByteArray& baCrtCoefficient) {
+  const FunctionTrace fn(L"IRSAPrivateCRTKey::Create");
+  return fn.Run([&] {
+    RsaPrivateKeyNumbers numbers{KeyNumber(fn, baModulus, L"baModulus"),
+                                 KeyNumber(fn, baPublicExponent, L"baPublicExponent"),
+                                 KeyNumber(fn, baPrivateExponent, L"baPrivateExponent"),
+                                 KeyNumber(fn, baPrimeP, L"baPrimeP"),
+                                 KeyNumber(fn, baPrimeQ, L"baPrimeQ"),
+                                 KeyNumber(fn, baPrimeExponentP, L"baPrimeExponentP"),
+                                 KeyNumber(fn, baPrimeExponentQ, L"baPrimeExponentQ"),
+                                 KeyNumber(fn, baCrtCoefficient, L"baCrtCoefficient")};
+    return fn.Wrap(L"new CCNGRSAPrivateCRTKey() failed",
+                   [&] { return new CCNGRSAPrivateCRTKey(RsaAlgorithm(), std::move(numbers)); });
   });
 }
 

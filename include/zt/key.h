@@ -16,15 +16,18 @@ class ZT_CRYPTO_API IKey {
   virtual IKey* Clone() const = 0;
   // The key's algorithm, still owned by the key.
   virtual IAlgorithm* GetAlgorithm() const = 0;
-  // The name of the encoding GetEncoded returns: "RAW" for plain secret-key bytes.
+  // The name of the encoding GetEncoded returns: "RAW" for plain secret-key bytes, "X509" and
+  // "PKCS8" for RSA public and private keys.
   virtual WString GetFormat() const = 0;
   // The key in its format, as a new byte array.
   virtual ByteArray GetEncoded() const = 0;
 
   // A new key of `pAlgorithm` (cloned; the caller keeps its own) from `baEncoded` in the format
   // named by `sFormat`, owned by the caller. "RAW": a secret key holding the bytes as they
-  // are. A null algorithm throws CRYPTO_BAD_PARAM; a format this library does not import
-  // throws CRYPTO_NOT_SUPPORTED ("Unsupported key format").
+  // are; "X509", "PKCS8" and "MSPrivateKeyBlob": RSA keys (zt/rsakey.h). A null algorithm throws
+  // CRYPTO_BAD_PARAM; a format this library does not import throws CRYPTO_NOT_SUPPORTED
+  // ("Unsupported key format"). A failure of the format's import comes wrapped as "new <class>()
+  // failed" with the id of the failure inside.
   static IKey* Create(IAlgorithm* pAlgorithm, const WString& sFormat, const ByteArray& baEncoded);
 };
 

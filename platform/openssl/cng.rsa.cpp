@@ -5,7 +5,10 @@
 #include <openssl/err.h>
 #include <openssl/rsa.h>
 
+#include <algorithm>
 #include <cwchar>
+#include <deque>
+#include <vector>
 
 #include "platform/openssl/cng.keys.h"
 
@@ -104,6 +107,42 @@ PkeyPtr BuildKey(const RsaNumbers& k) {
     return nullptr;
   return PkeyPtr(pkey);
 }
+
+// Public keys imported lately on this thread, by their blob. Building an OpenSSL key from the
+// numbers, and the Montgomery form of its modulus on first use, cost about as much as one public
+// operation, and callers that verify signature after signature import the same key every time
+// (the engines import per operation). Each thread keeps the last few and hands them out again:
+// they are public, immutable once built, and reference-counted, so a key handle may share one.
+class RecentPublicKeys {
+ public:
+  static constexpr std::size_t kCapacity = 4;
+
+  // The key of exactly these blob bytes (a new reference), or null.
+  PkeyPtr Find(const unsigned char* blob, std::size_t size) const {
+    for (const Entry& entry : m_entries)
+      if (entry.blob.size() == size && std::equal(entry.blob.begin(), entry.blob.end(), blob))
+        return Share(entry.pkey.get());
+    return nullptr;
+  }
+
+  void Remember(const unsigned char* blob, std::size_t size, EVP_PKEY* pkey) {
+    PkeyPtr shared = Share(pkey);
+    if (!shared) return;
+    if (m_entries.size() == kCapacity) m_entries.pop_back();
+    m_entries.push_front(Entry{std::vector<unsigned char>(blob, blob + size), std::move(shared)});
+  }
+
+ private:
+  struct Entry {
+    std::vector<unsigned char> blob;
+    PkeyPtr pkey;
+  };
+  static PkeyPtr Share(EVP_PKEY* pkey) { return PkeyPtr(EVP_PKEY_up_ref(pkey) == 1 ? pkey : nullptr); }
+
+  std::deque<Entry> m_entries;  // most recent first
+};
+
+thread_local RecentPublicKeys t_recentPublicKeys;
 
 BnPtr GetNumber(const EVP_PKEY* pkey, const char* name) {
   BIGNUM* bn = nullptr;
@@ -204,14 +243,25 @@ NTSTATUS ImportRsaKey(AsymmetricKey& key, LPCWSTR blobType, const unsigned char*
   if (header.cbPublicExp == 0 || header.cbModulus != ModulusBytes(header.BitLength) || header.BitLength < 512 ||
       header.BitLength > 16384)
     return STATUS_INVALID_PARAMETER;
+  const bool isPrivate = header.Magic != BCRYPT_RSAPUBLIC_MAGIC;
+  // The bytes a public key is made of; the same bytes checked out before, and give the same key.
+  const std::size_t used = static_cast<std::size_t>(ExpectedSize(header));
+  if (!isPrivate) {
+    if (PkeyPtr recent = t_recentPublicKeys.Find(blob, used)) {
+      key.pkey = std::move(recent);
+      key.bits = header.BitLength;
+      key.hasPrivate = false;
+      return STATUS_SUCCESS;
+    }
+  }
   RsaNumbers numbers = ReadNumbers(header, blob + kHeaderSize);
   if (!numbers.e || !numbers.n || BN_is_zero(numbers.e.get()) || !BN_is_odd(numbers.n.get()) ||
       static_cast<ULONG>(BN_num_bits(numbers.n.get())) > header.BitLength)
     return STATUS_INVALID_PARAMETER;
-  const bool isPrivate = header.Magic != BCRYPT_RSAPUBLIC_MAGIC;
   if (isPrivate && header.Magic == BCRYPT_RSAPRIVATE_MAGIC && !CompleteCrt(numbers)) return STATUS_INVALID_PARAMETER;
   key.pkey = BuildKey(numbers);
   if (!key.pkey) return STATUS_INVALID_PARAMETER;
+  if (!isPrivate) t_recentPublicKeys.Remember(blob, used, key.pkey.get());
   key.bits = header.BitLength;
   key.hasPrivate = isPrivate;
   return STATUS_SUCCESS;

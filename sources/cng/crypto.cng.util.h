@@ -1,6 +1,6 @@
 // CryptoUtil: the library's shared encoding utilities: structure decoding and encoding, string
-// conversions, date rendering, and the renderings of attribute values, key usages and general
-// names that the OID decoder builds on.
+// conversions, date rendering, the renderings of attribute values, key usages and general names
+// that the OID decoder builds on, and the data-length checks of the RSA paddings.
 //
 // Structure types. The platform's decoder takes a structure selector (X509_NAME, an extension's
 // OID) and fills an untyped buffer; here the selector is a type, and DecodeObject and
@@ -88,6 +88,11 @@ class CryptoUtil {
   // The Netscape certificate-type names of the first byte of `baData`, then "(" + that byte as
   // two lower-case hex digits + ")". Empty input gives "".
   static WString GetNetscapeCertType(const ByteArray& baData);
+  // Whether `nInputLength` bytes fit a block of `nKeyLength` bytes under the RSA padding
+  // `sPadding`: "None" exactly k bytes, "PKCS1" at most k - 11, "X_931" at most k - 12, "OAEP" at
+  // most k - 41 (all in unsigned 32-bit arithmetic). A false answer is logged with the limit; a
+  // padding name outside the four throws CRYPTO_BAD_PARAM ("Unknown padding type").
+  static bool IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength, std::uint32_t nKeyLength);
   // A new general name (owned by the caller) for one alternative-name entry. Fails with
   // CRYPTO_BAD_PARAM for a null entry, CRYPTO_NOT_IMPLEMENTED for X.400 addresses and EDI party
   // names, and "Unknown type: <choice>" for a choice outside 1..9.

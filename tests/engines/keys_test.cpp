@@ -62,7 +62,7 @@ TEST(KeyFactory, RawGivesASecretKeyOfAClonedAlgorithm) {
 
 TEST(KeyFactory, RefusesUnknownFormatsAndNullAlgorithms) {
   const auto algorithm = Algorithm(L"AES");
-  for (const wchar_t* format : {L"raw", L"X509", L""}) {
+  for (const wchar_t* format : {L"raw", L"x509", L""}) {
     const auto e = Thrown([&] { delete IKey::Create(algorithm.get(), format, Text("k")); });
     ASSERT_TRUE(e);
     EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);

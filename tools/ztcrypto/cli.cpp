@@ -1,5 +1,6 @@
 #include "cli.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
@@ -120,6 +121,36 @@ ByteArray ReadInput(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) throw ToolError("cannot read " + path);
   return ByteArray(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+bool FromPem(const ByteArray& text, const std::string& label, ByteArray* der) {
+  const std::string content(text.begin(), text.end());
+  const std::string begin = "-----BEGIN " + label + "-----", end = "-----END " + label + "-----";
+  const std::size_t start = content.find(begin);
+  const std::size_t stop = start == std::string::npos ? start : content.find(end, start);
+  if (stop == std::string::npos) return false;
+  // Base64 (RFC 4648) of the lines between the markers; line breaks and blanks are skipped.
+  static const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  der->clear();
+  std::uint32_t bits = 0;
+  int count = 0;
+  bool padded = false;
+  for (std::size_t i = start + begin.size(); i < stop; ++i) {
+    const char c = content[i];
+    if (std::isspace(static_cast<unsigned char>(c))) continue;
+    if (c == '=') {
+      padded = true;
+      continue;
+    }
+    const std::size_t value = kAlphabet.find(c);
+    if (value == std::string::npos || padded) throw ToolError(label + ": bad base64");
+    bits = bits << 6 | static_cast<std::uint32_t>(value);
+    if ((count += 6) >= 8) {
+      count -= 8;
+      der->push_back(static_cast<unsigned char>(bits >> count));
+    }
+  }
+  return true;
 }
 
 void PrintLine(const std::string& line) { std::cout << line << '\n'; }

@@ -42,6 +42,7 @@ std::span<const Command> DigestCommands();
 std::span<const Command> KeyCommands();
 std::span<const Command> RandomCommands();
 std::span<const Command> NameCommands();
+std::span<const Command> SignatureCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a
@@ -73,6 +74,10 @@ std::uint64_t ParseCount(const std::string& text, const char* what);
 
 // The whole content of a file, or of standard input for "-".
 ByteArray ReadInput(const std::string& path);
+
+// The DER of the first PEM block "-----BEGIN <label>-----" in `text`; false when there is none.
+// A block whose base64 does not decode is a tool error.
+bool FromPem(const ByteArray& text, const std::string& label, ByteArray* der);
 
 // Writes one line (UTF-8) to standard output.
 void PrintLine(const std::string& line);

@@ -28,6 +28,7 @@ constexpr Family kFamilies[] = {
     KeyCommands,
     RandomCommands,
     NameCommands,
+    SignatureCommands,
 };
 
 const Command* FindCommand(const std::string& name) {

@@ -1,0 +1,114 @@
+// libFuzzer target over key import and the RSA padding decoders. The first byte chooses what
+// the rest of the input is fed to:
+//   0 IKey::Create "X509"    1 IKey::Create "PKCS8"    2 IKey::Create "MSPrivateKeyBlob"
+//   3 PKCS #1 type 2 decode  4 OAEP decode (empty label)  5 X9.31 decode
+// Decoders get a key length k equal to the block's length, so the layouts are fully checked.
+// Oracles:
+// - an imported key's encoding imports again to a key with the same encoding (for a private-key
+//   blob: the same numbers, through its PKCS #8 encoding);
+// - a decoded message is where the layout puts it: the tail of a PKCS #1 block after at least
+//   eight padding bytes, the bytes before the last two of an X9.31 block, and no longer than
+//   k - 43 bytes for OAEP (its separator search starts past the hash and the byte after it).
+// The library's failures are CCryptoException pointers, deleted here; anything else escapes and
+// is a finding, as is any read outside the input (the sanitizers).
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "zt/crypto.h"
+
+namespace {
+
+using namespace ZT::Framework;
+
+void Require(bool condition) {
+  if (!condition) std::abort();
+}
+
+template <class Call>
+bool Succeeds(Call&& call) {
+  try {
+    call();
+    return true;
+  } catch (CCryptoException* e) {
+    delete e;
+    return false;
+  }
+}
+
+const IAlgorithm& Rsa() {
+  static const std::unique_ptr<IAlgorithm> algorithm = [] {
+    const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
+    return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(L"RSA", parameters.get()));
+  }();
+  return *algorithm;
+}
+
+std::unique_ptr<IKey> Import(const wchar_t* format, const ByteArray& bytes) {
+  std::unique_ptr<IKey> key;
+  Succeeds([&] { key.reset(IKey::Create(const_cast<IAlgorithm*>(&Rsa()), format, bytes)); });
+  return key;
+}
+
+void ImportKey(const wchar_t* format, const ByteArray& bytes) {
+  const std::unique_ptr<IKey> key = Import(format, bytes);
+  if (!key) return;
+  const ByteArray encoded = key->GetEncoded();
+  const std::unique_ptr<IKey> again = Import(key->GetFormat().c_str(), encoded);
+  Require(again != nullptr && again->GetEncoded() == encoded);
+  if (auto* rsa = dynamic_cast<IRSAPrivateCRTKey*>(key.get())) {
+    auto* other = dynamic_cast<IRSAPrivateCRTKey*>(again.get());
+    Require(other != nullptr && other->GetPrivateExponent() == rsa->GetPrivateExponent() &&
+            other->GetCrtCoefficient() == rsa->GetCrtCoefficient());
+  }
+}
+
+void DecodeBlock(unsigned char selector, const ByteArray& block) {
+  const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
+  map->SetPkcs1OperationMode(1);
+  map->SetOAEPEncodingParamMode(ByteArray());
+  map->SetHashAlgoPaddingMode(0x34);
+  const wchar_t* name = selector == 3 ? L"PKCS1" : selector == 4 ? L"OAEP" : L"X_931";
+  const auto k = static_cast<unsigned int>(block.size());
+  const std::unique_ptr<IPadding> padding(IPadding::Create(name, k, map.get()));
+  ByteArray message;
+  bool decoded = false;
+  Require(Succeeds([&] { decoded = padding->DecodeData(block, message); }));
+  if (!decoded) return;
+  switch (selector) {
+    case 3:
+      Require(message.size() + 11 <= k && std::equal(message.begin(), message.end(), block.end() - message.size()));
+      break;
+    case 4:
+      Require(message.size() + 43 <= k);
+      break;
+    default:
+      // A separator in the last two bytes leaves no message.
+      Require(message.empty() ||
+              (message.size() + 14 <= k && std::equal(message.begin(), message.end(), block.end() - 2 - message.size())));
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const unsigned char selector = data[0] % 6;
+  const ByteArray rest(data + 1, data + size);
+  switch (selector) {
+    case 0:
+      ImportKey(L"X509", rest);
+      break;
+    case 1:
+      ImportKey(L"PKCS8", rest);
+      break;
+    case 2:
+      ImportKey(L"MSPrivateKeyBlob", rest);
+      break;
+    default:
+      DecodeBlock(selector, rest);
+  }
+  return 0;
+}

@@ -1,0 +1,56 @@
+// RSA signature verification: the raw public operation on the signature, compared with the
+// library's own encoding of the caller's data.
+#pragma once
+
+#include <cstdint>
+
+#include "cng/crypto.cng.engine.h"
+#include "common/crypto.asn1.keys.h"
+#include "zt/signature.h"
+
+namespace ZT::Framework {
+
+class CCNGRSAPublicKey;
+
+inline constexpr EngineTrace kCCNGRSASignatureTrace = ZT_ENGINE_TRACE(CCNGRSASignature);
+
+class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatureTrace> {
+ public:
+  using AlgorithmEngine::AlgorithmEngine;
+
+  void Init(IPublicKey* pPublicKey) override;
+  void Init(IPrivateKey* pPrivateKey) override;
+  void Sign(ByteArray& baSignature) override;
+  void Sign(const ByteArray& baInput, ByteArray& baSignature) override;
+  void Update(const ByteArray& baInput) override;
+  bool Verify(const ByteArray& baSignature) override;
+  bool Verify(const ByteArray& baInput, const ByteArray& baSignature) override;
+
+ private:
+  enum class Operation { None, Sign, Verify };
+
+  // The start of an Init: CRYPTO_ILLEGAL_STATE when already initialised; else `operation` with
+  // an empty buffer.
+  void Start(const FunctionTrace& fn, Operation operation);
+  // The state check of Sign and Verify: CRYPTO_ILLEGAL_STATE when not initialised,
+  // CRYPTO_BAD_PARAM ("Invalid operation") when initialised for the other operation.
+  void RequireOperation(const FunctionTrace& fn, Operation operation) const;
+  // "CryptoParameterPadding", "None" when absent.
+  WString ReadPadding(const FunctionTrace& fn) const;
+  // The key of Init, which must be this library's RSA public key.
+  const CCNGRSAPublicKey& RequireRsaPublicKey(const FunctionTrace& fn) const;
+  // EM: the raw public operation on the signature, on CNG or CryptoAPI; `*k` gets the key length.
+  ByteArray RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
+                                  const ByteArray& baSignature, std::uint32_t* k) const;
+  // The k-byte encoding of the buffered data under `padding`.
+  ByteArray ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const;
+  ByteArray EncodeWith(const FunctionTrace& fn, const wchar_t* scheme, std::uint32_t k) const;
+
+  bool m_bInitialized = false;
+  Operation m_operation = Operation::None;
+  ByteArray m_baData;                    // everything given since Init
+  IPublicKey* m_pPublicKey = nullptr;    // the key of Init, not owned
+  IPrivateKey* m_pPrivateKey = nullptr;  // likewise, for the signing that is not available
+};
+
+}  // namespace ZT::Framework

@@ -1,0 +1,125 @@
+#include "cng/crypto.cng.util.keys.h"
+
+#include <algorithm>
+
+namespace ZT::Framework {
+
+namespace {
+
+// The published layouts are little-endian; they are read and written byte by byte so that the
+// code does not depend on the host's order.
+std::uint32_t ReadLittleEndian32(const std::uint8_t* p) {
+  return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
+}
+
+template <class Structure>
+void Append(ByteArray& out, const Structure& structure) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(&structure);
+  out.insert(out.end(), bytes, bytes + sizeof(structure));
+}
+
+}  // namespace
+
+ByteArray Magnitude(Der::Bytes bigEndian) {
+  const auto first = std::find_if(bigEndian.begin(), bigEndian.end(), [](std::uint8_t b) { return b != 0; });
+  return ByteArray(first, bigEndian.end());
+}
+
+namespace Structure {
+
+bool CngRsaPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
+  RsaPublicKeyNumbers key;
+  if (!RsaPublicKey::Decode(der, &key)) return false;
+  const auto cbModulus = static_cast<ULONG>(key.modulus.size());
+  const BCRYPT_RSAKEY_BLOB header{
+      BCRYPT_RSAPUBLIC_MAGIC, cbModulus * 8, static_cast<ULONG>(key.publicExponent.size()), cbModulus, 0, 0};
+  out->clear();
+  Append(*out, header);
+  out->insert(out->end(), key.publicExponent.begin(), key.publicExponent.end());
+  out->insert(out->end(), key.modulus.begin(), key.modulus.end());
+  return true;
+}
+
+bool RsaCspPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
+  RsaPublicKeyNumbers key;
+  if (!RsaPublicKey::Decode(der, &key) || key.publicExponent.size() > sizeof(DWORD)) return false;
+  DWORD pubexp = 0;
+  for (unsigned char byte : key.publicExponent) pubexp = pubexp << 8 | byte;
+  const BLOBHEADER header{PUBLICKEYBLOB, CUR_BLOB_VERSION, 0, CALG_RSA_KEYX};
+  const RSAPUBKEY rsa{BCRYPT_RSAPUBLIC_MAGIC, static_cast<DWORD>(key.modulus.size() * 8), pubexp};
+  out->clear();
+  Append(*out, header);
+  Append(*out, rsa);
+  out->insert(out->end(), key.modulus.rbegin(), key.modulus.rend());
+  return true;
+}
+
+}  // namespace Structure
+
+bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out) {
+  constexpr std::size_t kHeaderSize = sizeof(BLOBHEADER) + sizeof(RSAPUBKEY);
+  if (blob.size() < kHeaderSize) return false;
+  const std::uint8_t* p = blob.data();
+  const std::uint32_t aiKeyAlg = ReadLittleEndian32(p + 4);
+  if (p[0] != PRIVATEKEYBLOB || p[1] != CUR_BLOB_VERSION || p[2] != 0 || p[3] != 0 ||
+      (aiKeyAlg != CALG_RSA_KEYX && aiKeyAlg != CALG_RSA_SIGN))
+    return false;
+  const std::uint32_t magic = ReadLittleEndian32(p + 8);
+  const std::uint32_t bitlen = ReadLittleEndian32(p + 12);
+  const std::uint32_t pubexp = ReadLittleEndian32(p + 16);
+  if (magic != BCRYPT_RSAPRIVATE_MAGIC || bitlen == 0 || bitlen % 16 != 0 || pubexp == 0) return false;
+  const std::size_t full = bitlen / 8;
+  const std::size_t half = bitlen / 16;
+  if (blob.size() != kHeaderSize + 2 * full + 5 * half) return false;
+
+  std::size_t at = kHeaderSize;
+  // Each number little-endian as stored; its magnitude big-endian, as the key classes keep them.
+  const auto take = [&](std::size_t size, ByteArray* number) {
+    ByteArray bigEndian(blob.begin() + at, blob.begin() + at + size);
+    std::reverse(bigEndian.begin(), bigEndian.end());
+    at += size;
+    *number = Magnitude(bigEndian);
+    return !number->empty();
+  };
+  ByteArray exponent;
+  for (int shift = 24; shift >= 0; shift -= 8) exponent.push_back(static_cast<unsigned char>(pubexp >> shift));
+  out->publicExponent = Magnitude(exponent);
+  return take(full, &out->modulus) && take(half, &out->prime1) && take(half, &out->prime2) &&
+         take(half, &out->exponent1) && take(half, &out->exponent2) && take(half, &out->coefficient) &&
+         take(full, &out->privateExponent);
+}
+
+void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure, CCryptoException* caught,
+                                   SourceLine where) {
+  const WString message = WString(L"CryptDecodeObjectEx(") + structure + L") failed!";
+  fn.Error(L"Error 0x%x returned by CryptDecodeObjectEx(%s)", CRYPT_E_ASN1_CORRUPT, structure);
+  throw NewCryptoException(where, message, CRYPTO_INTERNAL_ERROR, caught);
+}
+
+bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength,
+                                           std::uint32_t nKeyLength) {
+  const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
+  return fn.Run([&] {
+    if (sPadding == L"None") {
+      if (nInputLength == nKeyLength) return true;
+      fn.Error(L"Data Length is invalid (%u != %u)", nInputLength, nKeyLength);
+      return false;
+    }
+    // The bytes each padding adds to the message at the least.
+    struct Overhead {
+      const wchar_t* padding;
+      std::uint32_t bytes;
+    };
+    constexpr Overhead kOverheads[] = {{L"PKCS1", 11}, {L"X_931", 12}, {L"OAEP", 41}};
+    for (const Overhead& overhead : kOverheads) {
+      if (sPadding != overhead.padding) continue;
+      const std::uint32_t limit = nKeyLength - overhead.bytes;
+      if (nInputLength <= limit) return true;
+      fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
+      return false;
+    }
+    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
+  });
+}
+
+}  // namespace ZT::Framework

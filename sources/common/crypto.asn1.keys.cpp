@@ -1,0 +1,130 @@
+#include "common/crypto.asn1.keys.h"
+
+#include "common/crypto.der.writer.h"
+
+namespace ZT::Framework::Structure {
+
+namespace {
+
+ByteArray Copy(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
+
+// AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
+bool ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out) {
+  Der::Reader seq;
+  Der::Bytes oid;
+  if (!in.Read(Der::kSequence, &seq) || !seq.ReadOid(&oid) || !Der::OidToText(oid, &out->pszObjId)) return false;
+  if (seq.Empty()) return true;
+  Der::Tag tag;
+  Der::Bytes parameters;
+  if (!seq.ReadAnyElement(&tag, &parameters) || !seq.Empty()) return false;
+  out->Parameters = Copy(parameters);
+  return true;
+}
+
+void WriteAlgorithmIdentifier(Der::Writer& w, const CRYPT_ALGORITHM_IDENTIFIER& in) {
+  w.Nest(Der::kSequence, [&] {
+    w.AddOid(in.pszObjId);
+    if (!in.Parameters.empty()) w.AddRaw(in.Parameters);
+  });
+}
+
+// A positive INTEGER as its magnitude (an RSA number: zero is no modulus, exponent or prime).
+bool ReadPositive(Der::Reader& in, ByteArray* out) {
+  Der::Bytes magnitude;
+  if (!in.ReadUnsignedInteger(&magnitude) || (magnitude.size() == 1 && magnitude[0] == 0)) return false;
+  *out = Copy(magnitude);
+  return true;
+}
+
+template <std::size_t N>
+bool ReadPositives(Der::Reader& in, ByteArray* const (&numbers)[N]) {
+  for (ByteArray* number : numbers)
+    if (!ReadPositive(in, number)) return false;
+  return true;
+}
+
+}  // namespace
+
+bool X509PublicKeyInfo::Decode(Der::Bytes der, Decoded* out) {
+  Der::Reader seq;
+  Der::BitString bits;
+  if (!Der::ReadWhole(der, Der::kSequence, &seq) || !ReadAlgorithmIdentifier(seq, &out->Algorithm) ||
+      !seq.ReadBitString(&bits) || !seq.Empty())
+    return false;
+  out->PublicKey.pbData = Copy(bits.bytes);
+  out->PublicKey.cUnusedBits = bits.unusedBits;
+  return true;
+}
+
+bool X509PublicKeyInfo::Encode(const Decoded& in, ByteArray* der) {
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    WriteAlgorithmIdentifier(w, in.Algorithm);
+    w.AddBitString(in.PublicKey.pbData, in.PublicKey.cUnusedBits);
+  });
+  return w.Finish(der);
+}
+
+bool PrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
+  Der::Reader seq;
+  Der::Bytes privateKey;
+  std::uint64_t version = 0;
+  if (!Der::ReadWhole(der, Der::kSequence, &seq) || !seq.ReadUint64(&version) || version != 0 ||
+      !ReadAlgorithmIdentifier(seq, &out->Algorithm) || !seq.ReadOctetString(&privateKey))
+    return false;
+  Der::Bytes attributes;
+  if (seq.Peek(Der::ContextTag(0, true)) && !seq.ReadElement(Der::ContextTag(0, true), &attributes)) return false;
+  if (!seq.Empty()) return false;
+  out->Version = 0;
+  out->PrivateKey = Copy(privateKey);
+  out->Attributes = Copy(attributes);
+  return true;
+}
+
+bool PrivateKeyInfo::Encode(const Decoded& in, ByteArray* der) {
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    w.AddUint64(in.Version);
+    WriteAlgorithmIdentifier(w, in.Algorithm);
+    w.AddOctetString(in.PrivateKey);
+    if (!in.Attributes.empty()) w.AddRaw(in.Attributes);
+  });
+  return w.Finish(der);
+}
+
+bool RsaPublicKey::Decode(Der::Bytes der, Decoded* out) {
+  Der::Reader seq;
+  return Der::ReadWhole(der, Der::kSequence, &seq) && ReadPositives(seq, {&out->modulus, &out->publicExponent}) &&
+         seq.Empty();
+}
+
+bool RsaPublicKey::Encode(const Decoded& in, ByteArray* der) {
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    w.AddUnsignedInteger(in.modulus);
+    w.AddUnsignedInteger(in.publicExponent);
+  });
+  return w.Finish(der);
+}
+
+bool RsaPrivateKey::Decode(Der::Bytes der, Decoded* out) {
+  Der::Reader seq;
+  std::uint64_t version = 0;
+  return Der::ReadWhole(der, Der::kSequence, &seq) && seq.ReadUint64(&version) && version == 0 &&
+         ReadPositives(seq, {&out->modulus, &out->publicExponent, &out->privateExponent, &out->prime1, &out->prime2,
+                             &out->exponent1, &out->exponent2, &out->coefficient}) &&
+         seq.Empty();
+}
+
+bool RsaPrivateKey::Encode(const Decoded& in, ByteArray* der) {
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    w.AddUint64(0);
+    for (const ByteArray* number : {&in.modulus, &in.publicExponent, &in.privateExponent, &in.prime1, &in.prime2,
+                                    &in.exponent1, &in.exponent2, &in.coefficient})
+      w.AddUnsignedInteger(*number);
+  });
+  return w.Finish(der);
+}
+
+}  // namespace ZT::Framework::Structure

@@ -1,0 +1,100 @@
+// The decoded structures of keys, shaped as the platform's certificate services publish them
+// (CERT_PUBLIC_KEY_INFO, CRYPT_PRIVATE_KEY_INFO), the numbers of PKCS #1 RSA keys, and their
+// structure types for CryptoUtil::DecodeObject and EncodeObject (see cng/crypto.cng.util.h).
+// Every decoder is strict: exactly one DER element, nothing after it, and any tag, length or
+// value error fails the whole decode.
+#pragma once
+
+#include <string>
+
+#include "common/crypto.asn1.types.h"
+#include "common/crypto.der.h"
+
+#ifndef szOID_RSA_RSA
+#define szOID_RSA_RSA "1.2.840.113549.1.1.1"
+#endif
+
+namespace ZT::Framework {
+
+// AlgorithmIdentifier: the OID in dotted text and the parameters as their whole DER element
+// (05 00 for NULL; empty when the field is absent).
+struct CRYPT_ALGORITHM_IDENTIFIER {
+  std::string pszObjId;
+  CRYPT_OBJID_BLOB Parameters;
+};
+
+// SubjectPublicKeyInfo.
+struct CERT_PUBLIC_KEY_INFO {
+  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
+  CRYPT_BIT_BLOB PublicKey;
+};
+
+// PKCS #8 PrivateKeyInfo (version 0): the private key is the DER of the algorithm's own key
+// structure (an RSAPrivateKey for rsaEncryption).
+struct CRYPT_PRIVATE_KEY_INFO {
+  std::uint32_t Version = 0;
+  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
+  ByteArray PrivateKey;
+  CRYPT_OBJID_BLOB Attributes;  // the [0] element as read; empty when absent
+};
+
+// The numbers of a PKCS #1 RSAPublicKey, big-endian, without leading zero bytes.
+struct RsaPublicKeyNumbers {
+  ByteArray modulus;
+  ByteArray publicExponent;
+};
+
+// The numbers of a PKCS #1 RSAPrivateKey (two primes), big-endian, without leading zero bytes.
+struct RsaPrivateKeyNumbers {
+  ByteArray modulus;
+  ByteArray publicExponent;
+  ByteArray privateExponent;
+  ByteArray prime1;
+  ByteArray prime2;
+  ByteArray exponent1;    // d mod (p - 1)
+  ByteArray exponent2;    // d mod (q - 1)
+  ByteArray coefficient;  // q^-1 mod p
+};
+
+namespace Structure {
+
+// SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT STRING }
+struct X509PublicKeyInfo {
+  using Decoded = CERT_PUBLIC_KEY_INFO;
+  static constexpr const wchar_t* kName = L"X509_PUBLIC_KEY_INFO";
+  static bool Decode(Der::Bytes der, Decoded* out);
+  static bool Encode(const Decoded& in, ByteArray* der);
+};
+
+// PrivateKeyInfo ::= SEQUENCE { version INTEGER (0), privateKeyAlgorithm AlgorithmIdentifier,
+//                               privateKey OCTET STRING, attributes [0] IMPLICIT SET OF OPTIONAL }
+struct PrivateKeyInfo {
+  using Decoded = CRYPT_PRIVATE_KEY_INFO;
+  static constexpr const wchar_t* kName = L"PKCS_PRIVATE_KEY_INFO";
+  static bool Decode(Der::Bytes der, Decoded* out);
+  static bool Encode(const Decoded& in, ByteArray* der);
+};
+
+// RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }, both positive. The
+// platform decodes it straight into its key blobs (see the blob types of crypto.cng.util.keys.h);
+// this is the form both are built from.
+struct RsaPublicKey {
+  using Decoded = RsaPublicKeyNumbers;
+  static constexpr const wchar_t* kName = L"RSA_PUBLIC_KEY";
+  static bool Decode(Der::Bytes der, Decoded* out);
+  static bool Encode(const Decoded& in, ByteArray* der);
+};
+
+// RSAPrivateKey ::= SEQUENCE { version INTEGER (0), modulus, publicExponent, privateExponent,
+// prime1, prime2, exponent1, exponent2, coefficient INTEGER }, all positive. Multi-prime keys
+// (version 1) are refused.
+struct RsaPrivateKey {
+  using Decoded = RsaPrivateKeyNumbers;
+  static constexpr const wchar_t* kName = L"PKCS_RSA_PRIVATE_KEY";
+  static bool Decode(Der::Bytes der, Decoded* out);
+  static bool Encode(const Decoded& in, ByteArray* der);
+};
+
+}  // namespace Structure
+
+}  // namespace ZT::Framework

@@ -1,0 +1,68 @@
+#include "common/crypto.padding.h"
+
+#include <memory>
+
+#include "zt/digest.h"
+#include "zt/random.h"
+
+namespace ZT::Framework {
+
+IPadding::IPadding() = default;
+IPadding::IPadding(const IPadding&) = default;
+IPadding& IPadding::operator=(const IPadding&) = default;
+IPadding::~IPadding() = default;
+
+namespace Padding {
+
+namespace {
+
+std::unique_ptr<IAlgorithm> AlgorithmNamed(const wchar_t* friendlyName) {
+  const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
+  return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(friendlyName, parameters.get()));
+}
+
+}  // namespace
+
+void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit) {
+  if (mLen > limit)
+    fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)", mLen,
+             shownLimit);
+}
+
+std::uint32_t FillLength(const FunctionTrace& fn, std::uint32_t k, std::uint32_t used) {
+  if (used > k) fn.Raise(CRYPTO_INTERNAL_ERROR, L"Error : No memory");
+  return k - used;
+}
+
+ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength) {
+  return fn.Wrap(L"GenerateRandom failed", [&] {
+    const auto algorithm = AlgorithmNamed(L"FIPS186DSARNG");
+    const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
+    const std::unique_ptr<RandomGenerator> generator(RandomGenerator::Create(algorithm.get(), map.get()));
+    ByteArray random;
+    generator->GenerateRandom(nLength, random);
+    return random;
+  });
+}
+
+ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data) {
+  return fn.Wrap(L"Digest failed", [&] {
+    const auto algorithm = AlgorithmNamed(L"SHA1");
+    const std::unique_ptr<MessageDigest> digest(MessageDigest::Create(algorithm.get(), nullptr));
+    ByteArray hash;
+    digest->Digest(data, hash);
+    return hash;
+  });
+}
+
+void LogStep(const FunctionTrace& fn, const wchar_t* text) {
+  nqlogLog(kTraceCategory, NQLOG_WARNING, L"%s %s", fn.Name(), text);
+}
+
+void LogDecodeError(const FunctionTrace& fn, const wchar_t* text) {
+  nqlogLog(kTraceCategory, NQLOG_ERROR, L"%s: %s", fn.Name(), text);
+}
+
+}  // namespace Padding
+
+}  // namespace ZT::Framework

@@ -1,0 +1,358 @@
+// RSA key objects and their import: round trips against keys made by the openssl tool, refusals,
+// and the key structures handed to the platform, built here byte by byte.
+#include <string>
+#include <vector>
+
+#include "cng/crypto.cng.rsakeys.h"
+#include "cng/crypto.cng.util.keys.h"
+#include "common/crypto.der.writer.h"
+#include "rsa_test_util.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace rsatest;
+using zttest::LogCapture;
+
+struct Numbers {
+  ByteArray n = HexFixture("rsa2048.n.hex"), e = HexFixture("rsa2048.e.hex"), d = HexFixture("rsa2048.d.hex"),
+            p = HexFixture("rsa2048.p.hex"), q = HexFixture("rsa2048.q.hex"), dp = HexFixture("rsa2048.dp.hex"),
+            dq = HexFixture("rsa2048.dq.hex"), qinv = HexFixture("rsa2048.qinv.hex");
+};
+
+// asn1parse prints an INTEGER's magnitude; a leading zero digit pair would be a sign octet.
+ByteArray Magnitude(ByteArray bytes) {
+  while (!bytes.empty() && bytes.front() == 0) bytes.erase(bytes.begin());
+  return bytes;
+}
+
+void ExpectPrivateNumbers(const IRSAPrivateCRTKey& key, const Numbers& k) {
+  EXPECT_EQ(key.GetModulus(), Magnitude(k.n));
+  EXPECT_EQ(key.GetPublicExponent(), Magnitude(k.e));
+  EXPECT_EQ(key.GetPrivateExponent(), Magnitude(k.d));
+  EXPECT_EQ(key.GetPrimeP(), Magnitude(k.p));
+  EXPECT_EQ(key.GetPrimeQ(), Magnitude(k.q));
+  EXPECT_EQ(key.GetPrimeExponentP(), Magnitude(k.dp));
+  EXPECT_EQ(key.GetPrimeExponentQ(), Magnitude(k.dq));
+  EXPECT_EQ(key.GetCrtCoefficient(), Magnitude(k.qinv));
+}
+
+// The exception of an import, with its inner exception's message.
+struct Refusal {
+  CryptoExceptionId id;
+  std::wstring outer, inner;
+};
+Refusal Refuse(const WString& format, const ByteArray& bytes, const WString& algorithm = L"RSA") {
+  const auto e = Thrown([&] { delete IKey::Create(Algorithm(algorithm).get(), format, bytes); });
+  if (!e) return {};
+  const IException* inner = e->getInnerException();
+  return {static_cast<CryptoExceptionId>(e->getID()), std::wstring(e->getMessage()),
+          inner ? std::wstring(inner->getMessage()) : std::wstring()};
+}
+
+// The little-endian bytes of a big-endian number, zero-filled to `size`.
+ByteArray LittleEndian(ByteArray bigEndian, std::size_t size) {
+  bigEndian = Magnitude(bigEndian);
+  ByteArray out(bigEndian.rbegin(), bigEndian.rend());
+  out.resize(size, 0);
+  return out;
+}
+
+// A PRIVATEKEYBLOB built from the numbers as the published layout has it.
+ByteArray PrivateKeyBlob(const Numbers& k, unsigned char algClass = 0xa4) {
+  ByteArray blob = Hex("07020000");
+  blob.insert(blob.end(), {0x00, algClass, 0x00, 0x00});  // aiKeyAlg, little-endian
+  blob.insert(blob.end(), {'R', 'S', 'A', '2', 0x00, 0x08, 0x00, 0x00, 0x01, 0x00, 0x01, 0x00});  // 2048, 65537
+  for (const auto& [number, size] :
+       {std::pair{&k.n, 256}, {&k.p, 128}, {&k.q, 128}, {&k.dp, 128}, {&k.dq, 128}, {&k.qinv, 128}, {&k.d, 256}}) {
+    const ByteArray le = LittleEndian(*number, size);
+    blob.insert(blob.end(), le.begin(), le.end());
+  }
+  return blob;
+}
+
+// A SubjectPublicKeyInfo of `algorithmOid` with the given parameter element (none when empty).
+ByteArray SubjectPublicKeyInfo(const char* algorithmOid, const ByteArray& parameters, const ByteArray& key,
+                               unsigned unusedBits = 0) {
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    w.Nest(Der::kSequence, [&] {
+      w.AddOid(algorithmOid);
+      if (!parameters.empty()) w.AddRaw(parameters);
+    });
+    w.AddBitString(key, unusedBits);
+  });
+  ByteArray der;
+  EXPECT_TRUE(w.Finish(&der));
+  return der;
+}
+
+// ---- public keys ----------------------------------------------------------------------------
+
+TEST(RsaPublicKey, ImportsTheToolsSubjectPublicKeyInfoAndGivesItBack) {
+  const Numbers k;
+  const auto algorithm = Algorithm(L"RSA");
+  const std::unique_ptr<IKey> key(IKey::Create(algorithm.get(), L"X509", Fixture("rsa2048.pub.der")));
+  const auto* rsa = dynamic_cast<CCNGRSAPublicKey*>(key.get());
+  ASSERT_NE(rsa, nullptr);
+  EXPECT_EQ(rsa->GetModulus(), Magnitude(k.n));
+  EXPECT_EQ(rsa->GetPublicExponent(), Hex("010001"));
+  EXPECT_EQ(rsa->GetFormat(), L"X509");
+  EXPECT_EQ(rsa->GetEncoded(), Fixture("rsa2048.pub.der"));
+  EXPECT_NE(rsa->GetAlgorithm(), algorithm.get());
+  EXPECT_EQ(rsa->GetAlgorithm()->GetFriendlyName(), L"RSA");
+
+  const auto small = ImportKey(L"X509", Fixture("rsa1024e3.pub.der"));
+  EXPECT_EQ(dynamic_cast<IRSAPublicKey&>(*small).GetPublicExponent(), Hex("03"));
+  EXPECT_EQ(small->GetEncoded(), Fixture("rsa1024e3.pub.der"));
+}
+
+TEST(RsaPublicKey, CreateFromNumbersEncodesAsTheToolDoes) {
+  const Numbers k;
+  // Leading zero bytes are no part of a number.
+  ByteArray paddedModulus = Magnitude(k.n);
+  paddedModulus.insert(paddedModulus.begin(), 2, 0x00);
+  const std::unique_ptr<IRSAPublicKey> key(IRSAPublicKey::Create(paddedModulus, Hex("00010001")));
+  EXPECT_EQ(key->GetModulus(), Magnitude(k.n));
+  EXPECT_EQ(key->GetPublicExponent(), Hex("010001"));
+  EXPECT_EQ(key->GetEncoded(), Fixture("rsa2048.pub.der"));
+  EXPECT_EQ(key->GetAlgorithm()->GetOID(), L"1.2.840.113549.1.1.1");
+
+  const std::unique_ptr<IKey> clone(key->Clone());
+  EXPECT_NE(clone->GetAlgorithm(), key->GetAlgorithm());
+  EXPECT_EQ(clone->GetEncoded(), key->GetEncoded());
+
+  for (const auto& [modulus, exponent, name] :
+       {std::tuple{ByteArray{}, Hex("03"), L"baModulus"}, std::tuple{Hex("0000"), Hex("03"), L"baModulus"},
+        std::tuple{Magnitude(k.n), Hex("00"), L"baPublicExponent"}}) {
+    const auto e = Thrown([&] { delete IRSAPublicKey::Create(modulus, exponent); });
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+    EXPECT_EQ(e->getMessage(), WString(name) + L" should not be empty");
+  }
+}
+
+TEST(RsaPublicKey, RefusesWhatIsNotAnRsaSubjectPublicKeyInfo) {
+  const ByteArray spki = Fixture("rsa2048.pub.der");
+  const ByteArray rsaPublicKey = Fixture("rsa2048.rsapub.der");
+  ByteArray trailing = spki;
+  trailing.push_back(0x00);
+  const ByteArray truncated(spki.begin(), spki.end() - 1);
+
+  struct Case {
+    const char* what;
+    ByteArray bytes;
+    WString algorithm;
+    CryptoExceptionId id;
+    const wchar_t* inner;
+  };
+  const Case cases[] = {
+      {"EC key", Fixture("ec256.pub.der"), L"RSA", CRYPTO_NOT_SUPPORTED, L"Only RSA keys are supported"},
+      {"RSA-PSS key", SubjectPublicKeyInfo("1.2.840.113549.1.1.10", {}, rsaPublicKey), L"RSA", CRYPTO_NOT_SUPPORTED,
+       L"Only RSA keys are supported"},
+      {"algorithm not RSA", spki, L"AES", CRYPTO_NOT_SUPPORTED, L"Only RSA keys are supported"},
+      {"trailing byte", trailing, L"RSA", CRYPTO_BAD_PARAM, L"Error decoding the blob (0x80093103)"},
+      {"truncated", truncated, L"RSA", CRYPTO_BAD_PARAM, L"Error decoding the blob (0x80093103)"},
+      {"a bare RSAPublicKey", rsaPublicKey, L"RSA", CRYPTO_BAD_PARAM, L"Error decoding the blob (0x80093103)"},
+      {"PKCS #8", Fixture("rsa2048.pkcs8.der"), L"RSA", CRYPTO_BAD_PARAM, L"Error decoding the blob (0x80093103)"},
+      {"parameters not NULL", SubjectPublicKeyInfo(szOID_RSA_RSA, Hex("0403010203"), rsaPublicKey), L"RSA",
+       CRYPTO_BAD_PARAM, L"Invalid rsaEncryption parameters"},
+      {"key bits not whole bytes", SubjectPublicKeyInfo(szOID_RSA_RSA, Hex("0500"), rsaPublicKey, 1), L"RSA",
+       CRYPTO_BAD_PARAM, L"The public key is not a whole number of bytes"},
+      {"negative modulus", SubjectPublicKeyInfo(szOID_RSA_RSA, Hex("0500"), Hex("300602018102010f")), L"RSA",
+       CRYPTO_BAD_PARAM, L"Error decoding the blob (0x80093103)"},
+      {"zero exponent", SubjectPublicKeyInfo(szOID_RSA_RSA, Hex("0500"), Hex("300602017f020100")), L"RSA",
+       CRYPTO_BAD_PARAM, L"Error decoding the blob (0x80093103)"},
+  };
+  for (const Case& c : cases) {
+    const Refusal r = Refuse(L"X509", c.bytes, c.algorithm);
+    EXPECT_EQ(r.id, c.id) << c.what;
+    EXPECT_EQ(r.outer, L"new CCNGRSAPublicKey() failed") << c.what;
+    EXPECT_EQ(r.inner, c.inner) << c.what;
+  }
+  // Parameters left out, as some encoders do, read as NULL.
+  const auto key = ImportKey(L"X509", SubjectPublicKeyInfo(szOID_RSA_RSA, {}, rsaPublicKey));
+  EXPECT_EQ(key->GetEncoded(), spki);
+}
+
+TEST(RsaPublicKey, TracesItsAlgorithmAndTheWrappedRefusal) {
+  const auto key = ImportKey(L"X509", Fixture("rsa2048.pub.der"));
+  {
+    LogCapture capture(NQLOG_DATA);
+    const IAlgorithm* algorithm = key->GetAlgorithm();
+    EXPECT_EQ(capture.At(NQLOG_DATA), std::vector<std::wstring>{L"CCNGRSAPublicKey::GetAlgorithm : m_pAlgorithm=" +
+                                                                zttest::AddressText(algorithm)});
+  }
+  LogCapture capture(NQLOG_ERROR);
+  Refuse(L"X509", Fixture("ec256.pub.der"));
+  EXPECT_EQ(capture.At(NQLOG_ERROR), (std::vector<std::wstring>{
+                                         L"CCNGRSAPublicKey::Import : Unsupported key algorithm: 1.2.840.10045.2.1",
+                                         L"IKey::Create : new CCNGRSAPublicKey() failed",
+                                     }));
+}
+
+// ---- private keys ---------------------------------------------------------------------------
+
+TEST(RsaPrivateKey, ImportsPkcs8AndGivesItBack) {
+  const auto key = ImportKey(L"PKCS8", Fixture("rsa2048.pkcs8.der"));
+  const auto* rsa = dynamic_cast<IRSAPrivateCRTKey*>(key.get());
+  ASSERT_NE(rsa, nullptr);
+  ExpectPrivateNumbers(*rsa, Numbers());
+  EXPECT_EQ(rsa->GetFormat(), L"PKCS8");
+  EXPECT_EQ(rsa->GetEncoded(), Fixture("rsa2048.pkcs8.der"));
+}
+
+TEST(RsaPrivateKey, ImportsTheToolsPrivateKeyBlobAndOneBuiltHere) {
+  const Numbers k;
+  for (const ByteArray& blob : {Fixture("rsa2048.blob"), PrivateKeyBlob(k), PrivateKeyBlob(k, 0x24)}) {
+    const auto key = ImportKey(L"MSPrivateKeyBlob", blob);
+    ExpectPrivateNumbers(dynamic_cast<IRSAPrivateCRTKey&>(*key), k);
+    // The same key, whichever format it came in.
+    EXPECT_EQ(key->GetEncoded(), Fixture("rsa2048.pkcs8.der"));
+  }
+}
+
+TEST(RsaPrivateKey, CreateFromNumbersAndClone) {
+  const Numbers k;
+  std::unique_ptr<IRSAPrivateCRTKey> key(IRSAPrivateCRTKey::Create(k.n, k.e, k.d, k.p, k.q, k.dp, k.dq, k.qinv));
+  EXPECT_EQ(key->GetEncoded(), Fixture("rsa2048.pkcs8.der"));
+  const std::unique_ptr<IKey> clone(key->Clone());
+  key.reset();
+  ExpectPrivateNumbers(dynamic_cast<IRSAPrivateCRTKey&>(*clone), k);
+  const auto e = Thrown([&] { delete IRSAPrivateCRTKey::Create(k.n, k.e, k.d, k.p, Hex("00"), k.dp, k.dq, k.qinv); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getMessage(), L"baPrimeQ should not be empty");
+}
+
+TEST(RsaPrivateKey, RefusesMalformedPkcs8) {
+  const ByteArray pkcs8 = Fixture("rsa2048.pkcs8.der");
+  ByteArray trailing = pkcs8, version1 = pkcs8;
+  trailing.push_back(0x00);
+  version1[6] = 0x01;  // 30 82 LL LL 02 01 00: the version
+  const Refusal ec = Refuse(L"PKCS8", Fixture("ec256.pkcs8.der"));
+  EXPECT_EQ(ec.id, CRYPTO_NOT_SUPPORTED);
+  EXPECT_EQ(ec.inner, L"Only RSA keys are supported");
+  for (const ByteArray& bytes :
+       {trailing, version1, ByteArray(pkcs8.begin(), pkcs8.end() - 1), Fixture("rsa2048.pub.der")}) {
+    const Refusal r = Refuse(L"PKCS8", bytes);
+    EXPECT_EQ(r.id, CRYPTO_BAD_PARAM);
+    EXPECT_EQ(r.outer, L"new CCNGRSAPrivateCRTKey() failed");
+    EXPECT_EQ(r.inner, L"Error decoding the blob (0x80093103)");
+  }
+}
+
+TEST(RsaPrivateKey, RefusesMalformedPrivateKeyBlobs) {
+  const ByteArray good = PrivateKeyBlob(Numbers());
+  const auto with = [&](std::size_t at, unsigned char value) {
+    ByteArray b = good;
+    b[at] = value;
+    return b;
+  };
+  const std::pair<const char*, ByteArray> cases[] = {
+      {"PUBLICKEYBLOB type", with(0, 0x06)},
+      {"version 1", with(1, 0x01)},
+      {"reserved set", with(2, 0x01)},
+      {"CALG_AES", with(5, 0x66)},
+      {"magic RSA1", with(11, '1')},
+      {"bit length 2056", with(12, 0x08)},  // not a multiple of 16
+      {"exponent zero",
+       [&] {
+         ByteArray b = with(16, 0);
+         b[18] = 0;
+         return b;
+       }()},
+      {"one byte short", ByteArray(good.begin(), good.end() - 1)},
+      {"one byte more",
+       [&] {
+         ByteArray b = good;
+         b.push_back(0);
+         return b;
+       }()},
+      {"header only", ByteArray(good.begin(), good.begin() + 20)},
+      {"empty", ByteArray()},
+  };
+  for (const auto& [what, bytes] : cases) {
+    const Refusal r = Refuse(L"MSPrivateKeyBlob", bytes);
+    EXPECT_EQ(r.id, CRYPTO_BAD_PARAM) << what;
+    EXPECT_EQ(r.inner, L"Invalid RSA private key blob") << what;
+  }
+}
+
+TEST(RsaPrivateKey, NoTraceLineCarriesItsNumbers) {
+  const Numbers k;
+  LogCapture capture(NQLOG_DATA);
+  const auto key = ImportKey(L"PKCS8", Fixture("rsa2048.pkcs8.der"));
+  const auto& rsa = dynamic_cast<IRSAPrivateCRTKey&>(*key);
+  rsa.GetEncoded();
+  rsa.GetPrivateExponent();
+  rsa.GetPrimeP();
+  delete key->Clone();
+  ASSERT_FALSE(capture.Lines().empty());
+  for (const ByteArray* secret : {&k.d, &k.p, &k.dq}) {
+    const std::string hex = ToHex(ByteArray(secret->begin() + 1, secret->begin() + 9));
+    std::wstring spaced;  // as byte dumps print them: "ab cd ef"
+    for (std::size_t i = 0; i < hex.size(); i += 2)
+      spaced += (i ? L" " : L"") + std::wstring(hex.begin() + i, hex.begin() + i + 2);
+    for (const auto& line : capture.Lines()) {
+      EXPECT_EQ(line.text.find(std::wstring(hex.begin(), hex.end())), std::wstring::npos)
+          << std::string(line.text.begin(), line.text.end());
+      EXPECT_EQ(line.text.find(spaced), std::wstring::npos);
+    }
+  }
+}
+
+// ---- key structures for the platform --------------------------------------------------------
+
+TEST(KeyStructures, RsaPublicKeyBecomesTheBlobsOfBothPlatformPaths) {
+  const Numbers k;
+  const ByteArray n = Magnitude(k.n);
+  const ByteArray rsaPublicKey = Fixture("rsa2048.rsapub.der");
+
+  // BCRYPT_RSAKEY_BLOB: "RSA1", 2048 bits, 3 exponent bytes, 256 modulus bytes, no primes.
+  ByteArray cng =
+      Hex("52534131"
+          "00080000"
+          "03000000"
+          "00010000"
+          "00000000"
+          "00000000"
+          "010001");
+  cng.insert(cng.end(), n.begin(), n.end());
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::CngRsaPublicKeyBlob>(rsaPublicKey), cng);
+
+  // PUBLICKEYBLOB, version 2, CALG_RSA_KEYX; RSAPUBKEY "RSA1", 2048, 65537; modulus little-endian.
+  ByteArray csp =
+      Hex("06020000"
+          "00a40000"
+          "52534131"
+          "00080000"
+          "01000100");
+  csp.insert(csp.end(), n.rbegin(), n.rend());
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::RsaCspPublicKeyBlob>(rsaPublicKey), csp);
+
+  // An exponent wider than RSAPUBKEY's 32 bits has no PUBLICKEYBLOB.
+  Der::Writer w;
+  w.Nest(Der::kSequence, [&] {
+    w.AddUnsignedInteger(n);
+    w.AddUnsignedInteger(Hex("0100000001"));
+  });
+  ByteArray wideExponent;
+  ASSERT_TRUE(w.Finish(&wideExponent));
+  EXPECT_TRUE(Thrown([&] { CryptoUtil::DecodeObject<Structure::RsaCspPublicKeyBlob>(wideExponent); }));
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::CngRsaPublicKeyBlob>(wideExponent).size(), 24u + 5u + 256u);
+}
+
+TEST(KeyStructures, ADecodingForThePlatformFailsAsItsCall) {
+  const FunctionTrace fn(L"Caller::Step");
+  LogCapture capture(NQLOG_ERROR);
+  const auto e = Thrown([&] { DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, Hex("3000")); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(e->getMessage(), L"CryptDecodeObjectEx(X509_PUBLIC_KEY_INFO) failed!");
+  ASSERT_NE(Inner(e), nullptr);
+  EXPECT_EQ(Inner(e)->getMessage(), L"Error decoding the blob (0x80093103)");
+  EXPECT_EQ(capture.At(NQLOG_ERROR).back(),
+            L"Caller::Step : Error 0x80093103 returned by CryptDecodeObjectEx(X509_PUBLIC_KEY_INFO)");
+}
+
+}  // namespace
