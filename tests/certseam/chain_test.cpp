@@ -150,61 +150,52 @@ TEST(CertificateChain, EcdsaIssuersAreFollowed) {
 }
 
 // The "cdp_local" leaf names http://127.0.0.1:47391/intermediate.crl; the store has no CRL of
-// the issuing CA, so only that distribution point can decide.
-class DistributionPoint : public testing::Test {
- protected:
-  ScopedTrustStore m_store{{"root"}, {"intermediate"}, {"root.crl"}};
-  Context m_leaf = Load("cdp_local");
-
-  static std::string CrlResponse() {
-    const Bytes crl = Fixture("intermediate.crl");
-    return zttest::LocalHttpServer::OkResponse(std::string(crl.begin(), crl.end()));
-  }
-};
-
-TEST_F(DistributionPoint, AFetchedCrlDecides) {
-  const zttest::LocalHttpServer server(kCdpPort, CrlResponse());
-  if (!server.Listening()) GTEST_SKIP() << "port " << kCdpPort << " is taken";
-  const Chain chain = BuildChain(m_leaf.get());
-  ASSERT_NE(chain, nullptr);
-  EXPECT_EQ(chain->TrustStatus.dwErrorStatus, 0u);
-  EXPECT_EQ(server.Requests(), 1);
-}
-
-TEST_F(DistributionPoint, AnUnreachableOrUselessPointIsOffline) {
+// the issuing CA, so only that distribution point can decide. One test, so that no two cases
+// (which ctest may run in parallel processes) share the port at once.
+TEST(CertificateChain, RevocationByAFetchedCrlWithinTheTimeOut) {
+  const ScopedTrustStore store({"root"}, {"intermediate"}, {"root.crl"});
+  const Context leaf = Load("cdp_local");
+  ASSERT_NE(leaf, nullptr);
+  const Bytes crl = Fixture("intermediate.crl");
+  const std::string crlResponse = zttest::LocalHttpServer::OkResponse(std::string(crl.begin(), crl.end()));
   constexpr DWORD kOffline = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
   {
-    const Chain chain = BuildChain(m_leaf.get());  // nothing listens
+    SCOPED_TRACE("nothing listens");
+    const Chain chain = BuildChain(leaf.get());
     ASSERT_NE(chain, nullptr);
     EXPECT_EQ(chain->TrustStatus.dwErrorStatus, kOffline);
     EXPECT_EQ(Elements(chain)[0]->pRevocationInfo->dwRevocationResult, static_cast<DWORD>(CRYPT_E_REVOCATION_OFFLINE));
   }
   {
-    const zttest::LocalHttpServer server(kCdpPort, zttest::LocalHttpServer::OkResponse("not a CRL"));
+    SCOPED_TRACE("the CRL is served");
+    const zttest::LocalHttpServer server(kCdpPort, crlResponse);
     if (!server.Listening()) GTEST_SKIP() << "port " << kCdpPort << " is taken";
-    EXPECT_EQ(BuildChain(m_leaf.get())->TrustStatus.dwErrorStatus, kOffline);
+    EXPECT_EQ(BuildChain(leaf.get())->TrustStatus.dwErrorStatus, 0u);
+    EXPECT_EQ(server.Requests(), 1);
+    // Cache only: the point is not even asked.
+    EXPECT_EQ(BuildChain(leaf.get(), kTrustFlags | CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY)->TrustStatus.dwErrorStatus,
+              kOffline);
+    EXPECT_EQ(server.Requests(), 1);
   }
   {
-    // Cache only: the point is not even asked.
-    const zttest::LocalHttpServer server(kCdpPort, CrlResponse());
-    const Chain chain = BuildChain(m_leaf.get(), kTrustFlags | CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY);
-    EXPECT_EQ(chain->TrustStatus.dwErrorStatus, kOffline);
-    EXPECT_EQ(server.Requests(), 0);
+    SCOPED_TRACE("something else is served");
+    const zttest::LocalHttpServer server(kCdpPort, zttest::LocalHttpServer::OkResponse("not a CRL"));
+    ASSERT_TRUE(server.Listening());
+    EXPECT_EQ(BuildChain(leaf.get())->TrustStatus.dwErrorStatus, kOffline);
   }
-}
-
-TEST_F(DistributionPoint, ARetrievalThatDoesNotAnswerEndsAtTheTimeOut) {
-  const zttest::LocalHttpServer server(kCdpPort, "", zttest::LocalHttpServer::Mode::Stall);
-  if (!server.Listening()) GTEST_SKIP() << "port " << kCdpPort << " is taken";
-  const auto start = std::chrono::steady_clock::now();
-  const Chain chain = BuildChain(m_leaf.get(), kTrustFlags, 300);
-  const auto elapsed = std::chrono::steady_clock::now() - start;
-  ASSERT_NE(chain, nullptr);
-  EXPECT_EQ(chain->TrustStatus.dwErrorStatus,
-            static_cast<DWORD>(CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION));
-  EXPECT_GE(elapsed, std::chrono::milliseconds(250));
-  // Far below the 15-second default: the given time-out was used.
-  EXPECT_LT(elapsed, std::chrono::seconds(5));
+  {
+    SCOPED_TRACE("the server does not answer");
+    const zttest::LocalHttpServer server(kCdpPort, "", zttest::LocalHttpServer::Mode::Stall);
+    ASSERT_TRUE(server.Listening());
+    const auto start = std::chrono::steady_clock::now();
+    const Chain chain = BuildChain(leaf.get(), kTrustFlags, 300);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    ASSERT_NE(chain, nullptr);
+    EXPECT_EQ(chain->TrustStatus.dwErrorStatus, kOffline);
+    EXPECT_GE(elapsed, std::chrono::milliseconds(250));
+    // Far below the 15-second default: the given time-out was used.
+    EXPECT_LT(elapsed, std::chrono::seconds(5));
+  }
 }
 
 // The first certificate of the system's CA bundle that is valid now.
