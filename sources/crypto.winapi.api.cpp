@@ -3,6 +3,7 @@
 #include <memory>
 #include <string_view>
 
+#include "cng/crypto.cng.cvccertificates.h"
 #include "cng/crypto.cng.digest.h"
 #include "cng/crypto.cng.keyderivation.h"
 #include "cng/crypto.cng.keygenerator.h"
@@ -14,6 +15,7 @@
 #include "common/crypto.padding.h"
 #include "common/crypto.softkeys.h"
 #include "cng/crypto.cng.x500name.h"
+#include "cng/crypto.cng.x509certificates.h"
 #include "common/crypto.generalname.h"
 #include "framework/crypto.algorithm.h"
 #include "framework/crypto.parameters.h"
@@ -342,16 +344,20 @@ ISharedSecret* ISharedSecret::Create(const ByteArray& baSecret) {
 
 namespace {
 
-// A name factory's steps: construct through `make`, wrap a constructor's failure in `failure`,
-// and log the new object as "<factory> : <label>=%#x".
+// An object factory's steps: construct through `make`, wrap a constructor's failure in
+// `failure`, and log the new object as "<factory> : <label>=%#x".
+template <class Interface, class Make>
+Interface* NewObject(const FunctionTrace& fn, const wchar_t* failure, const wchar_t* label, Make&& make) {
+  std::unique_ptr<Interface> created(fn.Wrap(failure, [&]() -> Interface* { return make(); }));
+  fn.Data(L"%s=%#x", label, static_cast<const void*>(created.get()));
+  return created.release();
+}
+
+// A name factory: NewObject as the whole of the factory.
 template <class Interface, class Make>
 Interface* CreateName(const wchar_t* factory, const wchar_t* failure, const wchar_t* label, Make&& make) {
   const FunctionTrace fn(factory);
-  return fn.Run([&] {
-    std::unique_ptr<Interface> created(fn.Wrap(failure, [&]() -> Interface* { return make(); }));
-    fn.Data(L"%s=%#x", label, static_cast<const void*>(created.get()));
-    return created.release();
-  });
+  return fn.Run([&] { return NewObject<Interface>(fn, failure, label, make); });
 }
 
 }  // namespace
@@ -374,6 +380,22 @@ IGeneralName* IGeneralName::Create(const ByteArray& baEncodedName, const WString
 IGeneralName* IGeneralName::Create(const WString& sName, const WString& sNameType) {
   return CreateName<IGeneralName>(L"IGeneralName::Create", L"new CGeneralName() failed", L"pGeneralName",
                                   [&] { return new CGeneralName(sName, sNameType); });
+}
+
+// ---- certificates ---------------------------------------------------------------------------
+
+ICertificate* ICertificate::Create(const WString& sType, const ByteArray& baEncoded) {
+  const FunctionTrace fn(L"ICertificate::Create");
+  return fn.Run([&]() -> ICertificate* {
+    if (sType == CERT_FORMAT_X509)
+      return NewObject<ICertificate>(fn, L"new ICertificate() failed", L"pCertificate",
+                                     [&] { return new CCNGX509Certificate(baEncoded); });
+    // The bytes are not handed on: the CVC certificate reads no content yet.
+    if (sType == CERT_FORMAT_CVC)
+      return NewObject<ICertificate>(fn, L"new ICertificate() failed", L"pCertificate",
+                                     [] { return new CCNGCVCCertificate; });
+    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown format");
+  });
 }
 
 }  // namespace ZT::Framework

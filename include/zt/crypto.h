@@ -18,3 +18,5 @@
 #include "zt/generalname.h"
 #include "zt/x500name.h"
 #include "zt/oiddecoder.h"
+#include "zt/certificate.h"
+#include "zt/certificateproperties.h"

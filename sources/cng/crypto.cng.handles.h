@@ -60,6 +60,8 @@ inline void DestroySecret(BCRYPT_SECRET_HANDLE h) { CNG().BCryptDestroySecret(h)
 inline void FreeNCryptObject(NCRYPT_HANDLE h) { CNG().NCryptFreeObject(h); }
 inline void ReleaseContext(HCRYPTPROV h) { CryptReleaseContext(h, 0); }
 inline void DestroyCryptKey(HCRYPTKEY h) { CryptDestroyKey(h); }
+inline void FreeCertContext(PCCERT_CONTEXT h) { CertFreeCertificateContext(h); }
+inline void FreeCertChain(PCCERT_CHAIN_CONTEXT h) { CertFreeCertificateChain(h); }
 }  // namespace HandleRelease
 
 // CNG (through the service table).
@@ -71,6 +73,9 @@ using NCryptObject = PlatformHandle<NCRYPT_HANDLE, &HandleRelease::FreeNCryptObj
 // CryptoAPI.
 using CryptContext = PlatformHandle<HCRYPTPROV, &HandleRelease::ReleaseContext>;
 using CryptKey = PlatformHandle<HCRYPTKEY, &HandleRelease::DestroyCryptKey>;
+// Certificate services.
+using CertContext = PlatformHandle<PCCERT_CONTEXT, &HandleRelease::FreeCertContext>;
+using CertChain = PlatformHandle<PCCERT_CHAIN_CONTEXT, &HandleRelease::FreeCertChain>;
 
 // A CNG object that lives in object memory the caller provides (hashes, symmetric keys): the
 // memory must stay in place until the handle is destroyed, so the handle is declared after it

@@ -2,14 +2,9 @@
 
 #include "common/crypto.der.writer.h"
 
-namespace ZT::Framework::Structure {
+namespace ZT::Framework {
 
-namespace {
-
-ByteArray Copy(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
-
-// AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
-bool ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out) {
+bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out) {
   Der::Reader seq;
   Der::Bytes oid;
   if (!in.Read(Der::kSequence, &seq) || !seq.ReadOid(&oid) || !Der::OidToText(oid, &out->pszObjId)) return false;
@@ -17,9 +12,17 @@ bool ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out) {
   Der::Tag tag;
   Der::Bytes parameters;
   if (!seq.ReadAnyElement(&tag, &parameters) || !seq.Empty()) return false;
-  out->Parameters = Copy(parameters);
+  out->Parameters.assign(parameters.begin(), parameters.end());
   return true;
 }
+
+namespace Structure {
+
+using Asn1Read::ReadAlgorithmIdentifier;
+
+namespace {
+
+ByteArray Copy(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
 
 void WriteAlgorithmIdentifier(Der::Writer& w, const CRYPT_ALGORITHM_IDENTIFIER& in) {
   w.Nest(Der::kSequence, [&] {
@@ -127,4 +130,6 @@ bool RsaPrivateKey::Encode(const Decoded& in, ByteArray* der) {
   return w.Finish(der);
 }
 
-}  // namespace ZT::Framework::Structure
+}  // namespace Structure
+
+}  // namespace ZT::Framework

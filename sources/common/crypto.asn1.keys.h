@@ -56,6 +56,13 @@ struct RsaPrivateKeyNumbers {
   ByteArray coefficient;  // q^-1 mod p
 };
 
+namespace Asn1Read {
+
+// AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
+bool ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out);
+
+}  // namespace Asn1Read
+
 namespace Structure {
 
 // SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT STRING }

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "platform/certificates.h"
-#include "platform/testing.h"
 #include "support/command.h"
 #include "support/tool_runner.h"
+#include "support/trust_store.h"
 
 namespace certseam {
 
@@ -21,9 +21,8 @@ inline std::string CertPath(const std::string& file) { return zttest::FixturePat
 
 // tests/fixtures/certs/<name>.der, or <file> when it has an extension.
 inline Bytes Fixture(const std::string& name) {
-  const std::string file = name.find('.') == std::string::npos ? name + ".der" : name;
-  Bytes bytes = zttest::ReadBinaryFile(CertPath(file));
-  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << file;
+  Bytes bytes = zttest::ScopedTrustStore::CertFixture(name);
+  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << name;
   return bytes;
 }
 
@@ -71,21 +70,6 @@ inline FILETIME At(WORD year, WORD month, WORD day, WORD hour = 0, WORD minute =
   return ft;
 }
 
-// Puts a trust store made of fixtures (each a name, or a file name with its extension) in place
-// of the system's while it lives.
-class ScopedTrustStore {
- public:
-  ScopedTrustStore(const std::vector<std::string>& roots, const std::vector<std::string>& issuers,
-                   const std::vector<std::string>& crls) {
-    ZT::Platform::Testing::TrustStoreContents contents;
-    for (const auto& name : roots) contents.roots.push_back(Fixture(name));
-    for (const auto& name : issuers) contents.issuers.push_back(Fixture(name));
-    for (const auto& name : crls) contents.crls.push_back(Fixture(name));
-    ZT::Platform::Testing::ReplaceTrustStore(contents);
-  }
-  ~ScopedTrustStore() { ZT::Platform::Testing::RestoreTrustStore(); }
-  ScopedTrustStore(const ScopedTrustStore&) = delete;
-  ScopedTrustStore& operator=(const ScopedTrustStore&) = delete;
-};
+using zttest::ScopedTrustStore;
 
 }  // namespace certseam

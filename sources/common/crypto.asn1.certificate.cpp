@@ -1,0 +1,18 @@
+#include "common/crypto.asn1.certificate.h"
+
+#include "common/crypto.asn1.readers.h"
+
+namespace ZT::Framework::Structure {
+
+bool SignedContent::Decode(Der::Bytes der, Decoded* out) {
+  Der::Reader seq;
+  Der::Bytes toBeSigned;
+  if (!Der::ReadWhole(der, Der::kSequence, &seq) || !seq.ReadElement(Der::kSequence, &toBeSigned) ||
+      !Asn1Read::ReadAlgorithmIdentifier(seq, &out->SignatureAlgorithm) || !Asn1Read::ReadBitBlob(seq, &out->Signature) ||
+      !seq.Empty())
+    return false;
+  out->ToBeSigned.assign(toBeSigned.begin(), toBeSigned.end());
+  return true;
+}
+
+}  // namespace ZT::Framework::Structure

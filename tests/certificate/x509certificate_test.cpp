@@ -1,0 +1,312 @@
+// The X.509 certificate against the fixtures: what make-certs.sh put in them (extensions.cnf) and
+// what the openssl tool reads from them.
+#include <algorithm>
+#include <vector>
+
+#include "certificate_test_util.h"
+#include "platform/certificates.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace certtest;
+using zttest::LogCapture;
+
+std::vector<std::wstring> Strings(const StringList& list) {
+  std::vector<std::wstring> out;
+  for (const WString& s : list) out.push_back(Std(s));
+  return out;
+}
+
+std::vector<std::wstring> Listed(const IX509Certificate& certificate, ICryptoParserFilter* filter) {
+  StringList out;
+  certificate.ListExtensions(filter, out);
+  return Strings(out);
+}
+
+TEST(CertificateCreate, DispatchesOnTheExactFormatWord) {
+  const ByteArray der = Der("logon");
+  const auto certificate = Load(der);
+  ASSERT_NE(certificate, nullptr);
+  EXPECT_EQ(certificate->GetFormat(), L"X509");
+  EXPECT_EQ(certificate->GetEncoded(), der);
+  for (const wchar_t* word : {L"x509", L"X509 ", L"X.509", L"", L"cvc"}) {
+    const auto e = Thrown([&] { delete ICertificate::Create(word, der); });
+    ASSERT_NE(e, nullptr) << word;
+    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+    EXPECT_EQ(e->getMessage(), L"Unknown format");
+  }
+}
+
+TEST(CertificateCreate, WrapsWhatKeepsACertificateFromBeingMade) {
+  struct Case {
+    const char* what;
+    ByteArray bytes;
+    CryptoExceptionId id;
+    std::vector<const wchar_t*> messages;  // outermost first
+  };
+  ByteArray trailing = Der("logon");
+  trailing.push_back(0);
+  const Case cases[] = {
+      {"no bytes", {}, CRYPTO_BAD_PARAM, {L"new ICertificate() failed", L"baEncoded=empty!"}},
+      {"not DER", {0x04, 0x01, 0x00}, CRYPTO_BAD_PARAM, {L"new ICertificate() failed", L"Error decoding the blob (0x8009310b)"}},
+      {"a trailing byte", trailing, CRYPTO_BAD_PARAM,
+       {L"new ICertificate() failed", L"Error decoding the blob (0x80093103)"}},
+      // The public key is always read as RSA.
+      {"an EC key", Der("ec_leaf"), CRYPTO_NOT_SUPPORTED,
+       {L"new ICertificate() failed", L"new IPublicKey failed", L"new CCNGRSAPublicKey() failed"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const auto e = Thrown([&] { delete ICertificate::Create(CERT_FORMAT_X509, c.bytes); });
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->getID(), c.id);
+    for (std::size_t i = 0; i < c.messages.size(); ++i) EXPECT_EQ(MessageAt(e.get(), static_cast<int>(i)), c.messages[i]);
+  }
+}
+
+TEST(CertificateCreate, TracesAnEmptyInputAndTheNewObject) {
+  const LogCapture log;
+  delete Thrown([] { ICertificate::Create(CERT_FORMAT_X509, ByteArray()); }).release();
+  EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
+                                     L"CCNGX509Certificate::CCNGX509Certificate : baEncoded=empty!",
+                                     L"ICertificate::Create : new ICertificate() failed",
+                                 }));
+  EXPECT_EQ(log.At(NQLOG_EXIT).back(), L"ICertificate::Create Returns new ICertificate() failed");
+}
+
+TEST(X509Certificate, AgreesWithTheOpensslToolOnTheFixtures) {
+  for (const char* name : {"logon", "v1", "serial_008f", "all_extensions", "root", "sig_pss"}) {
+    SCOPED_TRACE(name);
+    const auto certificate = Load(name);
+    ASSERT_NE(certificate, nullptr);
+    const std::string fields = Openssl(name, "-serial -dates -dateopt iso_8601 -fingerprint -sha1 -modulus");
+    EXPECT_EQ(certificate->GetNotBefore() + L"Z", Wide(Field(fields, "notBefore")));
+    EXPECT_EQ(certificate->GetNotAfter() + L"Z", Wide(Field(fields, "notAfter")));
+    std::string fingerprint = Field(fields, "sha1 Fingerprint");
+    fingerprint.erase(std::remove(fingerprint.begin(), fingerprint.end(), ':'), fingerprint.end());
+    EXPECT_EQ(UpperHex(certificate->GetHash()), fingerprint);
+    const auto* key = dynamic_cast<IRSAPublicKey*>(certificate->GetPublicKey());
+    ASSERT_NE(key, nullptr);
+    EXPECT_EQ(UpperHex(key->GetModulus()), Field(fields, "Modulus"));
+    EXPECT_EQ(key->GetPublicExponent(), ByteArray({0x01, 0x00, 0x01}));
+  }
+}
+
+TEST(X509Certificate, KeepsTheSerialAndTheVersionAsEncoded) {
+  // make-certs.sh gave the serial 8F0102030405060708; its INTEGER needs the sign octet 00.
+  EXPECT_EQ(Load("serial_008f")->GetSerialNumber(), FromHex("008F0102030405060708"));
+  EXPECT_EQ(Load("v1")->GetSerialNumber(), FromHex("1234"));
+  EXPECT_EQ(Load("v1")->GetVersion(), 0);
+  EXPECT_EQ(Load("logon")->GetVersion(), 2);
+}
+
+TEST(X509Certificate, TheSignatureAndTheSignedPart) {
+  const ByteArray der = Der("sig_pss");
+  const auto certificate = Load(der);
+  ISignature* signature = certificate->GetSignature();
+  ASSERT_NE(signature, nullptr);
+  EXPECT_EQ(signature->GetAlgorithm()->GetOID(), L"1.2.840.113549.1.1.10");
+  ByteArray parameters;
+  ASSERT_TRUE(signature->GetAlgorithm()->GetParameters()->GetEncoded(parameters));
+  EXPECT_EQ(parameters.front(), 0x30);  // RSASSA-PSS-params
+  // The value is the certificate's last 256 bytes (a 2048-bit issuer key, no unused bits).
+  EXPECT_EQ(signature->GetValue(), ByteArray(der.end() - 256, der.end()));
+  // The to-be-signed part follows the outer header (30 82 LL LL).
+  const ByteArray tbs = certificate->GetTBSCertificate();
+  ASSERT_GT(tbs.size(), 4u);
+  EXPECT_EQ(ByteArray(der.begin() + 4, der.begin() + 4 + static_cast<std::ptrdiff_t>(tbs.size())), tbs);
+}
+
+TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
+  const auto certificate = Load("logon");
+  IX500Name* issuer = certificate->GetIssuerDN();
+  ASSERT_NE(issuer, nullptr);
+  EXPECT_EQ(issuer, certificate->GetIssuerDN());
+  EXPECT_EQ(issuer->GetName(0), L"C=DE, O=Example Org, CN=ZT Fixture Issuing CA");
+  EXPECT_EQ(certificate->GetSubjectDN()->GetName(0),
+            L"C=DE, O=Example Org, OU=Smart Card, CN=Alice Fixture (logon)");
+  EXPECT_TRUE(certificate->GetIssuerUniqueID().empty());
+  EXPECT_TRUE(certificate->GetSubjectUniqueID().empty());
+
+  // An issuer whose first RDN is a SEQUENCE instead of a SET: the certificate reads, the name
+  // does not.
+  const ByteArray issuerDer = issuer->GetEncoded();
+  const auto broken = Load(Patched(Der("logon"), UpperHex(ByteArray(issuerDer.begin(), issuerDer.begin() + 3)),
+                                   UpperHex(ByteArray{issuerDer[0], issuerDer[1], 0x30})));
+  ASSERT_NE(broken, nullptr);
+  const auto e = Thrown([&] { broken->GetIssuerDN(); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getMessage(), L"new ICertificate() failed");
+  EXPECT_EQ(MessageAt(e.get(), 1), L"new CX500Name() failed");
+}
+
+TEST(X509Certificate, ListsExtensionsInTheOrderOfTheirOidText) {
+  const auto certificate = Load("logon");
+  EXPECT_EQ(Listed(*certificate, nullptr),
+            (std::vector<std::wstring>{L"2.5.29.14", L"2.5.29.15", L"2.5.29.17", L"2.5.29.19", L"2.5.29.35", L"2.5.29.37"}));
+  const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
+  filter->SetCritical(1);
+  EXPECT_EQ(Listed(*certificate, filter.get()), (std::vector<std::wstring>{L"2.5.29.15"}));
+  filter->SetCritical(0);
+  EXPECT_EQ(Listed(*certificate, filter.get()).size(), 5u);
+  // The OID is read as one wide string; with the criticality it must agree.
+  filter->Add(L"CryptoFilterOID", NQData(WString(L"2.5.29.37")));
+  EXPECT_EQ(Listed(*certificate, filter.get()), (std::vector<std::wstring>{L"2.5.29.37"}));
+  filter->SetCritical(1);
+  EXPECT_TRUE(Listed(*certificate, filter.get()).empty());
+  // An OID list (SetOID) is not what this key is read as: it filters nothing.
+  const std::unique_ptr<ICryptoParserFilter> listFilter(ICryptoParserFilter::Create());
+  listFilter->SetOID(StringList{L"2.5.29.37"});
+  EXPECT_EQ(Listed(*certificate, listFilter.get()).size(), 6u);
+}
+
+TEST(X509Certificate, ExtensionValuesAndTheirTraceLines) {
+  const auto certificate = Load("logon");
+  // keyUsage = critical, digitalSignature, keyEncipherment.
+  EXPECT_EQ(certificate->GetExtensionValue(L"2.5.29.15"), FromHex("030205A0"));
+  const LogCapture log;
+  EXPECT_TRUE(certificate->GetExtensionValue(L"1.2.3.4").empty());
+  EXPECT_TRUE(certificate->GetExtensionValue(L"").empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING), (std::vector<std::wstring>{
+                                       L"CCNGX509Certificate::GetExtensionValue Unknown extension 1.2.3.4",
+                                       L"CCNGX509Certificate::GetExtensionValue : sOID=empty!",
+                                   }));
+}
+
+TEST(X509Certificate, KeyUsageBitsByteByByte) {
+  const auto logon = Load("logon");  // digitalSignature, keyEncipherment
+  EXPECT_EQ(logon->GetKeyUsage(), FromHex("A0"));
+  EXPECT_TRUE(logon->IsDigitalSignature());
+  EXPECT_TRUE(logon->IsKeyEncipherment());
+  EXPECT_FALSE(logon->IsNonRepudiation());
+  EXPECT_FALSE(logon->IsKeyCertSign());
+
+  // Every bit but keyCertSign and cRLSign, decipherOnly in the second byte.
+  const auto all = Load("all_extensions");
+  EXPECT_EQ(all->GetKeyUsage(), FromHex("F980"));
+  EXPECT_TRUE(all->IsNonRepudiation() && all->IsDataEncipherment() && all->IsKeyAgreement() && all->IsEncipherOnly() &&
+              all->IsDecipherOnly());
+  EXPECT_FALSE(all->IsKeyCertSign() || all->IsCRLSign());
+
+  const auto root = Load("root");  // keyCertSign, cRLSign
+  EXPECT_TRUE(root->IsKeyCertSign() && root->IsCRLSign());
+  EXPECT_FALSE(root->IsDigitalSignature());
+
+  // The logon's key usage made one byte with encipherOnly alone: decipherOnly reads a second
+  // byte that is not there.
+  const auto encipherOnly = Load(Patched(Der("logon"), "0404030205A0", "0404030200" "01"));
+  EXPECT_EQ(encipherOnly->GetKeyUsage(), FromHex("01"));
+  EXPECT_TRUE(encipherOnly->IsEncipherOnly());
+  EXPECT_FALSE(encipherOnly->IsDecipherOnly());
+
+  const auto v1 = Load("v1");
+  const LogCapture log;
+  EXPECT_TRUE(v1->GetKeyUsage().empty());
+  EXPECT_FALSE(v1->IsDigitalSignature());
+  EXPECT_FALSE(v1->IsDecipherOnly());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"CCNGX509Certificate::GetKeyUsage No key usage extension"});
+  EXPECT_EQ(log.At(NQLOG_DATA), (std::vector<std::wstring>{L"CCNGX509Certificate::IsDigitalSignature : bDigitalSignature=0",
+                                                           L"CCNGX509Certificate::IsDecipherOnly : bDecipherOnly=0"}));
+}
+
+TEST(X509Certificate, ExtendedKeyUsageInCertificateOrder) {
+  EXPECT_EQ(Strings(Load("logon")->GetExtendedKeyUsage()),
+            (std::vector<std::wstring>{L"1.3.6.1.5.5.7.3.2", L"1.3.6.1.4.1.311.20.2.2"}));
+  EXPECT_EQ(Strings(Load("logon_agent")->GetExtendedKeyUsage()),
+            (std::vector<std::wstring>{L"1.3.6.1.4.1.311.20.2.2", L"1.3.6.1.4.1.311.20.2.1", L"1.3.6.1.4.1.311.10.3.4"}));
+  const auto v1 = Load("v1");
+  const LogCapture log;
+  EXPECT_TRUE(v1->GetExtendedKeyUsage().empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"CCNGX509Certificate::GetExtendedKeyUsage No extented key usage extension"});
+}
+
+struct Name {
+  std::wstring type, format, text, oid;
+  bool operator==(const Name&) const = default;
+};
+
+std::vector<Name> AltNames(const IX509Certificate& certificate) {
+  std::vector<Name> names;
+  for (IGeneralName* name : certificate.GetSubjectAlternativeNames()) {
+    names.push_back({Std(name->GetNameType()), Std(name->GetFormat()), Std(name->GetString()), Std(name->GetOID())});
+    delete name;
+  }
+  return names;
+}
+
+TEST(X509Certificate, SubjectAlternativeNamesWithTheSupersededExtensionAsFallback) {
+  EXPECT_EQ(AltNames(*Load("logon")), (std::vector<Name>{
+                                          {L"OtherName", L"OtherName", L"", L"1.3.6.1.4.1.311.20.2.3"},
+                                          {L"rfc822Name", L"String", L"alice@example.test", L""},
+                                      }));
+  // Only 2.5.29.7 (extensions.cnf: a DNS name and an e-mail name).
+  EXPECT_EQ(AltNames(*Load("old_san")), (std::vector<Name>{
+                                            {L"dNSName", L"IA5String", L"old.example.test", L""},
+                                            {L"rfc822Name", L"String", L"old@example.test", L""},
+                                        }));
+  const auto x400 = Load("x400");
+  const auto e = Thrown([&] { x400->GetSubjectAlternativeNames(); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getID(), CRYPTO_NOT_IMPLEMENTED);
+  EXPECT_EQ(e->getMessage(), L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS");
+
+  const auto v1 = Load("v1");
+  const LogCapture log;
+  EXPECT_TRUE(v1->GetSubjectAlternativeNames().empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"CCNGX509Certificate::GetSubjectAlternativeNames No Subject alternative name"});
+}
+
+TEST(X509Certificate, ValidityNowAndAtAGivenDate) {
+  const auto expired = Load("logon_expired");  // 2020-01-01 to 2021-01-01
+  EXPECT_EQ(expired->GetNotBefore(), L"2020-01-01 00:00:00");
+  EXPECT_FALSE(expired->CheckValidity());
+  EXPECT_TRUE(Load("logon")->CheckValidity());
+  for (const wchar_t* inside : {L"2020-06-01", L"2021-01-01T00:00:00", L"06/01/2020 12:00:00 PM", L"1/1/20"})
+    EXPECT_TRUE(expired->CheckValidity(inside)) << inside;
+  for (const wchar_t* outside : {L"2019-12-31 23:59:59", L"2021-01-01 00:00:01", L"12/31/2019"})
+    EXPECT_FALSE(expired->CheckValidity(outside)) << outside;
+
+  const LogCapture log;
+  EXPECT_FALSE(expired->CheckValidity(L""));
+  EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CCNGX509Certificate::CheckValidity : sDate=empty!"});
+  const auto e = Thrown([&] { expired->CheckValidity(L"first of May"); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(e->getMessage(), L"Cannot parse specified date (first of May)");
+}
+
+TEST(X509Certificate, VerifiesItsSignatureUnderTheIssuersKey) {
+  const auto issuer = Load("intermediate");
+  for (const char* name : {"logon", "sig_md5", "sig_sha1", "sig_sha384", "sig_sha512", "sig_pss", "sig_pss_sha384"})
+    EXPECT_TRUE(Load(name)->VerifySignature(issuer->GetPublicKey())) << name;
+  EXPECT_FALSE(Load("logon")->VerifySignature(Load("root")->GetPublicKey()));
+  EXPECT_TRUE(Load("intermediate")->VerifySignature(Load("root")->GetPublicKey()));
+  // An RSA key cannot check an ECDSA signature.
+  EXPECT_FALSE(Load("sig_ecdsa")->VerifySignature(issuer->GetPublicKey()));
+
+  const LogCapture log;
+  const auto e = Thrown([&] { Load("logon")->VerifySignature(nullptr); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+  EXPECT_EQ(e->getMessage(), L"pPublicKey=empty!");
+  EXPECT_EQ(log.At(NQLOG_ERROR), std::vector<std::wstring>{L"CCNGX509Certificate::VerifySignature : pPublicKey=null!"});
+}
+
+TEST(X509Certificate, ComparesByThumbprint) {
+  const auto logon = Load("logon");
+  const std::unique_ptr<ICertificate> clone(logon->Clone());
+  EXPECT_EQ(clone->GetEncoded(), logon->GetEncoded());
+  const LogCapture log;
+  EXPECT_TRUE(logon->Compare(clone.get()));
+  EXPECT_EQ(log.At(NQLOG_DATA).back(), L"CCNGX509Certificate::Compare : Certificate found");
+  EXPECT_FALSE(logon->Compare(Load("logon_agent").get()));
+  EXPECT_FALSE(logon->Compare(nullptr));
+  const std::unique_ptr<ICertificate> cvc(ICertificate::Create(CERT_FORMAT_CVC, ByteArray()));
+  EXPECT_FALSE(logon->Compare(cvc.get()));
+}
+
+}  // namespace

@@ -1,0 +1,27 @@
+// The library's exceptions in tests: what a call threw, and the messages of its inner chain.
+#pragma once
+
+#include <memory>
+
+#include "zt/exception.h"
+
+namespace zttest {
+
+// The exception that `call` throws, owned; null when it returns.
+template <class Call>
+std::unique_ptr<ZT::Framework::CCryptoException> Thrown(Call&& call) {
+  try {
+    call();
+  } catch (ZT::Framework::CCryptoException* e) {
+    return std::unique_ptr<ZT::Framework::CCryptoException>(e);
+  }
+  return nullptr;
+}
+
+// The message of the exception `inner` levels down from `e` ("<none>" when there is none).
+inline ZT::Framework::WString MessageAt(const ZT::Framework::IException* e, int inner) {
+  for (; e != nullptr && inner > 0; --inner) e = e->getInnerException();
+  return e ? e->getMessage() : ZT::Framework::WString(L"<none>");
+}
+
+}  // namespace zttest
