@@ -58,3 +58,18 @@ echo "== RSA signatures (key, data and signatures made by the openssl tool, in t
   run verify --key rsa2048.pub.der --padding None --signature block.none.sig block.bin
   run verify --key ec256.pub.der --padding PKCS1 --hash SHA256 --signature data.sha256.sig data.txt
 )
+
+echo
+echo "== Certificates and the smart-card policy (fixtures made by the openssl tool, in tests/fixtures/certs)"
+(
+  tool=$(realpath "$tool")
+  cd "$(dirname "$0")/../tests/fixtures/certs"
+  run cert dump logon.der
+  run cert policy logon.der
+  run cert policy logon_no_ds_agent.pem
+  run cert policy efs.der
+  run cert policy --ignore-efs efs.der
+  run cert verify logon.der --issuer intermediate.pem
+  run cert verify logon.der --issuer root.pem
+  run cert trust --timeout 1000 logon.der
+)

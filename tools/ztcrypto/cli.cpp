@@ -153,6 +153,12 @@ bool FromPem(const ByteArray& text, const std::string& label, ByteArray* der) {
   return true;
 }
 
+ByteArray ReadCertificate(const std::string& path) {
+  const ByteArray content = ReadInput(path);
+  ByteArray der;
+  return FromPem(content, "CERTIFICATE", &der) ? der : content;
+}
+
 void PrintLine(const std::string& line) { std::cout << line << '\n'; }
 
 }  // namespace ztcli

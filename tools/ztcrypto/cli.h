@@ -43,6 +43,7 @@ std::span<const Command> KeyCommands();
 std::span<const Command> RandomCommands();
 std::span<const Command> NameCommands();
 std::span<const Command> SignatureCommands();
+std::span<const Command> CertificateCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a
@@ -78,6 +79,9 @@ ByteArray ReadInput(const std::string& path);
 // The DER of the first PEM block "-----BEGIN <label>-----" in `text`; false when there is none.
 // A block whose base64 does not decode is a tool error.
 bool FromPem(const ByteArray& text, const std::string& label, ByteArray* der);
+
+// The DER of a certificate file: its first PEM "CERTIFICATE" block, or the file itself.
+ByteArray ReadCertificate(const std::string& path);
 
 // Writes one line (UTF-8) to standard output.
 void PrintLine(const std::string& line);

@@ -31,13 +31,29 @@ const HashRow& FindHash(const std::string& name) {
   throw UsageError("--hash takes MD5, SHA1, SHA256, SHA384 or SHA512");
 }
 
-// The public key of a key file: a DER SubjectPublicKeyInfo, or one in a PEM "PUBLIC KEY" block.
-// Certificates (DER or PEM "CERTIFICATE") will give theirs here too.
+std::unique_ptr<IKey> CertificateKey(const ByteArray& der) {
+  const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_X509, der));
+  return std::unique_ptr<IKey>(certificate->GetPublicKey()->Clone());
+}
+
+std::unique_ptr<IKey> ImportedKey(const ByteArray& subjectPublicKeyInfo) {
+  return std::unique_ptr<IKey>(IKey::Create(AlgorithmNamed("RSA").get(), L"X509", subjectPublicKeyInfo));
+}
+
+// The public key of a key file: a SubjectPublicKeyInfo (DER, or PEM "PUBLIC KEY"), or the key of
+// a certificate (DER, or PEM "CERTIFICATE").
 std::unique_ptr<IKey> LoadPublicKey(const std::string& path) {
   const ByteArray content = ReadInput(path);
   ByteArray der;
-  if (!FromPem(content, "PUBLIC KEY", &der)) der = content;
-  return std::unique_ptr<IKey>(IKey::Create(AlgorithmNamed("RSA").get(), L"X509", der));
+  if (FromPem(content, "CERTIFICATE", &der)) return CertificateKey(der);
+  if (FromPem(content, "PUBLIC KEY", &der)) return ImportedKey(der);
+  // DER: a certificate when it reads as one, else a SubjectPublicKeyInfo.
+  try {
+    return CertificateKey(content);
+  } catch (IException* e) {
+    delete e;
+  }
+  return ImportedKey(content);
 }
 
 ByteArray Digest(const HashRow& hash, const ByteArray& data) {

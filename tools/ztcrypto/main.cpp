@@ -29,6 +29,7 @@ constexpr Family kFamilies[] = {
     RandomCommands,
     NameCommands,
     SignatureCommands,
+    CertificateCommands,
 };
 
 const Command* FindCommand(const std::string& name) {
