@@ -70,10 +70,12 @@ DerList SystemRoots() {
   }
   // End-of-file leaves a "no start line" error queued.
   ERR_clear_error();
-  // The file and the directory usually hold the same certificates.
-  std::sort(found.begin(), found.end());
-  found.erase(std::unique(found.begin(), found.end()), found.end());
-  return found;
+  // The file and the directory usually hold the same certificates: each is kept once.
+  DerList unique;
+  std::set<std::string> seen;
+  for (auto& der : found)
+    if (seen.emplace(der.begin(), der.end()).second) unique.push_back(std::move(der));
+  return unique;
 }
 
 std::vector<CertContextRef> Contexts(const DerList& certificates) {
