@@ -1,6 +1,7 @@
 #include <openssl/pem.h>
 
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -147,6 +148,75 @@ TEST(CertificateChain, EcdsaIssuersAreFollowed) {
   ASSERT_NE(chain, nullptr);
   EXPECT_EQ(chain->rgpChain[0]->cElement, 3u);
   EXPECT_EQ(chain->TrustStatus.dwErrorStatus, 0u);
+}
+
+// What `openssl verify` reports for `leaf` with the same roots, issuers and CRLs (revocation
+// checked for every certificate it can): (error code, depth) for each error it prints; none when
+// it says OK.
+std::vector<std::pair<int, std::size_t>> OpensslVerify(const std::vector<std::string>& roots,
+                                                       const std::vector<std::string>& issuers,
+                                                       const std::vector<std::string>& crls, const std::string& leaf) {
+  std::string command = "openssl verify -crl_check_all";
+  if (roots.empty()) command += " -no-CAfile -no-CApath";
+  for (const auto& root : roots) command += " -CAfile " + zttest::ShellQuoted(CertPath(root + ".pem"));
+  for (const auto& issuer : issuers) command += " -untrusted " + zttest::ShellQuoted(CertPath(issuer + ".pem"));
+  for (const auto& crl : crls) command += " -CRLfile " + zttest::ShellQuoted(CertPath(crl));
+  std::istringstream lines(zttest::CommandOutput(command + " " + zttest::ShellQuoted(CertPath(leaf + ".pem")) + " 2>&1"));
+  std::vector<std::pair<int, std::size_t>> errors;
+  for (std::string line; std::getline(lines, line);) {
+    int code = 0;
+    std::size_t depth = 0;
+    if (std::sscanf(line.c_str(), "error %d at %zu depth", &code, &depth) == 2) errors.emplace_back(code, depth);
+  }
+  return errors;
+}
+
+// The trust-status bit of an openssl verification error (X509_V_ERR_*).
+DWORD TrustBitOf(int opensslError) {
+  switch (opensslError) {
+    case 9: case 10: return CERT_TRUST_IS_NOT_TIME_VALID;                 // not yet valid, expired
+    case 7: return CERT_TRUST_IS_NOT_SIGNATURE_VALID;                      // signature failure
+    case 18: case 19: return CERT_TRUST_IS_UNTRUSTED_ROOT;                 // self-signed, untrusted
+    case 2: case 20: return CERT_TRUST_IS_PARTIAL_CHAIN;                   // issuer not found
+    case 3: return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;                   // no CRL
+    case 23: return CERT_TRUST_IS_REVOKED;
+    case 25: return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;                  // path length exceeded
+    default: return 0xFFFFFFFF;
+  }
+}
+
+TEST(CertificateChain, AgreesWithOpensslVerify) {
+  struct Case {
+    std::vector<std::string> roots, issuers, crls;
+    const char* leaf;
+  };
+  const std::vector<std::string> allCrls = {"root.crl", "intermediate.crl"};
+  const Case cases[] = {
+      {{"root"}, {"intermediate"}, allCrls, "logon"},
+      {{"root"}, {"intermediate"}, allCrls, "revoked"},
+      {{"root"}, {"intermediate"}, allCrls, "logon_expired"},
+      {{"root"}, {"intermediate"}, allCrls, "sig_pss"},
+      {{"root"}, {"intermediate", "sub_ca"}, allCrls, "sub_leaf"},
+      {{}, {"intermediate", "root"}, allCrls, "logon"},
+      {{"root"}, {"intermediate"}, {}, "logon"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.leaf);
+    const auto theirs = OpensslVerify(c.roots, c.issuers, c.crls, c.leaf);
+    const ScopedTrustStore store(c.roots, c.issuers, c.crls);
+    const Context leaf = Load(c.leaf);
+    ASSERT_NE(leaf, nullptr);
+    // openssl checks revocation of the root too where it can; it has no CRL that covers the root.
+    const Chain chain = BuildChain(leaf.get(), CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT);
+    ASSERT_NE(chain, nullptr);
+    EXPECT_EQ(chain->TrustStatus.dwErrorStatus == 0, theirs.empty()) << std::hex << chain->TrustStatus.dwErrorStatus;
+    // openssl stops at some errors; each one it reports is reported here, at the same element.
+    for (const auto& [code, depth] : theirs) {
+      ASSERT_LT(depth, chain->rgpChain[0]->cElement);
+      const DWORD bit = TrustBitOf(code);
+      EXPECT_EQ(Elements(chain)[depth]->TrustStatus.dwErrorStatus & bit, bit) << "openssl error " << code << " at " << depth;
+    }
+  }
 }
 
 // The "cdp_local" leaf names http://127.0.0.1:47391/intermediate.crl; the store has no CRL of
