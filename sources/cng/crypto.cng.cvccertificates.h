@@ -35,10 +35,10 @@ class CCNGCVCCertificate final : public ICVCCertificate {
   ByteArray m_baEncoded;
   std::unique_ptr<IPublicKey> m_pPublicKey;
   std::unique_ptr<ISignature> m_pSignature;
-  std::int32_t m_nProfileIdentifier = 0;
+  [[maybe_unused]] std::int32_t m_nProfileIdentifier = 0;
   ByteArray m_baIssuerIdentifier;
   ByteArray m_baSubjectIdentifier;
-  std::int32_t m_nRoleIdentifier = 0;
+  [[maybe_unused]] std::int32_t m_nRoleIdentifier = 0;
 };
 
 }  // namespace ZT::Framework
