@@ -12,29 +12,17 @@
 // is a finding.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
+#include "fuzz_checks.h"
 #include "zt/crypto.h"
 
 namespace {
 
 using namespace ZT::Framework;
 
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
-
-template <class Call>
-bool Succeeds(Call&& call) {
-  try {
-    call();
-    return true;
-  } catch (CCryptoException* e) {
-    delete e;
-    return false;
-  }
-}
+using fuzzcheck::Require;
+using fuzzcheck::Succeeds;
 
 void QueryNames(const IX509Certificate& certificate) {
   for (IX500Name* name : {certificate.GetIssuerDN(), certificate.GetSubjectDN()})

@@ -14,29 +14,17 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
+#include "fuzz_checks.h"
 #include "zt/crypto.h"
 
 namespace {
 
 using namespace ZT::Framework;
 
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
-
-template <class Call>
-bool Succeeds(Call&& call) {
-  try {
-    call();
-    return true;
-  } catch (CCryptoException* e) {
-    delete e;
-    return false;
-  }
-}
+using fuzzcheck::Require;
+using fuzzcheck::Succeeds;
 
 const IAlgorithm& Rsa() {
   static const std::unique_ptr<IAlgorithm> algorithm = [] {

@@ -10,31 +10,19 @@
 // is a finding.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
 #include "common/crypto.asn1.structures.h"
 #include "common/crypto.x500text.h"
+#include "fuzz_checks.h"
 #include "zt/crypto.h"
 
 namespace {
 
 using namespace ZT::Framework;
 
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
-
-template <class Call>
-bool Succeeds(Call&& call) {
-  try {
-    call();
-    return true;
-  } catch (CCryptoException* e) {
-    delete e;
-    return false;
-  }
-}
+using fuzzcheck::Require;
+using fuzzcheck::Succeeds;
 
 bool HasMultiValuedRdn(const CERT_NAME_INFO& info) {
   for (const CERT_RDN& rdn : info.rgRDN)

@@ -3,6 +3,8 @@
 // within the day) and the spreadsheet serial 45292 of 2024-01-01.
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 #include "platform/oleauto.h"
 
 namespace {
@@ -24,11 +26,21 @@ SYSTEMTIME ToSystemTime(DATE date) {
   return st;
 }
 
+struct DateCase {
+  const wchar_t* text;
+  DATE date;
+};
+
+void ExpectDates(std::initializer_list<DateCase> cases) {
+  for (const DateCase& c : cases) {
+    const Parsed parsed = Parse(c.text);
+    EXPECT_EQ(parsed.result, S_OK) << c.text;
+    EXPECT_DOUBLE_EQ(parsed.date, c.date) << c.text;
+  }
+}
+
 TEST(DateText, ReadsIsoDatesAndDateTimes) {
-  const struct {
-    const wchar_t* text;
-    DATE date;
-  } cases[] = {
+  ExpectDates({
       {L"2024-01-01", 45292.0},
       {L"  2024-01-01  ", 45292.0},
       {L"2024-01-01T12:00:00", 45292.5},
@@ -39,19 +51,11 @@ TEST(DateText, ReadsIsoDatesAndDateTimes) {
       {L"1900-01-04T21:00:00", 5.875},
       {L"1899-12-18T06:00:00", -12.25},
       {L"1899-12-18 18:00", -12.75},
-  };
-  for (const auto& c : cases) {
-    const Parsed parsed = Parse(c.text);
-    EXPECT_EQ(parsed.result, S_OK) << c.text;
-    EXPECT_DOUBLE_EQ(parsed.date, c.date) << c.text;
-  }
+  });
 }
 
 TEST(DateText, ReadsTheUserDefaultForm) {
-  const struct {
-    const wchar_t* text;
-    DATE date;
-  } cases[] = {
+  ExpectDates({
       {L"01/01/2024", 45292.0},
       {L"1/1/2024", 45292.0},
       {L"1/1/24", 45292.0},
@@ -63,12 +67,7 @@ TEST(DateText, ReadsTheUserDefaultForm) {
       {L"12/18/1899 6:00 AM", -12.25},
       {L"1/4/1900 21:00", 5.875},
       {L"12/30/99", 36524.0},  // 1999: two-digit years from 30 on are 19xx
-  };
-  for (const auto& c : cases) {
-    const Parsed parsed = Parse(c.text);
-    EXPECT_EQ(parsed.result, S_OK) << c.text;
-    EXPECT_DOUBLE_EQ(parsed.date, c.date) << c.text;
-  }
+  });
 }
 
 TEST(DateText, RefusesOtherTextAndImpossibleDates) {
