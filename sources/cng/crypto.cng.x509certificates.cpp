@@ -104,6 +104,24 @@ IX500Name* LazyName(const FunctionTrace& fn, std::unique_ptr<IX500Name>& cache, 
   return cache.get();
 }
 
+// A getter of a member: the entry line, the value as a data line, the exit line.
+ByteArray TracedBytes(const wchar_t* name, const void* self, const wchar_t* label, const ByteArray& value) {
+  const FunctionTrace fn(name, self);
+  return fn.Run([&] {
+    fn.Bytes(label, value);
+    return value;
+  });
+}
+
+template <class T>
+T TracedValue(const wchar_t* name, const void* self, nqlogFormat<T> format, const T& value) {
+  const FunctionTrace fn(name, self);
+  return fn.Run([&] {
+    fn.Data(format, value);
+    return value;
+  });
+}
+
 // A unique identifier's bytes; empty (with `emptyOutcome` logged) when absent.
 ByteArray UniqueId(const FunctionTrace& fn, const ByteArray& baId, const wchar_t* emptyOutcome) {
   if (baId.empty()) TraceOutcome(fn, L"%s", WString(emptyOutcome));
@@ -241,11 +259,7 @@ ByteArray CCNGX509Certificate::GetEncoded() const {
 WString CCNGX509Certificate::GetFormat() const { return CERT_FORMAT_X509; }
 
 IPublicKey* CCNGX509Certificate::GetPublicKey() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetPublicKey", this);
-  return fn.Run([&] {
-    fn.Data(L"m_pPublicKey=%#x", static_cast<const void*>(m_pPublicKey.get()));
-    return m_pPublicKey.get();
-  });
+  return TracedValue<IPublicKey*>(L"CCNGX509Certificate::GetPublicKey", this, L"m_pPublicKey=%#x", m_pPublicKey.get());
 }
 
 bool CCNGX509Certificate::VerifySignature(IPublicKey* pPublicKey) const {
@@ -281,11 +295,7 @@ std::uint32_t CCNGX509Certificate::VerifyTrust(ICryptoParserParameterMap* pParam
 }
 
 ISignature* CCNGX509Certificate::GetSignature() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetSignature", this);
-  return fn.Run([&] {
-    fn.Data(L"m_pSignature=%#x", static_cast<const void*>(m_pSignature.get()));
-    return m_pSignature.get();
-  });
+  return TracedValue<ISignature*>(L"CCNGX509Certificate::GetSignature", this, L"m_pSignature=%#x", m_pSignature.get());
 }
 
 bool CCNGX509Certificate::Compare(ICertificate* pCertificate) const {
@@ -306,35 +316,19 @@ bool CCNGX509Certificate::Compare(ICertificate* pCertificate) const {
 // ---- IX509Certificate ------------------------------------------------------------------------
 
 ByteArray CCNGX509Certificate::GetTBSCertificate() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetTBSCertificate", this);
-  return fn.Run([&] {
-    fn.Bytes(L"baTBSCertificate", m_baTBSCertificate);
-    return m_baTBSCertificate;
-  });
+  return TracedBytes(L"CCNGX509Certificate::GetTBSCertificate", this, L"baTBSCertificate", m_baTBSCertificate);
 }
 
 std::int32_t CCNGX509Certificate::GetVersion() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetVersion", this);
-  return fn.Run([&] {
-    fn.Data(L"m_nVersion=%d", m_nVersion);
-    return m_nVersion;
-  });
+  return TracedValue<std::int32_t>(L"CCNGX509Certificate::GetVersion", this, L"m_nVersion=%d", m_nVersion);
 }
 
 ByteArray CCNGX509Certificate::GetSerialNumber() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetSerialNumber", this);
-  return fn.Run([&] {
-    fn.Bytes(L"m_baSerialNumber", m_baSerialNumber);
-    return m_baSerialNumber;
-  });
+  return TracedBytes(L"CCNGX509Certificate::GetSerialNumber", this, L"m_baSerialNumber", m_baSerialNumber);
 }
 
 ByteArray CCNGX509Certificate::GetHash() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetHash", this);
-  return fn.Run([&] {
-    fn.Bytes(L"m_baHash", m_baHash);
-    return m_baHash;
-  });
+  return TracedBytes(L"CCNGX509Certificate::GetHash", this, L"m_baHash", m_baHash);
 }
 
 IX500Name* CCNGX509Certificate::GetIssuerDN() const {
@@ -345,19 +339,11 @@ IX500Name* CCNGX509Certificate::GetIssuerDN() const {
 }
 
 WString CCNGX509Certificate::GetNotAfter() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetNotAfter", this);
-  return fn.Run([&] {
-    fn.Data(L"m_sNotAfter=%s", m_sNotAfter);
-    return m_sNotAfter;
-  });
+  return TracedValue<WString>(L"CCNGX509Certificate::GetNotAfter", this, L"m_sNotAfter=%s", m_sNotAfter);
 }
 
 WString CCNGX509Certificate::GetNotBefore() const {
-  const FunctionTrace fn(L"CCNGX509Certificate::GetNotBefore", this);
-  return fn.Run([&] {
-    fn.Data(L"m_sNotBefore=%s", m_sNotBefore);
-    return m_sNotBefore;
-  });
+  return TracedValue<WString>(L"CCNGX509Certificate::GetNotBefore", this, L"m_sNotBefore=%s", m_sNotBefore);
 }
 
 IX500Name* CCNGX509Certificate::GetSubjectDN() const {
