@@ -29,7 +29,8 @@ using Bio = std::unique_ptr<BIO, BioFree>;
 bool ReadsFully(const ByteArray& der) {
   try {
     const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_X509, der));
-    for (IGeneralName* name : static_cast<IX509Certificate*>(certificate.get())->GetSubjectAlternativeNames()) delete name;
+    for (IGeneralName* name : static_cast<IX509Certificate*>(certificate.get())->GetSubjectAlternativeNames())
+      delete name;
     return true;
   } catch (IException* e) {
     delete e;
@@ -89,7 +90,8 @@ void ReadOpenssl(const ByteArray& der, BIO* text) {
   BIO_reset(text);
   EXTENDED_KEY_USAGE_free(
       static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(certificate, NID_ext_key_usage, nullptr, nullptr)));
-  GENERAL_NAMES_free(static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+  GENERAL_NAMES_free(
+      static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
   benchmark::DoNotOptimize(X509_get_key_usage(certificate));
   X509_free(certificate);
 }

@@ -194,7 +194,8 @@ typedef struct _CERT_REVOCATION_CRL_INFO CERT_REVOCATION_CRL_INFO, *PCERT_REVOCA
 
 typedef struct _CERT_REVOCATION_INFO {
   DWORD cbSize;
-  DWORD dwRevocationResult;  // 0 (not revoked), CRYPT_E_REVOKED, CRYPT_E_NO_REVOCATION_CHECK, CRYPT_E_REVOCATION_OFFLINE
+  // 0 (not revoked), CRYPT_E_REVOKED, CRYPT_E_NO_REVOCATION_CHECK or CRYPT_E_REVOCATION_OFFLINE.
+  DWORD dwRevocationResult;
   LPCSTR pszRevocationOid;
   LPVOID pvOidSpecificInfo;
   BOOL fHasFreshnessTime;

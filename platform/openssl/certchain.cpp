@@ -25,8 +25,8 @@ constexpr const char* kBasicConstraintsOid = "2.5.29.19";
 // Extensions whose criticality this engine honours: basic constraints, which it checks, and
 // those that constrain nothing about the chain's validity as this engine judges it.
 constexpr const char* kUnderstoodExtensions[] = {
-    "2.5.29.14", "2.5.29.15", "2.5.29.17", "2.5.29.18", kBasicConstraintsOid, "2.5.29.31",
-    "2.5.29.32", "2.5.29.35", "2.5.29.37", "1.3.6.1.5.5.7.1.1",
+    "2.5.29.14", "2.5.29.15", "2.5.29.17", "2.5.29.18", kBasicConstraintsOid,
+    "2.5.29.31", "2.5.29.32", "2.5.29.35", "2.5.29.37", "1.3.6.1.5.5.7.1.1",
 };
 
 // A chain context and everything it owns; the published handle points at `context`, the first
@@ -84,8 +84,8 @@ PCCERT_CONTEXT FindIssuer(PCCERT_CONTEXT certificate, const TrustStore& store, F
 
 struct Chain {
   std::vector<PCCERT_CONTEXT> certificates;  // end certificate first
-  bool endsAtRoot = false;  // the last certificate is self-issued
-  DWORD chainErrors = 0;  // partial chain, cycle
+  bool endsAtRoot = false;                   // the last certificate is self-issued
+  DWORD chainErrors = 0;                     // partial chain, cycle
 };
 
 Chain BuildPath(PCCERT_CONTEXT end, const TrustStore& store, FILETIME time) {
@@ -144,8 +144,8 @@ bool RevocationAsked(DWORD flags, std::size_t index, const Chain& chain) {
 }
 
 // The status of element `index` of the chain; its revocation outcome in *revocation when asked.
-CERT_TRUST_STATUS CheckElement(const Chain& chain, std::size_t index, FILETIME time, DWORD flags, const TrustStore& store,
-                               UrlRetrieval& retrieval, CERT_REVOCATION_INFO** revocation) {
+CERT_TRUST_STATUS CheckElement(const Chain& chain, std::size_t index, FILETIME time, DWORD flags,
+                               const TrustStore& store, UrlRetrieval& retrieval, CERT_REVOCATION_INFO** revocation) {
   PCCERT_CONTEXT certificate = chain.certificates[index];
   const bool isRoot = chain.endsAtRoot && index + 1 == chain.certificates.size();
   PCCERT_CONTEXT issuer = index + 1 < chain.certificates.size() ? chain.certificates[index + 1]
@@ -222,8 +222,8 @@ BOOL Fail(DWORD error) {
 extern "C" {
 
 BOOL WINAPI CertGetCertificateChain(HCERTCHAINENGINE hChainEngine, PCCERT_CONTEXT pCertContext, LPFILETIME pTime,
-                                    HCERTSTORE hAdditionalStore, PCERT_CHAIN_PARA pChainPara, DWORD dwFlags,
-                                    LPVOID, PCCERT_CHAIN_CONTEXT* ppChainContext) {
+                                    HCERTSTORE hAdditionalStore, PCERT_CHAIN_PARA pChainPara, DWORD dwFlags, LPVOID,
+                                    PCCERT_CHAIN_CONTEXT* ppChainContext) {
   if (hChainEngine != nullptr || hAdditionalStore != nullptr || pCertContext == nullptr || pChainPara == nullptr ||
       ppChainContext == nullptr || pChainPara->cbSize < offsetof(CERT_CHAIN_PARA, RequestedIssuancePolicy) ||
       pChainPara->RequestedUsage.Usage.cUsageIdentifier != 0)
@@ -247,7 +247,8 @@ BOOL WINAPI CertGetCertificateChain(HCERTCHAINENGINE hChainEngine, PCCERT_CONTEX
 }
 
 void WINAPI CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext) {
-  if (pChainContext != nullptr) FreeBlock(reinterpret_cast<ChainBlock*>(const_cast<CERT_CHAIN_CONTEXT*>(pChainContext)));
+  if (pChainContext != nullptr)
+    FreeBlock(reinterpret_cast<ChainBlock*>(const_cast<CERT_CHAIN_CONTEXT*>(pChainContext)));
 }
 
 }  // extern "C"

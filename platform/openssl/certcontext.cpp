@@ -70,10 +70,10 @@ class TbsReader {
   bool Read(Der::Bytes tbs) {
     Der::Reader seq;
     return Der::ReadWhole(tbs, Der::kSequence, &seq) && ReadVersion(seq) && ReadSerialNumber(seq) &&
-           ReadAlgorithmIdentifier(seq, &m_block->signatureAlgorithm, &m_signatureParameters) && ReadName(seq, &m_info->Issuer) &&
-           ReadValidity(seq) && ReadName(seq, &m_info->Subject) && ReadPublicKeyInfo(seq) &&
-           ReadUniqueId(seq, 1, &m_info->IssuerUniqueId) && ReadUniqueId(seq, 2, &m_info->SubjectUniqueId) &&
-           ReadExtensions(seq) && seq.Empty() && Finish();
+           ReadAlgorithmIdentifier(seq, &m_block->signatureAlgorithm, &m_signatureParameters) &&
+           ReadName(seq, &m_info->Issuer) && ReadValidity(seq) && ReadName(seq, &m_info->Subject) &&
+           ReadPublicKeyInfo(seq) && ReadUniqueId(seq, 1, &m_info->IssuerUniqueId) &&
+           ReadUniqueId(seq, 2, &m_info->SubjectUniqueId) && ReadExtensions(seq) && seq.Empty() && Finish();
   }
 
  private:
@@ -287,7 +287,8 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
   }
   const CertContextBlock* block = BlockOf(pCertContext);
   switch (dwPropId) {
-    case CERT_SHA1_HASH_PROP_ID: return ReturnProperty(block->sha1, kSha1Size, pvData, pcbData);
+    case CERT_SHA1_HASH_PROP_ID:
+      return ReturnProperty(block->sha1, kSha1Size, pvData, pcbData);
     case CERT_MD5_HASH_PROP_ID: {
       unsigned char md5[16];
       if (!Digest(Library::Get().Digest(DigestId::MD5), {block->encoded.data(), block->encoded.size()}, md5)) {
@@ -296,7 +297,9 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
       }
       return ReturnProperty(md5, sizeof(md5), pvData, pcbData);
     }
-    default: SetLastError(CRYPT_E_NOT_FOUND); return FALSE;
+    default:
+      SetLastError(CRYPT_E_NOT_FOUND);
+      return FALSE;
   }
 }
 

@@ -44,12 +44,18 @@ struct SchemeRow {
   const char* digest;
 };
 constexpr SchemeRow kSchemes[] = {
-    {"1.2.840.113549.1.1.4", KeyKind::Rsa, "MD5"},       {"1.2.840.113549.1.1.5", KeyKind::Rsa, "SHA1"},
-    {"1.3.14.3.2.29", KeyKind::Rsa, "SHA1"},             {"1.2.840.113549.1.1.14", KeyKind::Rsa, "SHA2-224"},
-    {"1.2.840.113549.1.1.11", KeyKind::Rsa, "SHA2-256"}, {"1.2.840.113549.1.1.12", KeyKind::Rsa, "SHA2-384"},
-    {"1.2.840.113549.1.1.13", KeyKind::Rsa, "SHA2-512"}, {"1.2.840.10045.4.1", KeyKind::Ec, "SHA1"},
-    {"1.2.840.10045.4.3.1", KeyKind::Ec, "SHA2-224"},    {"1.2.840.10045.4.3.2", KeyKind::Ec, "SHA2-256"},
-    {"1.2.840.10045.4.3.3", KeyKind::Ec, "SHA2-384"},    {"1.2.840.10045.4.3.4", KeyKind::Ec, "SHA2-512"},
+    {"1.2.840.113549.1.1.4", KeyKind::Rsa, "MD5"},
+    {"1.2.840.113549.1.1.5", KeyKind::Rsa, "SHA1"},
+    {"1.3.14.3.2.29", KeyKind::Rsa, "SHA1"},
+    {"1.2.840.113549.1.1.14", KeyKind::Rsa, "SHA2-224"},
+    {"1.2.840.113549.1.1.11", KeyKind::Rsa, "SHA2-256"},
+    {"1.2.840.113549.1.1.12", KeyKind::Rsa, "SHA2-384"},
+    {"1.2.840.113549.1.1.13", KeyKind::Rsa, "SHA2-512"},
+    {"1.2.840.10045.4.1", KeyKind::Ec, "SHA1"},
+    {"1.2.840.10045.4.3.1", KeyKind::Ec, "SHA2-224"},
+    {"1.2.840.10045.4.3.2", KeyKind::Ec, "SHA2-256"},
+    {"1.2.840.10045.4.3.3", KeyKind::Ec, "SHA2-384"},
+    {"1.2.840.10045.4.3.4", KeyKind::Ec, "SHA2-512"},
 };
 constexpr const char* kRsaPssOid = "1.2.840.113549.1.1.10";
 constexpr const char* kMgf1Oid = "1.2.840.113549.1.1.8";
@@ -66,7 +72,8 @@ bool ReadHashAlgorithm(Der::Reader& in, const char** digest) {
   Der::Bytes parameters;
   if (!ReadAlgorithmIdentifier(in, &oid, &parameters)) return false;
   *digest = DigestNamed(oid);
-  return *digest != nullptr && (parameters.empty() || (parameters.size() == 2 && parameters[0] == 0x05 && parameters[1] == 0));
+  return *digest != nullptr &&
+         (parameters.empty() || (parameters.size() == 2 && parameters[0] == 0x05 && parameters[1] == 0));
 }
 
 // [n] EXPLICIT field of RSASSA-PSS-params, read by `read` when present.
@@ -87,19 +94,19 @@ bool ReadPssParameters(Der::Bytes parameters, SignatureScheme* scheme) {
   scheme->saltLength = 20;
   std::uint64_t salt = 20, trailer = 1;
   Der::Reader seq;
-  const bool read =
-      Der::ReadWhole(parameters, Der::kSequence, &seq) &&
-         PssField(seq, 0, [&](Der::Reader& r) { return ReadHashAlgorithm(r, &scheme->digest); }) &&
-         PssField(seq, 1,
-                  [&](Der::Reader& r) {
-                    Der::Reader mgf;
-                    Der::Bytes oid;
-                    std::string text;
-                    return r.Read(Der::kSequence, &mgf) && mgf.ReadOid(&oid) && Der::OidToText(oid, &text) &&
-                           text == kMgf1Oid && ReadHashAlgorithm(mgf, &scheme->mgf1Digest) && mgf.Empty();
-                  }) &&
-         PssField(seq, 2, [&](Der::Reader& r) { return r.ReadUint64(&salt) && salt <= 0xFFFF; }) &&
-         PssField(seq, 3, [&](Der::Reader& r) { return r.ReadUint64(&trailer) && trailer == 1; }) && seq.Empty();
+  const bool read = Der::ReadWhole(parameters, Der::kSequence, &seq) &&
+                    PssField(seq, 0, [&](Der::Reader& r) { return ReadHashAlgorithm(r, &scheme->digest); }) &&
+                    PssField(seq, 1,
+                             [&](Der::Reader& r) {
+                               Der::Reader mgf;
+                               Der::Bytes oid;
+                               std::string text;
+                               return r.Read(Der::kSequence, &mgf) && mgf.ReadOid(&oid) && Der::OidToText(oid, &text) &&
+                                      text == kMgf1Oid && ReadHashAlgorithm(mgf, &scheme->mgf1Digest) && mgf.Empty();
+                             }) &&
+                    PssField(seq, 2, [&](Der::Reader& r) { return r.ReadUint64(&salt) && salt <= 0xFFFF; }) &&
+                    PssField(seq, 3, [&](Der::Reader& r) { return r.ReadUint64(&trailer) && trailer == 1; }) &&
+                    seq.Empty();
   scheme->saltLength = static_cast<int>(salt);
   return read;
 }
@@ -134,9 +141,12 @@ PkeyPtr PublicKeyOf(const CERT_PUBLIC_KEY_INFO& info) {
 
 bool Suits(const SignatureScheme& scheme, EVP_PKEY* key) {
   switch (scheme.kind) {
-    case KeyKind::Rsa: return EVP_PKEY_is_a(key, "RSA");
-    case KeyKind::RsaPss: return EVP_PKEY_is_a(key, "RSA") || EVP_PKEY_is_a(key, "RSA-PSS");
-    case KeyKind::Ec: return EVP_PKEY_is_a(key, "EC");
+    case KeyKind::Rsa:
+      return EVP_PKEY_is_a(key, "RSA");
+    case KeyKind::RsaPss:
+      return EVP_PKEY_is_a(key, "RSA") || EVP_PKEY_is_a(key, "RSA-PSS");
+    case KeyKind::Ec:
+      return EVP_PKEY_is_a(key, "EC");
   }
   return false;
 }
@@ -144,12 +154,12 @@ bool Suits(const SignatureScheme& scheme, EVP_PKEY* key) {
 bool Verify(const SignatureScheme& scheme, EVP_PKEY* key, const SignedParts& parts) {
   MdCtxPtr md(EVP_MD_CTX_new());
   EVP_PKEY_CTX* pctx = nullptr;  // owned by the digest context
-  if (!md || EVP_DigestVerifyInit_ex(md.get(), &pctx, scheme.digest, Library::Get().Context(), nullptr, key, nullptr) != 1)
+  if (!md ||
+      EVP_DigestVerifyInit_ex(md.get(), &pctx, scheme.digest, Library::Get().Context(), nullptr, key, nullptr) != 1)
     return false;
-  if (scheme.kind == KeyKind::RsaPss &&
-      (EVP_PKEY_CTX_set_rsa_padding(pctx, RSA_PKCS1_PSS_PADDING) != 1 ||
-       EVP_PKEY_CTX_set_rsa_pss_saltlen(pctx, scheme.saltLength) != 1 ||
-       EVP_PKEY_CTX_set_rsa_mgf1_md_name(pctx, scheme.mgf1Digest, nullptr) != 1))
+  if (scheme.kind == KeyKind::RsaPss && (EVP_PKEY_CTX_set_rsa_padding(pctx, RSA_PKCS1_PSS_PADDING) != 1 ||
+                                         EVP_PKEY_CTX_set_rsa_pss_saltlen(pctx, scheme.saltLength) != 1 ||
+                                         EVP_PKEY_CTX_set_rsa_mgf1_md_name(pctx, scheme.mgf1Digest, nullptr) != 1))
     return false;
   return EVP_DigestVerify(md.get(), parts.signature.data(), parts.signature.size(), parts.toBeSigned.data(),
                           parts.toBeSigned.size()) == 1;

@@ -215,7 +215,8 @@ bool HttpGet(const std::string& url, Deadline deadline, std::size_t maxSize, std
   if (!socket) return false;
   const bool ipv6Literal = parts.host.find(':') != std::string::npos;
   const std::string host = ipv6Literal ? "[" + parts.host + "]" : parts.host;
-  const std::string request = "GET " + parts.path + " HTTP/1.0\r\nHost: " + host + (parts.port == "80" ? "" : ":" + parts.port) +
+  const std::string request = "GET " + parts.path + " HTTP/1.0\r\nHost: " + host +
+                              (parts.port == "80" ? "" : ":" + parts.port) +
                               "\r\nAccept: */*\r\nConnection: close\r\n\r\n";
   std::string response;
   return SendAll(*socket, request, deadline) && ReceiveAll(*socket, maxSize + kMaxHeaderSize, deadline, &response) &&

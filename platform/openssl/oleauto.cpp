@@ -2,13 +2,14 @@
 // DATE (the forms platform/oleauto.h lists) and DATE to SYSTEMTIME. The calendar arithmetic is
 // the DER time code's (proleptic Gregorian, UTC, no leap seconds).
 
+#include "platform/oleauto.h"
+
 #include <cmath>
 #include <ctime>
 #include <cwctype>
 #include <optional>
 
 #include "common/crypto.der.time.h"
-#include "platform/oleauto.h"
 #include "platform/systime.h"
 
 namespace Der = ZT::Framework::Der;

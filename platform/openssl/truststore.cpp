@@ -81,12 +81,14 @@ DerList SystemRoots() {
 std::vector<CertContextRef> Contexts(const DerList& certificates) {
   std::vector<CertContextRef> contexts;
   for (const auto& der : certificates)
-    if (PCCERT_CONTEXT context = CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())))
+    if (PCCERT_CONTEXT context =
+            CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())))
       contexts.emplace_back(context);
   return contexts;
 }
 
-void AppendNamed(const std::vector<CertContextRef>& from, const CERT_NAME_BLOB& name, std::vector<PCCERT_CONTEXT>* out) {
+void AppendNamed(const std::vector<CertContextRef>& from, const CERT_NAME_BLOB& name,
+                 std::vector<PCCERT_CONTEXT>* out) {
   for (const CertContextRef& context : from)
     if (SameName(context->pCertInfo->Subject, name)) out->push_back(context.get());
 }
@@ -143,7 +145,8 @@ bool Crl::Read() {
 
 bool Crl::Lists(const CRYPT_INTEGER_BLOB& serial) const {
   return std::any_of(m_revokedSerials.begin(), m_revokedSerials.end(), [&](Der::Bytes listed) {
-    return listed.size() == serial.cbData && std::equal(listed.begin(), listed.end(), std::reverse_iterator(serial.pbData + serial.cbData));
+    return listed.size() == serial.cbData &&
+           std::equal(listed.begin(), listed.end(), std::reverse_iterator(serial.pbData + serial.cbData));
   });
 }
 
@@ -180,7 +183,8 @@ std::shared_ptr<const TrustStore> CurrentTrustStore() {
     if (slot.replacement) return slot.replacement;
   }
   // Built once, thread-safely, on first use; never reloaded.
-  static const std::shared_ptr<const TrustStore> system = std::make_shared<TrustStore>(SystemRoots(), DerList(), DerList());
+  static const std::shared_ptr<const TrustStore> system =
+      std::make_shared<TrustStore>(SystemRoots(), DerList(), DerList());
   return system;
 }
 

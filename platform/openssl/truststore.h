@@ -44,7 +44,8 @@ class Crl {
 class TrustStore {
  public:
   // Certificates and CRLs as DER; what does not decode is left out.
-  TrustStore(const std::vector<std::vector<unsigned char>>& roots, const std::vector<std::vector<unsigned char>>& issuers,
+  TrustStore(const std::vector<std::vector<unsigned char>>& roots,
+             const std::vector<std::vector<unsigned char>>& issuers,
              const std::vector<std::vector<unsigned char>>& crls);
 
   // The certificates whose subject is `name`: the trusted roots first, then the other issuers.

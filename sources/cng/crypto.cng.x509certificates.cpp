@@ -36,7 +36,9 @@ WString WithCode(const wchar_t* text, DWORD code) {
   return message;
 }
 
-ByteArray BlobBytes(const BYTE* pbData, DWORD cbData) { return cbData == 0 ? ByteArray() : ByteArray(pbData, pbData + cbData); }
+ByteArray BlobBytes(const BYTE* pbData, DWORD cbData) {
+  return cbData == 0 ? ByteArray() : ByteArray(pbData, pbData + cbData);
+}
 ByteArray BlobBytes(const ::CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbData, blob.cbData); }
 
 // The SHA-1 thumbprint of a context: the size first, then the bytes.
@@ -160,7 +162,8 @@ CCNGX509Certificate::CCNGX509Certificate(const ByteArray& baEncoded) {
   fn.Run([&] {
     if (baEncoded.empty()) fn.Raise(CRYPTO_BAD_PARAM, L"baEncoded=empty!");
     fn.Bytes(L"baEncoded", baEncoded);
-    m_pCertContext.reset(CertCreateCertificateContext(kEncoding, baEncoded.data(), static_cast<DWORD>(baEncoded.size())));
+    m_pCertContext.reset(
+        CertCreateCertificateContext(kEncoding, baEncoded.data(), static_cast<DWORD>(baEncoded.size())));
     if (!m_pCertContext) fn.Raise(CRYPTO_BAD_PARAM, WithCode(L"Error decoding the blob", GetLastError()));
     DecodeCertificate(fn);
   });
@@ -207,16 +210,17 @@ void CCNGX509Certificate::ReadValidity() {
 
 void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
   const ByteArray baEncoded = GetEncoded();
-  CERT_SIGNED_CONTENT_INFO signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed",
-                                                   [&] { return CryptoUtil::DecodeObject<Structure::SignedContent>(baEncoded); });
+  CERT_SIGNED_CONTENT_INFO signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
+    return CryptoUtil::DecodeObject<Structure::SignedContent>(baEncoded);
+  });
   m_baTBSCertificate = std::move(signedContent.ToBeSigned);
   m_baSignatureValue = std::move(signedContent.Signature.pbData);
   m_baSignatureParameters = std::move(signedContent.SignatureAlgorithm.Parameters);
   m_sSignatureOID = CryptoUtil::CharStringToString(signedContent.SignatureAlgorithm.pszObjId);
   std::unique_ptr<IAlgorithm> algorithm =
       fn.Wrap(L"Algorithm creation failed", [&] { return AlgorithmFromOID(m_sSignatureOID, m_baSignatureParameters); });
-  m_pSignature.reset(fn.Wrap(L"new CSignature() failed",
-                             [&] { return new CCNGSignature(std::move(algorithm), m_baSignatureValue); }));
+  m_pSignature.reset(
+      fn.Wrap(L"new CSignature() failed", [&] { return new CCNGSignature(std::move(algorithm), m_baSignatureValue); }));
 }
 
 // In certificate order; the first of two extensions with one OID is kept.
@@ -333,9 +337,8 @@ ByteArray CCNGX509Certificate::GetHash() const {
 
 IX500Name* CCNGX509Certificate::GetIssuerDN() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetIssuerDN", this);
-  return fn.Run([&] {
-    return LazyName(fn, m_pIssuerName, Info().Issuer, L"Found empty issuer name blob", L"m_pIssuerName");
-  });
+  return fn.Run(
+      [&] { return LazyName(fn, m_pIssuerName, Info().Issuer, L"Found empty issuer name blob", L"m_pIssuerName"); });
 }
 
 WString CCNGX509Certificate::GetNotAfter() const {
@@ -447,9 +450,8 @@ GeneralNameList CCNGX509Certificate::GetSubjectAlternativeNames() const {
       return GeneralNameList();
     }
     const ByteArray value = BlobBytes(extension->Value);
-    const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
-      return CryptoUtil::DecodeObject<Structure::AlternateName>(value);
-    });
+    const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
+                                            [&] { return CryptoUtil::DecodeObject<Structure::AlternateName>(value); });
     // Owned here until every entry is made, so a failing entry releases the ones before it.
     std::vector<std::unique_ptr<IGeneralName>> names;
     for (const CERT_ALT_NAME_ENTRY& entry : info.rgAltEntry)
@@ -516,7 +518,9 @@ bool CCNGX509Certificate::IsKeyAgreement() const {
 bool CCNGX509Certificate::IsKeyCertSign() const {
   return KeyUsageBit(L"CCNGX509Certificate::IsKeyCertSign", 0, 0x04, L"bKeyCertSign");
 }
-bool CCNGX509Certificate::IsCRLSign() const { return KeyUsageBit(L"CCNGX509Certificate::IsCRLSign", 0, 0x02, L"bCRLSign"); }
+bool CCNGX509Certificate::IsCRLSign() const {
+  return KeyUsageBit(L"CCNGX509Certificate::IsCRLSign", 0, 0x02, L"bCRLSign");
+}
 bool CCNGX509Certificate::IsEncipherOnly() const {
   return KeyUsageBit(L"CCNGX509Certificate::IsEncipherOnly", 0, 0x01, L"bEncipherOnly");
 }

@@ -8,8 +8,8 @@ bool SignedContent::Decode(Der::Bytes der, Decoded* out) {
   Der::Reader seq;
   Der::Bytes toBeSigned;
   if (!Der::ReadWhole(der, Der::kSequence, &seq) || !seq.ReadElement(Der::kSequence, &toBeSigned) ||
-      !Asn1Read::ReadAlgorithmIdentifier(seq, &out->SignatureAlgorithm) || !Asn1Read::ReadBitBlob(seq, &out->Signature) ||
-      !seq.Empty())
+      !Asn1Read::ReadAlgorithmIdentifier(seq, &out->SignatureAlgorithm) ||
+      !Asn1Read::ReadBitBlob(seq, &out->Signature) || !seq.Empty())
     return false;
   out->ToBeSigned.assign(toBeSigned.begin(), toBeSigned.end());
   return true;

@@ -171,12 +171,11 @@ std::int32_t ICertificateProperties::nqGetCertPriorityForSetAsDefault(const unsi
                                                                       unsigned int unCertificateValueLen,
                                                                       bool bIgnoreEFS) {
   const FunctionTrace fn(L"ICertificateProperties::nqGetCertPriorityForSetAsDefault");
-  return Answered<std::int32_t>(fn, pusCertificateValue, unCertificateValueLen, L"ret=(%d)",
-                                [&](const IX509Certificate& certificate) {
-                                  const Facts facts = FactsOf(fn, certificate);
-                                  return (facts.LogonReady() ? 4 : 0) + (facts.ea ? 2 : 0) +
-                                         (facts.efs && !bIgnoreEFS ? 1 : 0);
-                                });
+  return Answered<std::int32_t>(
+      fn, pusCertificateValue, unCertificateValueLen, L"ret=(%d)", [&](const IX509Certificate& certificate) {
+        const Facts facts = FactsOf(fn, certificate);
+        return (facts.LogonReady() ? 4 : 0) + (facts.ea ? 2 : 0) + (facts.efs && !bIgnoreEFS ? 1 : 0);
+      });
 }
 
 }  // namespace ZT::Framework

@@ -170,12 +170,24 @@ std::wstring FromUtf8(const std::string& text) {
 // The platform's key word of an attribute type, or "OID." and its OID.
 std::wstring KeyWord(const std::string& oid) {
   static const std::map<std::string, const wchar_t*> kKeyWords = {
-      {"2.5.4.3", L"CN"},   {"2.5.4.7", L"L"},   {"2.5.4.10", L"O"},  {"2.5.4.11", L"OU"},
-      {"1.2.840.113549.1.9.1", L"E"},            {"2.5.4.6", L"C"},   {"2.5.4.8", L"S"},
-      {"2.5.4.9", L"STREET"},                    {"2.5.4.12", L"T"},  {"2.5.4.42", L"G"},
-      {"2.5.4.43", L"I"},   {"2.5.4.4", L"SN"},  {"2.5.4.5", L"SERIALNUMBER"},
-      {"0.9.2342.19200300.100.1.25", L"DC"},     {"2.5.4.13", L"Description"},
-      {"2.5.4.17", L"PostalCode"},               {"2.5.4.18", L"POBox"}, {"2.5.4.20", L"Phone"},
+      {"2.5.4.3", L"CN"},
+      {"2.5.4.7", L"L"},
+      {"2.5.4.10", L"O"},
+      {"2.5.4.11", L"OU"},
+      {"1.2.840.113549.1.9.1", L"E"},
+      {"2.5.4.6", L"C"},
+      {"2.5.4.8", L"S"},
+      {"2.5.4.9", L"STREET"},
+      {"2.5.4.12", L"T"},
+      {"2.5.4.42", L"G"},
+      {"2.5.4.43", L"I"},
+      {"2.5.4.4", L"SN"},
+      {"2.5.4.5", L"SERIALNUMBER"},
+      {"0.9.2342.19200300.100.1.25", L"DC"},
+      {"2.5.4.13", L"Description"},
+      {"2.5.4.17", L"PostalCode"},
+      {"2.5.4.18", L"POBox"},
+      {"2.5.4.20", L"Phone"},
   };
   const auto found = kKeyWords.find(oid);
   return found != kKeyWords.end() ? std::wstring(found->second) : L"OID." + std::wstring(oid.begin(), oid.end());
@@ -197,7 +209,8 @@ std::wstring ExpectedName(const std::vector<std::string>& rdns) {
     bool first = true;
     for (const std::string& attribute : Split(rdn, " + ")) {
       const std::size_t eq = attribute.find('=');
-      text += (first ? L"" : L" + ") + KeyWord(attribute.substr(0, eq)) + L"=" + Quoted(FromUtf8(attribute.substr(eq + 1)));
+      text +=
+          (first ? L"" : L" + ") + KeyWord(attribute.substr(0, eq)) + L"=" + Quoted(FromUtf8(attribute.substr(eq + 1)));
       first = false;
     }
   }
@@ -245,7 +258,8 @@ std::vector<std::wstring> Ours(const StringList& list) {
   return out;
 }
 
-void Compare(const IX509Certificate& ours, const OpensslView& theirs, const std::map<std::string, std::string>& objects) {
+void Compare(const IX509Certificate& ours, const OpensslView& theirs,
+             const std::map<std::string, std::string>& objects) {
   EXPECT_EQ(SerialAsOpensslPrints(ours.GetSerialNumber()), theirs.serial);
   EXPECT_EQ(ours.GetVersion() + 1, theirs.version);
   EXPECT_EQ(Std(ours.GetNotBefore()) + L"Z", FromUtf8(theirs.notBefore));

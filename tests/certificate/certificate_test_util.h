@@ -26,7 +26,8 @@ inline ByteArray Der(const std::string& name) {
 }
 
 inline std::unique_ptr<IX509Certificate> Load(const ByteArray& der) {
-  return std::unique_ptr<IX509Certificate>(dynamic_cast<IX509Certificate*>(ICertificate::Create(CERT_FORMAT_X509, der)));
+  return std::unique_ptr<IX509Certificate>(
+      dynamic_cast<IX509Certificate*>(ICertificate::Create(CERT_FORMAT_X509, der)));
 }
 inline std::unique_ptr<IX509Certificate> Load(const std::string& name) { return Load(Der(name)); }
 
@@ -55,7 +56,8 @@ inline std::string UpperHex(const ByteArray& bytes) {
 
 inline ByteArray FromHex(const std::string& hex) {
   ByteArray out;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    out.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
   return out;
 }
 

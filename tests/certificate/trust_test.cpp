@@ -72,10 +72,11 @@ TEST(VerifyTrust, TracesWhyTheDefaultTimeOutIsTaken) {
     std::function<void(ICryptoParserParameterMap*)> fill;
     const wchar_t* warning;
   };
-  for (const Case& c : {Case{[](ICryptoParserParameterMap*) {}, kNoParameter},
-                        Case{[](ICryptoParserParameterMap* m) { m->Add(L"CryptoParameterTimeout", NQData(WString(L"5"))); },
-                             kUnreadable},
-                        Case{[](ICryptoParserParameterMap* m) { m->SetTimeout(0x100000000ull); }, kUnreadable}}) {
+  for (const Case& c :
+       {Case{[](ICryptoParserParameterMap*) {}, kNoParameter},
+        Case{[](ICryptoParserParameterMap* m) { m->Add(L"CryptoParameterTimeout", NQData(WString(L"5"))); },
+             kUnreadable},
+        Case{[](ICryptoParserParameterMap* m) { m->SetTimeout(0x100000000ull); }, kUnreadable}}) {
     const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
     c.fill(map.get());
     const LogCapture log;
@@ -122,11 +123,11 @@ TEST(CVCCertificate, IsAnEmptyPlaceholder) {
   ASSERT_NE(cvc, nullptr);
   std::vector<std::uint32_t> tags;
   const std::vector<std::function<void()>> queries = {
-      [&] { cvc->GetPublicKey(); },       [&] { cvc->VerifySignature(nullptr); },
-      [&] { cvc->VerifyTrust(nullptr); }, [&] { cvc->GetSignature(); },
-      [&] { cvc->Compare(cvc); },         [&] { cvc->GetProfileIdentifier(); },
+      [&] { cvc->GetPublicKey(); },        [&] { cvc->VerifySignature(nullptr); },
+      [&] { cvc->VerifyTrust(nullptr); },  [&] { cvc->GetSignature(); },
+      [&] { cvc->Compare(cvc); },          [&] { cvc->GetProfileIdentifier(); },
       [&] { cvc->GetIssuerIdentifier(); }, [&] { cvc->GetSubjectIdentifier(); },
-      [&] { cvc->GetRoleIdentifier(); },  [&] { cvc->ListTags(tags); },
+      [&] { cvc->GetRoleIdentifier(); },   [&] { cvc->ListTags(tags); },
       [&] { cvc->GetTag(0x5F29); },
   };
   for (const auto& query : queries) {
@@ -151,8 +152,8 @@ TEST(CVCCertificate, TracesItsArgumentsBeforeRefusing) {
   log.Clear();
   const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
   Thrown([&] { certificate->VerifyTrust(map.get()); });
-  EXPECT_EQ(log.At(NQLOG_DATA),
-            std::vector<std::wstring>{L"CCNGCVCCertificate::VerifyTrust : pParameter=" + zttest::AddressText(map.get())});
+  EXPECT_EQ(log.At(NQLOG_DATA), std::vector<std::wstring>{L"CCNGCVCCertificate::VerifyTrust : pParameter=" +
+                                                          zttest::AddressText(map.get())});
 }
 
 }  // namespace

@@ -49,11 +49,18 @@ TEST(CertificateCreate, WrapsWhatKeepsACertificateFromBeingMade) {
   trailing.push_back(0);
   const Case cases[] = {
       {"no bytes", {}, CRYPTO_BAD_PARAM, {L"new ICertificate() failed", L"baEncoded=empty!"}},
-      {"not DER", {0x04, 0x01, 0x00}, CRYPTO_BAD_PARAM, {L"new ICertificate() failed", L"Error decoding the blob (0x8009310b)"}},
-      {"a trailing byte", trailing, CRYPTO_BAD_PARAM,
+      {"not DER",
+       {0x04, 0x01, 0x00},
+       CRYPTO_BAD_PARAM,
+       {L"new ICertificate() failed", L"Error decoding the blob (0x8009310b)"}},
+      {"a trailing byte",
+       trailing,
+       CRYPTO_BAD_PARAM,
        {L"new ICertificate() failed", L"Error decoding the blob (0x80093103)"}},
       // The public key is always read as RSA.
-      {"an EC key", Der("ec_leaf"), CRYPTO_NOT_SUPPORTED,
+      {"an EC key",
+       Der("ec_leaf"),
+       CRYPTO_NOT_SUPPORTED,
        {L"new ICertificate() failed", L"new IPublicKey failed", L"new CCNGRSAPublicKey() failed"}},
   };
   for (const Case& c : cases) {
@@ -61,7 +68,8 @@ TEST(CertificateCreate, WrapsWhatKeepsACertificateFromBeingMade) {
     const auto e = Thrown([&] { delete ICertificate::Create(CERT_FORMAT_X509, c.bytes); });
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(e->getID(), c.id);
-    for (std::size_t i = 0; i < c.messages.size(); ++i) EXPECT_EQ(MessageAt(e.get(), static_cast<int>(i)), c.messages[i]);
+    for (std::size_t i = 0; i < c.messages.size(); ++i)
+      EXPECT_EQ(MessageAt(e.get(), static_cast<int>(i)), c.messages[i]);
   }
 }
 
@@ -124,8 +132,7 @@ TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
   ASSERT_NE(issuer, nullptr);
   EXPECT_EQ(issuer, certificate->GetIssuerDN());
   EXPECT_EQ(issuer->GetName(0), L"C=DE, O=Example Org, CN=ZT Fixture Issuing CA");
-  EXPECT_EQ(certificate->GetSubjectDN()->GetName(0),
-            L"C=DE, O=Example Org, OU=Smart Card, CN=Alice Fixture (logon)");
+  EXPECT_EQ(certificate->GetSubjectDN()->GetName(0), L"C=DE, O=Example Org, OU=Smart Card, CN=Alice Fixture (logon)");
   EXPECT_TRUE(certificate->GetIssuerUniqueID().empty());
   EXPECT_TRUE(certificate->GetSubjectUniqueID().empty());
 
@@ -143,8 +150,8 @@ TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
 
 TEST(X509Certificate, ListsExtensionsInTheOrderOfTheirOidText) {
   const auto certificate = Load("logon");
-  EXPECT_EQ(Listed(*certificate, nullptr),
-            (std::vector<std::wstring>{L"2.5.29.14", L"2.5.29.15", L"2.5.29.17", L"2.5.29.19", L"2.5.29.35", L"2.5.29.37"}));
+  EXPECT_EQ(Listed(*certificate, nullptr), (std::vector<std::wstring>{L"2.5.29.14", L"2.5.29.15", L"2.5.29.17",
+                                                                      L"2.5.29.19", L"2.5.29.35", L"2.5.29.37"}));
   const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
   filter->SetCritical(1);
   EXPECT_EQ(Listed(*certificate, filter.get()), (std::vector<std::wstring>{L"2.5.29.15"}));
@@ -195,7 +202,9 @@ TEST(X509Certificate, KeyUsageBitsByteByByte) {
 
   // The logon's key usage made one byte with encipherOnly alone: decipherOnly reads a second
   // byte that is not there.
-  const auto encipherOnly = Load(Patched(Der("logon"), "0404030205A0", "0404030200" "01"));
+  const auto encipherOnly = Load(Patched(Der("logon"), "0404030205A0",
+                                         "0404030200"
+                                         "01"));
   EXPECT_EQ(encipherOnly->GetKeyUsage(), FromHex("01"));
   EXPECT_TRUE(encipherOnly->IsEncipherOnly());
   EXPECT_FALSE(encipherOnly->IsDecipherOnly());
@@ -207,15 +216,17 @@ TEST(X509Certificate, KeyUsageBitsByteByByte) {
   EXPECT_FALSE(v1->IsDecipherOnly());
   EXPECT_EQ(log.At(NQLOG_WARNING),
             std::vector<std::wstring>{L"CCNGX509Certificate::GetKeyUsage No key usage extension"});
-  EXPECT_EQ(log.At(NQLOG_DATA), (std::vector<std::wstring>{L"CCNGX509Certificate::IsDigitalSignature : bDigitalSignature=0",
-                                                           L"CCNGX509Certificate::IsDecipherOnly : bDecipherOnly=0"}));
+  EXPECT_EQ(log.At(NQLOG_DATA),
+            (std::vector<std::wstring>{L"CCNGX509Certificate::IsDigitalSignature : bDigitalSignature=0",
+                                       L"CCNGX509Certificate::IsDecipherOnly : bDecipherOnly=0"}));
 }
 
 TEST(X509Certificate, ExtendedKeyUsageInCertificateOrder) {
   EXPECT_EQ(Strings(Load("logon")->GetExtendedKeyUsage()),
             (std::vector<std::wstring>{L"1.3.6.1.5.5.7.3.2", L"1.3.6.1.4.1.311.20.2.2"}));
-  EXPECT_EQ(Strings(Load("logon_agent")->GetExtendedKeyUsage()),
-            (std::vector<std::wstring>{L"1.3.6.1.4.1.311.20.2.2", L"1.3.6.1.4.1.311.20.2.1", L"1.3.6.1.4.1.311.10.3.4"}));
+  EXPECT_EQ(
+      Strings(Load("logon_agent")->GetExtendedKeyUsage()),
+      (std::vector<std::wstring>{L"1.3.6.1.4.1.311.20.2.2", L"1.3.6.1.4.1.311.20.2.1", L"1.3.6.1.4.1.311.10.3.4"}));
   const auto v1 = Load("v1");
   const LogCapture log;
   EXPECT_TRUE(v1->GetExtendedKeyUsage().empty());

@@ -29,7 +29,7 @@ unsigned Size(const Bytes& bytes) { return static_cast<unsigned>(bytes.size()); 
 struct Expected {
   const char* name;
   bool logon;
-  bool setAsDefault;         // bIgnoreEFS false
+  bool setAsDefault;          // bIgnoreEFS false
   bool setAsDefaultIgnoring;  // bIgnoreEFS true
   int priority;
   int priorityIgnoring;
@@ -69,23 +69,28 @@ TEST(CertificateProperties, AnswersForEveryFixture) {
     EXPECT_EQ(ICertificateProperties::nqIsCertOKForSetAsDefault(der.data(), Size(der), false), e.setAsDefault);
     EXPECT_EQ(ICertificateProperties::nqIsCertOKForSetAsDefault(der.data(), Size(der), true), e.setAsDefaultIgnoring);
     EXPECT_EQ(ICertificateProperties::nqGetCertPriorityForSetAsDefault(der.data(), Size(der), false), e.priority);
-    EXPECT_EQ(ICertificateProperties::nqGetCertPriorityForSetAsDefault(der.data(), Size(der), true), e.priorityIgnoring);
+    EXPECT_EQ(ICertificateProperties::nqGetCertPriorityForSetAsDefault(der.data(), Size(der), true),
+              e.priorityIgnoring);
   }
 }
 
 TEST(CertificateProperties, ExtendedKeyUsageLookup) {
   const Bytes logon = Der("logon");
   bool found = true;
-  EXPECT_TRUE(ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2.2", &found));
+  EXPECT_TRUE(
+      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2.2", &found));
   EXPECT_TRUE(found);
   found = true;
-  EXPECT_TRUE(ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2.1", &found));
+  EXPECT_TRUE(
+      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2.1", &found));
   EXPECT_FALSE(found);
   // A prefix of a purpose is not the purpose.
   found = true;
-  EXPECT_TRUE(ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2", &found));
+  EXPECT_TRUE(
+      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2", &found));
   EXPECT_FALSE(found);
-  EXPECT_TRUE(ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.5.5.7.3.2", nullptr));
+  EXPECT_TRUE(
+      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.5.5.7.3.2", nullptr));
 
   const Bytes v1 = Der("v1");  // no EKU extension
   found = true;

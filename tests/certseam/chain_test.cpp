@@ -111,7 +111,8 @@ TEST(CertificateChain, AnUntrustedRootOrAMissingIssuerIsReported) {
   {
     // No root at all: the chain ends at the issuing CA, whose revocation nothing can check.
     const ScopedTrustStore store({}, {"intermediate"}, {"intermediate.crl"});
-    EXPECT_EQ(ErrorsOf("logon"), static_cast<DWORD>(CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
+    EXPECT_EQ(ErrorsOf("logon"),
+              static_cast<DWORD>(CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_REVOCATION_STATUS_UNKNOWN));
   }
 }
 
@@ -161,7 +162,8 @@ std::vector<std::pair<int, std::size_t>> OpensslVerify(const std::vector<std::st
   for (const auto& root : roots) command += " -CAfile " + zttest::ShellQuoted(CertPath(root + ".pem"));
   for (const auto& issuer : issuers) command += " -untrusted " + zttest::ShellQuoted(CertPath(issuer + ".pem"));
   for (const auto& crl : crls) command += " -CRLfile " + zttest::ShellQuoted(CertPath(crl));
-  std::istringstream lines(zttest::CommandOutput(command + " " + zttest::ShellQuoted(CertPath(leaf + ".pem")) + " 2>&1"));
+  std::istringstream lines(
+      zttest::CommandOutput(command + " " + zttest::ShellQuoted(CertPath(leaf + ".pem")) + " 2>&1"));
   std::vector<std::pair<int, std::size_t>> errors;
   for (std::string line; std::getline(lines, line);) {
     int code = 0;
@@ -174,14 +176,25 @@ std::vector<std::pair<int, std::size_t>> OpensslVerify(const std::vector<std::st
 // The trust-status bit of an openssl verification error (X509_V_ERR_*).
 DWORD TrustBitOf(int opensslError) {
   switch (opensslError) {
-    case 9: case 10: return CERT_TRUST_IS_NOT_TIME_VALID;                 // not yet valid, expired
-    case 7: return CERT_TRUST_IS_NOT_SIGNATURE_VALID;                      // signature failure
-    case 18: case 19: return CERT_TRUST_IS_UNTRUSTED_ROOT;                 // self-signed, untrusted
-    case 2: case 20: return CERT_TRUST_IS_PARTIAL_CHAIN;                   // issuer not found
-    case 3: return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;                   // no CRL
-    case 23: return CERT_TRUST_IS_REVOKED;
-    case 25: return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;                  // path length exceeded
-    default: return 0xFFFFFFFF;
+    case 9:
+    case 10:
+      return CERT_TRUST_IS_NOT_TIME_VALID;  // not yet valid, expired
+    case 7:
+      return CERT_TRUST_IS_NOT_SIGNATURE_VALID;  // signature failure
+    case 18:
+    case 19:
+      return CERT_TRUST_IS_UNTRUSTED_ROOT;  // self-signed, untrusted
+    case 2:
+    case 20:
+      return CERT_TRUST_IS_PARTIAL_CHAIN;  // issuer not found
+    case 3:
+      return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;  // no CRL
+    case 23:
+      return CERT_TRUST_IS_REVOKED;
+    case 25:
+      return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;  // path length exceeded
+    default:
+      return 0xFFFFFFFF;
   }
 }
 
@@ -214,7 +227,8 @@ TEST(CertificateChain, AgreesWithOpensslVerify) {
     for (const auto& [code, depth] : theirs) {
       ASSERT_LT(depth, chain->rgpChain[0]->cElement);
       const DWORD bit = TrustBitOf(code);
-      EXPECT_EQ(Elements(chain)[depth]->TrustStatus.dwErrorStatus & bit, bit) << "openssl error " << code << " at " << depth;
+      EXPECT_EQ(Elements(chain)[depth]->TrustStatus.dwErrorStatus & bit, bit)
+          << "openssl error " << code << " at " << depth;
     }
   }
 }

@@ -9,9 +9,9 @@ namespace {
 
 using namespace certseam;
 
-const char* const kFixtures[] = {"root",         "intermediate",   "logon",       "logon_expired", "v1",
-                                 "serial_008f",  "all_extensions", "old_san",     "x400",          "ec_leaf",
-                                 "ca_pathlen",   "sig_pss",        "sig_ecdsa",   "ec_ca",         "revoked"};
+const char* const kFixtures[] = {"root",        "intermediate",   "logon",     "logon_expired", "v1",
+                                 "serial_008f", "all_extensions", "old_san",   "x400",          "ec_leaf",
+                                 "ca_pathlen",  "sig_pss",        "sig_ecdsa", "ec_ca",         "revoked"};
 
 Bytes Sha1Of(PCCERT_CONTEXT context) {
   Bytes hash(20);
@@ -85,7 +85,8 @@ TEST(CertificateContext, DecodesTheMembersOfCertInfo) {
   std::string hex;
   for (char c : openssl)
     if (std::isxdigit(static_cast<unsigned char>(c))) hex += static_cast<char>(std::toupper(c));
-  const std::string keyBits = UpperHex(info.SubjectPublicKeyInfo.PublicKey.pbData, info.SubjectPublicKeyInfo.PublicKey.cbData);
+  const std::string keyBits =
+      UpperHex(info.SubjectPublicKeyInfo.PublicKey.pbData, info.SubjectPublicKeyInfo.PublicKey.cbData);
   ASSERT_GT(hex.size(), keyBits.size());
   EXPECT_EQ(hex.substr(hex.size() - keyBits.size()), keyBits);
 
@@ -113,7 +114,9 @@ TEST(CertificateContext, KeepsTheVersionAndTheSerialAsEncoded) {
   const Context serial = Load("serial_008f");
   ASSERT_NE(serial, nullptr);
   const CRYPT_INTEGER_BLOB& blob = serial->pCertInfo->SerialNumber;
-  EXPECT_EQ(UpperHex(blob.pbData, blob.cbData), "0807060504030201" "8F00");
+  EXPECT_EQ(UpperHex(blob.pbData, blob.cbData),
+            "0807060504030201"
+            "8F00");
 }
 
 TEST(CertificateContext, RefusesWhatIsNotExactlyOneDerCertificate) {

@@ -1,8 +1,9 @@
+#include "platform/openssl/http.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 
-#include "platform/openssl/http.h"
 #include "support/local_http_server.h"
 
 namespace {

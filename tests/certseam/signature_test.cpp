@@ -15,8 +15,8 @@ Outcome VerifyWith(const Bytes& der, const std::string& issuer) {
   const Context key = Load(issuer);
   EXPECT_NE(key, nullptr);
   SetLastError(0);
-  const BOOL verified = CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()),
-                                                        &key->pCertInfo->SubjectPublicKeyInfo);
+  const BOOL verified = CryptVerifyCertificateSignature(
+      0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), &key->pCertInfo->SubjectPublicKeyInfo);
   return {verified, verified ? 0u : GetLastError()};
 }
 
@@ -26,11 +26,20 @@ struct Signed {
 };
 // Every signature algorithm of the fixtures, with the certificate (or CRL) that issued it.
 const Signed kSigned[] = {
-    {"sig_md5", "intermediate"},  {"sig_sha1", "intermediate"},        {"logon", "intermediate"},
-    {"sig_sha384", "intermediate"}, {"sig_sha512", "intermediate"},    {"sig_pss", "intermediate"},
-    {"sig_pss_sha384", "intermediate"}, {"intermediate", "root"},      {"root", "root"},
-    {"sig_ecdsa", "ec_ca"},       {"sig_ecdsa_sha384", "ec_ca"},       {"ec_ca", "root"},
-    {"intermediate.crl", "intermediate"}, {"root.crl", "root"},
+    {"sig_md5", "intermediate"},
+    {"sig_sha1", "intermediate"},
+    {"logon", "intermediate"},
+    {"sig_sha384", "intermediate"},
+    {"sig_sha512", "intermediate"},
+    {"sig_pss", "intermediate"},
+    {"sig_pss_sha384", "intermediate"},
+    {"intermediate", "root"},
+    {"root", "root"},
+    {"sig_ecdsa", "ec_ca"},
+    {"sig_ecdsa_sha384", "ec_ca"},
+    {"ec_ca", "root"},
+    {"intermediate.crl", "intermediate"},
+    {"root.crl", "root"},
 };
 
 TEST(CertificateSignature, VerifiesUnderTheIssuersKeyForEverySignatureAlgorithm) {
@@ -90,9 +99,11 @@ TEST(CertificateSignature, RefusesAnUnknownAlgorithmAndUndecodableInput) {
   CERT_PUBLIC_KEY_INFO broken = key->pCertInfo->SubjectPublicKeyInfo;
   broken.PublicKey.cbData -= 1;
   const Bytes der = Fixture("logon");
-  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), &broken));
+  EXPECT_FALSE(
+      CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), &broken));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
-  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), nullptr));
+  EXPECT_FALSE(
+      CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), nullptr));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
 }
 

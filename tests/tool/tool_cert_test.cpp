@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,7 +43,8 @@ TEST(ToolCert, DumpsTheFieldsExtensionsNamesAndPolicy) {
            std::string("    Smart Card Logon (1.3.6.1.4.1.311.20.2.2)"),
            std::string("  OtherName (OtherName): 1.3.6.1.4.1.311.20.2.3 alice@corp.example.test"),
            std::string("  rfc822Name (String): alice@example.test"),
-           std::string("Policy:\n  EKU: yes (smart-card logon: yes)\n  PKI logon: yes\n  Set as default: yes\n  Priority: 4"),
+           std::string(
+               "Policy:\n  EKU: yes (smart-card logon: yes)\n  PKI logon: yes\n  Set as default: yes\n  Priority: 4"),
        })
     EXPECT_TRUE(HasLine(dump.out, line)) << line << "\n---\n" << dump.out;
   // PEM and DER give the same.
@@ -52,7 +52,8 @@ TEST(ToolCert, DumpsTheFieldsExtensionsNamesAndPolicy) {
   // Alternative names that cannot be read do not stop the dump.
   const auto x400 = RunTool({"cert", "dump", Cert("x400.der")});
   EXPECT_EQ(x400.status, 0);
-  EXPECT_TRUE(HasLine(x400.out, "Subject alternative names: unreadable (Type not implemented: CERT_ALT_NAME_X400_ADDRESS)"));
+  EXPECT_TRUE(
+      HasLine(x400.out, "Subject alternative names: unreadable (Type not implemented: CERT_ALT_NAME_X400_ADDRESS)"));
 }
 
 TEST(ToolCert, PolicyAnswersOneALine) {
@@ -98,8 +99,8 @@ TEST(ToolVerify, TakesTheKeyOfACertificate) {
   zttest::CommandOutput("printf 'signed text' > " + data + " && openssl dgst -sha256 -sign " +
                         zttest::ShellQuoted(Cert("logon.key")) + " -out " + signature + " " + data);
   for (const char* key : {"logon.pem", "logon.der"}) {
-    const auto result = RunTool({"verify", "--key", Cert(key), "--padding", "PKCS1", "--hash", "SHA256", "--signature",
-                                 signature, data});
+    const auto result = RunTool(
+        {"verify", "--key", Cert(key), "--padding", "PKCS1", "--hash", "SHA256", "--signature", signature, data});
     EXPECT_EQ(result.status, 0) << key << result.err;
     EXPECT_EQ(result.out, "valid\n");
   }

@@ -32,11 +32,12 @@ std::string Hex32(std::uint32_t value) {
 void PrintPolicy(const ByteArray& der, bool ignoreEfs, const std::string& indent) {
   const auto size = static_cast<unsigned int>(der.size());
   bool smartCardLogon = false;
-  const bool eku = ICertificateProperties::nqGetEKUFromCertificate(der.data(), size, kSmartCardLogonOID, &smartCardLogon);
+  const bool eku =
+      ICertificateProperties::nqGetEKUFromCertificate(der.data(), size, kSmartCardLogonOID, &smartCardLogon);
   PrintLine(indent + "EKU: " + YesNo(eku) + " (smart-card logon: " + YesNo(smartCardLogon) + ")");
   PrintLine(indent + "PKI logon: " + YesNo(ICertificateProperties::nqIsCertOKForPKILogon(der.data(), size)));
-  PrintLine(indent + "Set as default: " +
-            YesNo(ICertificateProperties::nqIsCertOKForSetAsDefault(der.data(), size, ignoreEfs)));
+  PrintLine(indent +
+            "Set as default: " + YesNo(ICertificateProperties::nqIsCertOKForSetAsDefault(der.data(), size, ignoreEfs)));
   PrintLine(indent + "Priority: " +
             std::to_string(ICertificateProperties::nqGetCertPriorityForSetAsDefault(der.data(), size, ignoreEfs)));
 }
@@ -115,7 +116,8 @@ int Dump(const Parsed& parsed) {
   PrintLine("Subject: " + NameText(certificate->GetSubjectDN()));
   PrintLine("Not before: " + Narrow(certificate->GetNotBefore()));
   PrintLine("Not after: " + Narrow(certificate->GetNotAfter()));
-  PrintLine("Signature algorithm: " + Narrow(IOIDDecoder::OIDToString(signatureOID)) + " (" + Narrow(signatureOID) + ")");
+  PrintLine("Signature algorithm: " + Narrow(IOIDDecoder::OIDToString(signatureOID)) + " (" + Narrow(signatureOID) +
+            ")");
   PrintLine("SHA-1 thumbprint: " + Hex(certificate->GetHash()));
   PrintExtensions(*certificate);
   PrintAlternativeNames(*certificate);
