@@ -126,6 +126,22 @@ TEST(X509Certificate, TheSignatureAndTheSignedPart) {
   EXPECT_EQ(ByteArray(der.begin() + 4, der.begin() + 4 + static_cast<std::ptrdiff_t>(tbs.size())), tbs);
 }
 
+TEST(X509Certificate, UniqueIdentifiersOfAVersion2Certificate) {
+  // Written byte by byte: version 2, issuer unique ID ab:c0 (4 unused bits), subject unique ID ef,
+  // as openssl x509 -text reads it.
+  const auto certificate = Load(FromHex(
+      "308192307da003020101020105300d06092a864886f70d01010b0500300d310b300906035504030c027632301e170d3234303130313030"
+      "303030305a170d3334303130313030303030305a300d310b300906035504030c027632301d300d06092a864886f70d010101050003"
+      "0c003009020200c30203010001810304abc0820200ef300d06092a864886f70d01010b050003020001"));
+  EXPECT_EQ(certificate->GetVersion(), 1);
+  EXPECT_EQ(certificate->GetIssuerUniqueID(), FromHex("ABC0"));
+  EXPECT_EQ(certificate->GetSubjectUniqueID(), FromHex("EF"));
+  const LogCapture log;
+  EXPECT_TRUE(Load("logon")->GetIssuerUniqueID().empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"CCNGX509Certificate::GetIssuerUniqueID Found empty issuer unique id"});
+}
+
 TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
   const auto certificate = Load("logon");
   IX500Name* issuer = certificate->GetIssuerDN();

@@ -119,6 +119,33 @@ TEST(CertificateContext, KeepsTheVersionAndTheSerialAsEncoded) {
             "8F00");
 }
 
+// A version 2 certificate written byte by byte (openssl x509 -text reads it: version 2, serial 5,
+// issuer and subject CN=v2, an 8-bit RSA key, issuer unique ID ab:c0 with 4 unused bits, subject
+// unique ID ef); its signature is not one.
+constexpr const char* kVersion2 =
+    "308192307da003020101020105300d06092a864886f70d01010b0500300d310b300906035504030c027632301e170d32343031303130"
+    "30303030305a170d3334303130313030303030305a300d310b300906035504030c027632301d300d06092a864886f70d01010105000"
+    "30c003009020200c30203010001810304abc0820200ef300d06092a864886f70d01010b050003020001";
+
+Bytes FromHex(const std::string& hex) {
+  Bytes bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
+  return bytes;
+}
+
+TEST(CertificateContext, ReadsTheUniqueIdentifiersOfAVersion2Certificate) {
+  const Context context = NewContext(FromHex(kVersion2));
+  ASSERT_NE(context, nullptr) << std::hex << GetLastError();
+  const CERT_INFO& info = *context->pCertInfo;
+  EXPECT_EQ(info.dwVersion, static_cast<DWORD>(CERT_V2));
+  EXPECT_EQ(UpperHex(info.IssuerUniqueId.pbData, info.IssuerUniqueId.cbData), "ABC0");
+  EXPECT_EQ(info.IssuerUniqueId.cUnusedBits, 4u);
+  EXPECT_EQ(UpperHex(info.SubjectUniqueId.pbData, info.SubjectUniqueId.cbData), "EF");
+  EXPECT_EQ(info.SubjectUniqueId.cUnusedBits, 0u);
+  EXPECT_EQ(info.cExtension, 0u);
+}
+
 TEST(CertificateContext, RefusesWhatIsNotExactlyOneDerCertificate) {
   const Bytes good = Fixture("logon");
   struct Case {
