@@ -74,13 +74,22 @@ TEST(CertificateCreate, WrapsWhatKeepsACertificateFromBeingMade) {
 }
 
 TEST(CertificateCreate, TracesAnEmptyInputAndTheNewObject) {
-  const LogCapture log;
-  delete Thrown([] { ICertificate::Create(CERT_FORMAT_X509, ByteArray()); }).release();
+  LogCapture log;
+  Thrown([] { ICertificate::Create(CERT_FORMAT_X509, ByteArray()); });
   EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
                                      L"CCNGX509Certificate::CCNGX509Certificate : baEncoded=empty!",
                                      L"ICertificate::Create : new ICertificate() failed",
                                  }));
   EXPECT_EQ(log.At(NQLOG_EXIT).back(), L"ICertificate::Create Returns new ICertificate() failed");
+
+  const ByteArray der = Der("logon");
+  log.Clear();
+  const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_X509, der));
+  const std::vector<std::wstring> trace = log.Trace();
+  EXPECT_EQ(trace.front(), L"8|ICertificate::Create");
+  EXPECT_EQ(trace[1], L"8|CCNGX509Certificate::CCNGX509Certificate : this=" + zttest::AddressText(certificate.get()));
+  EXPECT_EQ(trace[trace.size() - 2], L"0|ICertificate::Create : pCertificate=" + zttest::AddressText(certificate.get()));
+  EXPECT_EQ(trace.back(), L"16|ICertificate::Create");
 }
 
 TEST(X509Certificate, AgreesWithTheOpensslToolOnTheFixtures) {
