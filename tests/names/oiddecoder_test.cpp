@@ -322,7 +322,8 @@ TEST(DecodeOID, ValuesThatDoNotDecodeFail) {
            {L"1.3.6.1.4.1.311.21.7", "3006060129020180"},  // negative version
        }) {
     const LogCapture log(NQLOG_EXIT);
-    const auto e = Thrown([&] { Decode(oid, hex); });
+    // Init-captures: not every compiler lets a lambda capture structured bindings themselves.
+    const auto e = Thrown([&o = oid, &h = hex] { Decode(o, h); });
     ASSERT_NE(e, nullptr) << hex;
     EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM) << hex;
     EXPECT_EQ(e->getMessage(), L"DecodeObject() failed") << hex;

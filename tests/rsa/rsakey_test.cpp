@@ -125,7 +125,8 @@ TEST(RsaPublicKey, CreateFromNumbersEncodesAsTheToolDoes) {
   for (const auto& [modulus, exponent, name] :
        {std::tuple{ByteArray{}, Hex("03"), L"baModulus"}, std::tuple{Hex("0000"), Hex("03"), L"baModulus"},
         std::tuple{Magnitude(k.n), Hex("00"), L"baPublicExponent"}}) {
-    const auto e = Thrown([&] { delete IRSAPublicKey::Create(modulus, exponent); });
+    // Init-captures: not every compiler lets a lambda capture structured bindings themselves.
+    const auto e = Thrown([&n = modulus, &x = exponent] { delete IRSAPublicKey::Create(n, x); });
     ASSERT_TRUE(e);
     EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
     EXPECT_EQ(e->getMessage(), WString(name) + L" should not be empty");
