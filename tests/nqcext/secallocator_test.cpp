@@ -8,78 +8,53 @@
 namespace {
 
 using namespace ZT::Framework;
-using zttest::WatchBlock;
-using zttest::WatchedBlockBytesAtFree;
-using zttest::WatchedBlockFreed;
+using Bytes = std::vector<unsigned char>;
 
-bool AllZero(const std::vector<unsigned char>& bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](unsigned char b) { return b == 0; });
+// What the block of `size` bytes at `block` held when `release` freed it.
+template <class Release>
+Bytes FreedBytes(const void* block, std::size_t size, Release release) {
+  zttest::WatchBlock(block, size);
+  release();
+  EXPECT_TRUE(zttest::WatchedBlockFreed()) << "the block was not freed";
+  return zttest::WatchedBlockBytesAtFree();
 }
 
-// The probe itself must be able to see a block that is not wiped, or the tests below prove nothing.
-TEST(FreedMemoryProbe, SeesAnOrdinaryVectorFreedWithItsContent) {
-  {
-    std::vector<unsigned char> plain(5000, 0xA5);
-    WatchBlock(plain.data(), plain.capacity());
-  }
-  ASSERT_TRUE(WatchedBlockFreed());
-  const auto bytes = WatchedBlockBytesAtFree();
-  ASSERT_EQ(bytes.size(), 5000u);
-  EXPECT_EQ(std::count(bytes.begin(), bytes.end(), 0xA5), 5000);
+template <class String>
+std::size_t BlockSize(const String& s) {
+  return (s.capacity() + 1) * sizeof(wchar_t);
 }
 
-TEST(SecAllocator, ByteArrayOf5000BytesIsZeroedBeforeItIsFreed) {
-  {
-    ByteArray secret(5000, 0xA5);
-    WatchBlock(secret.data(), secret.capacity());
-  }
-  ASSERT_TRUE(WatchedBlockFreed());
-  const auto bytes = WatchedBlockBytesAtFree();
-  EXPECT_EQ(bytes.size(), 5000u);
-  EXPECT_TRUE(AllZero(bytes));
+// The probe must see an ordinary block freed with its content, or the tests below prove nothing.
+TEST(SecAllocator, FreedBlocksOfByteArraysAreZeroedWhereOrdinaryOnesAreNot) {
+  auto* plain = new std::vector<unsigned char>(5000, 0xA5);
+  EXPECT_EQ(FreedBytes(plain->data(), 5000, [&] { delete plain; }), Bytes(5000, 0xA5));
+  auto* secret = new ByteArray(5000, 0xA5);
+  EXPECT_EQ(FreedBytes(secret->data(), 5000, [&] { delete secret; }), Bytes(5000, 0));
 }
 
-TEST(SecAllocator, GrowingZeroesTheOldBlockAndKeepsTheData) {
+TEST(SecAllocator, GrowingAndShrinkingZeroTheOldBlockAndKeepTheData) {
   ByteArray secret(64, 0x5A);
   secret.shrink_to_fit();
   const unsigned char* old = secret.data();
-  WatchBlock(old, secret.capacity());
-  secret.resize(4096, 0x11);  // forces a new block
+  EXPECT_EQ(FreedBytes(old, 64, [&] { secret.resize(4096, 0x11); }), Bytes(64, 0));
   ASSERT_NE(secret.data(), old);
-  ASSERT_TRUE(WatchedBlockFreed());
-  EXPECT_TRUE(AllZero(WatchedBlockBytesAtFree()));
   EXPECT_TRUE(std::all_of(secret.begin(), secret.begin() + 64, [](unsigned char b) { return b == 0x5A; }));
+
+  ByteArray shrinking(1000, 0x77);
+  shrinking.resize(10);
+  EXPECT_EQ(FreedBytes(shrinking.data(), 1000, [&] { shrinking.shrink_to_fit(); }), Bytes(1000, 0));
 }
 
-TEST(SecAllocator, ShrinkingToFitZeroesTheOldBlock) {
-  ByteArray secret(1000, 0x77);
-  secret.resize(10);
-  WatchBlock(secret.data(), secret.capacity());
-  secret.shrink_to_fit();
-  ASSERT_TRUE(WatchedBlockFreed());
-  EXPECT_TRUE(AllZero(WatchedBlockBytesAtFree()));
-}
-
-TEST(SecAllocator, WideStringHeapBlockIsZeroedOnGrowthAndDestruction) {
+TEST(SecAllocator, WideStringAndStringListBlocksAreZeroedOnGrowthDestructionAndClear) {
   auto* text = new WString(200, L'k');
-  WatchBlock(text->data(), (text->capacity() + 1) * sizeof(wchar_t));
-  text->append(2000, L'q');
-  ASSERT_TRUE(WatchedBlockFreed());
-  EXPECT_TRUE(AllZero(WatchedBlockBytesAtFree()));
+  const std::size_t before = BlockSize(*text);
+  EXPECT_EQ(FreedBytes(text->data(), before, [&] { text->append(2000, L'q'); }), Bytes(before, 0));
+  const std::size_t after = BlockSize(*text);
+  EXPECT_EQ(FreedBytes(text->data(), after, [&] { delete text; }), Bytes(after, 0));
 
-  WatchBlock(text->data(), (text->capacity() + 1) * sizeof(wchar_t));
-  delete text;
-  ASSERT_TRUE(WatchedBlockFreed());
-  EXPECT_TRUE(AllZero(WatchedBlockBytesAtFree()));
-}
-
-TEST(SecAllocator, StringListElementsAreZeroedWhenTheListIsCleared) {
-  StringList list;
-  list.push_back(WString(100, L'p'));
-  WatchBlock(list.front().data(), (list.front().capacity() + 1) * sizeof(wchar_t));
-  list.clear();
-  ASSERT_TRUE(WatchedBlockFreed());
-  EXPECT_TRUE(AllZero(WatchedBlockBytesAtFree()));
+  StringList list{WString(100, L'p')};
+  const std::size_t element = BlockSize(list.front());
+  EXPECT_EQ(FreedBytes(list.front().data(), element, [&] { list.clear(); }), Bytes(element, 0));
 }
 
 }  // namespace
