@@ -2,6 +2,7 @@
 // leaves the table empty with both modules released.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,48 +15,31 @@ namespace {
 
 using namespace ZT::Framework;
 using zttest::LogCapture;
+using Trace = std::vector<std::wstring>;
 namespace hooks = ZT::Platform::Testing;
 
-template <class F>
-FARPROC ProcOf(F* function) {
-  return reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(function));
-}
-
 // Every entry of the table with the seam function it must resolve to, in table order.
+#define ZT_ENTRY(name) {CNGEntry::name, reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(&name))}
 const std::pair<CNGEntry, FARPROC> kExpectedEntries[] = {
-    {CNGEntry::BCryptGetProperty, ProcOf(&BCryptGetProperty)},
-    {CNGEntry::BCryptSetProperty, ProcOf(&BCryptSetProperty)},
-    {CNGEntry::BCryptOpenAlgorithmProvider, ProcOf(&BCryptOpenAlgorithmProvider)},
-    {CNGEntry::BCryptCloseAlgorithmProvider, ProcOf(&BCryptCloseAlgorithmProvider)},
-    {CNGEntry::BCryptImportKeyPair, ProcOf(&BCryptImportKeyPair)},
-    {CNGEntry::BCryptImportKey, ProcOf(&BCryptImportKey)},
-    {CNGEntry::BCryptExportKey, ProcOf(&BCryptExportKey)},
-    {CNGEntry::BCryptGenerateKeyPair, ProcOf(&BCryptGenerateKeyPair)},
-    {CNGEntry::BCryptFinalizeKeyPair, ProcOf(&BCryptFinalizeKeyPair)},
-    {CNGEntry::BCryptDestroyKey, ProcOf(&BCryptDestroyKey)},
-    {CNGEntry::BCryptEncrypt, ProcOf(&BCryptEncrypt)},
-    {CNGEntry::BCryptDecrypt, ProcOf(&BCryptDecrypt)},
-    {CNGEntry::BCryptGenRandom, ProcOf(&BCryptGenRandom)},
-    {CNGEntry::BCryptCreateHash, ProcOf(&BCryptCreateHash)},
-    {CNGEntry::BCryptHashData, ProcOf(&BCryptHashData)},
-    {CNGEntry::BCryptFinishHash, ProcOf(&BCryptFinishHash)},
-    {CNGEntry::BCryptDestroyHash, ProcOf(&BCryptDestroyHash)},
-    {CNGEntry::BCryptSecretAgreement, ProcOf(&BCryptSecretAgreement)},
-    {CNGEntry::BCryptDeriveKey, ProcOf(&BCryptDeriveKey)},
-    {CNGEntry::BCryptDeriveKeyPBKDF2, ProcOf(&BCryptDeriveKeyPBKDF2)},
-    {CNGEntry::BCryptDestroySecret, ProcOf(&BCryptDestroySecret)},
-    {CNGEntry::NCryptExportKey, ProcOf(&NCryptExportKey)},
-    {CNGEntry::NCryptFreeObject, ProcOf(&NCryptFreeObject)},
-    {CNGEntry::NCryptSetProperty, ProcOf(&NCryptSetProperty)},
+    ZT_ENTRY(BCryptGetProperty),     ZT_ENTRY(BCryptSetProperty),     ZT_ENTRY(BCryptOpenAlgorithmProvider),
+    ZT_ENTRY(BCryptCloseAlgorithmProvider), ZT_ENTRY(BCryptImportKeyPair), ZT_ENTRY(BCryptImportKey),
+    ZT_ENTRY(BCryptExportKey),       ZT_ENTRY(BCryptGenerateKeyPair), ZT_ENTRY(BCryptFinalizeKeyPair),
+    ZT_ENTRY(BCryptDestroyKey),      ZT_ENTRY(BCryptEncrypt),         ZT_ENTRY(BCryptDecrypt),
+    ZT_ENTRY(BCryptGenRandom),       ZT_ENTRY(BCryptCreateHash),      ZT_ENTRY(BCryptHashData),
+    ZT_ENTRY(BCryptFinishHash),      ZT_ENTRY(BCryptDestroyHash),     ZT_ENTRY(BCryptSecretAgreement),
+    ZT_ENTRY(BCryptDeriveKey),       ZT_ENTRY(BCryptDeriveKeyPBKDF2), ZT_ENTRY(BCryptDestroySecret),
+    ZT_ENTRY(NCryptExportKey),       ZT_ENTRY(NCryptFreeObject),      ZT_ENTRY(NCryptSetProperty),
 };
+#undef ZT_ENTRY
 static_assert(std::size(kExpectedEntries) == kCNGEntryCount);
 
-const std::wstring kEntryLine = L"8|CryptoSoftCNGWrapper::LoadCNGLibrary";
-const std::wstring kBcryptLoaded = L"0|CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (BCrypt) succeeded";
-const std::wstring kNcryptLoaded = L"0|CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (NCrypt) succeeded";
+const std::wstring kLoad = L"CryptoSoftCNGWrapper::LoadCNGLibrary";
+const std::wstring kEntryLine = L"8|" + kLoad;
+const std::wstring kBcryptLoaded = L"0|" + kLoad + L" : LoadLibrary (BCrypt) succeeded";
+const std::wstring kNcryptLoaded = L"0|" + kLoad + L" : LoadLibrary (NCrypt) succeeded";
 const std::wstring kUnloadLine = L"2|CryptoSoftCNGWrapper::UnloadCNGLibrary";
-const std::wstring kReturnsTrue = L"16|CryptoSoftCNGWrapper::LoadCNGLibrary : returns true";
-const std::wstring kReturnsFalse = L"16|CryptoSoftCNGWrapper::LoadCNGLibrary : returns false";
+const std::wstring kReturnsTrue = L"16|" + kLoad + L" : returns true";
+const std::wstring kReturnsFalse = L"16|" + kLoad + L" : returns false";
 
 // Each test starts from an empty table and leaves one, with no hooks set.
 class CngTable : public ::testing::Test {
@@ -70,18 +54,12 @@ class CngTable : public ::testing::Test {
     CryptoSoftCNGWrapper::UnloadCNGLibrary();
   }
 
-  void ExpectEmptyTable() const {
+  // Every entry resolved and one reference on each module, or no entry and no reference.
+  void ExpectTable(bool full) const {
     for (const auto& [entry, address] : kExpectedEntries)
-      EXPECT_EQ(CryptoSoftCNGWrapper::Entry(entry), nullptr) << static_cast<std::size_t>(entry);
-    EXPECT_EQ(hooks::ModuleReferenceCount(L"Bcrypt.dll"), m_bcryptBefore) << "Bcrypt.dll still referenced";
-    EXPECT_EQ(hooks::ModuleReferenceCount(L"Ncrypt.dll"), m_ncryptBefore) << "Ncrypt.dll still referenced";
-  }
-
-  void ExpectFullTable() const {
-    for (const auto& [entry, address] : kExpectedEntries)
-      EXPECT_EQ(CryptoSoftCNGWrapper::Entry(entry), address) << static_cast<std::size_t>(entry);
-    EXPECT_EQ(hooks::ModuleReferenceCount(L"Bcrypt.dll"), m_bcryptBefore + 1);
-    EXPECT_EQ(hooks::ModuleReferenceCount(L"Ncrypt.dll"), m_ncryptBefore + 1);
+      EXPECT_EQ(CryptoSoftCNGWrapper::Entry(entry), full ? address : nullptr) << static_cast<std::size_t>(entry);
+    EXPECT_EQ(hooks::ModuleReferenceCount(L"Bcrypt.dll"), m_bcryptBefore + (full ? 1 : 0)) << "Bcrypt.dll references";
+    EXPECT_EQ(hooks::ModuleReferenceCount(L"Ncrypt.dll"), m_ncryptBefore + (full ? 1 : 0)) << "Ncrypt.dll references";
   }
 
   ULONG m_bcryptBefore = 0;
@@ -91,89 +69,64 @@ class CngTable : public ::testing::Test {
 TEST_F(CngTable, LoadsAllEntriesInTableOrderOnce) {
   LogCapture capture;
   ASSERT_TRUE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{kEntryLine, kBcryptLoaded, kNcryptLoaded, kReturnsTrue}));
-  ExpectFullTable();
+  EXPECT_EQ(capture.Trace(), (Trace{kEntryLine, kBcryptLoaded, kNcryptLoaded, kReturnsTrue}));
+  ExpectTable(true);
 
   capture.Clear();
   ASSERT_TRUE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-  EXPECT_EQ(capture.Trace(), std::vector<std::wstring>{kEntryLine}) << "the loaded table is taken as it is";
-  ExpectFullTable();
+  EXPECT_EQ(capture.Trace(), Trace{kEntryLine}) << "the loaded table is taken as it is";
+  ExpectTable(true);
 }
 
-TEST_F(CngTable, MissingBcryptLibraryFailsWithItsDecimalError) {
-  hooks::FailModuleLoad(L"Bcrypt.dll");
-  LogCapture capture;
-  EXPECT_FALSE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-  EXPECT_EQ(capture.Trace(),
-            (std::vector<std::wstring>{kEntryLine, L"1|CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (BCrypt) failed (126)",
-                                       kUnloadLine, kReturnsFalse}));
-  ExpectEmptyTable();
-}
-
-// The entry's failure line, then the unloading, both at level 2; the table ends empty and
-// Bcrypt.dll released whichever entry is missing.
-TEST_F(CngTable, MissingBcryptEntryEmptiesTheTable) {
-  const std::pair<const char*, std::wstring> cases[] = {
-      {"BCryptGetProperty", L"Loading BCryptGetProperty failed (0x7f)"},
-      {"BCryptDecrypt", L"Loading pBCryptDecrypt failed (0x7f)"},  // the name carries a "p"
-      {"BCryptDestroySecret", L"Loading BCryptDestroySecret failed (0x7f)"},
+// A library that fails to load writes its decimal error at level 1; a missing entry writes its
+// name at level 2 (pBCryptDecrypt with its stray "p"). Then the unloading, and an empty table.
+TEST_F(CngTable, EachMissingLibraryOrEntryEmptiesTheTable) {
+  const struct {
+    std::function<void()> hook;
+    Trace lines;
+  } cases[] = {
+      {[] { hooks::FailModuleLoad(L"Bcrypt.dll"); }, {L"1|" + kLoad + L" : LoadLibrary (BCrypt) failed (126)"}},
+      {[] { hooks::HideModuleEntry(L"Bcrypt.dll", "BCryptGetProperty"); },
+       {kBcryptLoaded, L"2|" + kLoad + L" : Loading BCryptGetProperty failed (0x7f)"}},
+      {[] { hooks::HideModuleEntry(L"Bcrypt.dll", "BCryptDecrypt"); },
+       {kBcryptLoaded, L"2|" + kLoad + L" : Loading pBCryptDecrypt failed (0x7f)"}},
+      {[] { hooks::HideModuleEntry(L"Bcrypt.dll", "BCryptDestroySecret"); },
+       {kBcryptLoaded, L"2|" + kLoad + L" : Loading BCryptDestroySecret failed (0x7f)"}},
+      {[] { hooks::FailModuleLoad(L"Ncrypt.dll"); },
+       {kBcryptLoaded, L"1|" + kLoad + L" : LoadLibrary (NCrypt) failed (126)"}},
+      {[] { hooks::HideModuleEntry(L"Ncrypt.dll", "NCryptSetProperty"); },
+       {kBcryptLoaded, kNcryptLoaded, L"2|" + kLoad + L" : Loading NCryptSetProperty failed (0x7f)"}},
   };
-  for (const auto& [entry, line] : cases) {
-    SCOPED_TRACE(entry);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.lines.back());
     hooks::ResetModuleHooks();
-    hooks::HideModuleEntry(L"Bcrypt.dll", entry);
+    c.hook();
     LogCapture capture;
     EXPECT_FALSE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-    EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{kEntryLine, kBcryptLoaded,
-                                                          L"2|CryptoSoftCNGWrapper::LoadCNGLibrary : " + line,
-                                                          kUnloadLine, kReturnsFalse}));
-    ExpectEmptyTable();
+    Trace expected{kEntryLine};
+    expected.insert(expected.end(), c.lines.begin(), c.lines.end());
+    expected.insert(expected.end(), {kUnloadLine, kReturnsFalse});
+    EXPECT_EQ(capture.Trace(), expected);
+    ExpectTable(false);
   }
-}
-
-TEST_F(CngTable, MissingNcryptLibraryAlsoReleasesBcrypt) {
-  hooks::FailModuleLoad(L"Ncrypt.dll");
-  LogCapture capture;
-  EXPECT_FALSE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-  EXPECT_EQ(capture.Trace(),
-            (std::vector<std::wstring>{kEntryLine, kBcryptLoaded,
-                                       L"1|CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (NCrypt) failed (126)",
-                                       kUnloadLine, kReturnsFalse}));
-  ExpectEmptyTable();
-}
-
-TEST_F(CngTable, MissingNcryptEntryEmptiesTheTable) {
-  hooks::HideModuleEntry(L"Ncrypt.dll", "NCryptSetProperty");
-  LogCapture capture;
-  EXPECT_FALSE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-  EXPECT_EQ(capture.Trace(),
-            (std::vector<std::wstring>{kEntryLine, kBcryptLoaded, kNcryptLoaded,
-                                       L"2|CryptoSoftCNGWrapper::LoadCNGLibrary : Loading NCryptSetProperty failed (0x7f)",
-                                       kUnloadLine, kReturnsFalse}));
-  ExpectEmptyTable();
-}
-
-TEST_F(CngTable, CallAfterAFailureStartsOver) {
-  hooks::FailModuleLoad(L"Ncrypt.dll");
-  ASSERT_FALSE(CryptoSoftCNGWrapper::LoadCNGLibrary());
+  // A call after a failure starts over.
   hooks::ResetModuleHooks();
   LogCapture capture;
   EXPECT_TRUE(CryptoSoftCNGWrapper::LoadCNGLibrary());
-  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{kEntryLine, kBcryptLoaded, kNcryptLoaded, kReturnsTrue}));
-  ExpectFullTable();
+  EXPECT_EQ(capture.Trace(), (Trace{kEntryLine, kBcryptLoaded, kNcryptLoaded, kReturnsTrue}));
+  ExpectTable(true);
 }
 
 // Threads that find the table empty at once may all load it; the table ends full with one
 // reference on each module, whichever thread won.
 TEST_F(CngTable, ConcurrentFirstCallsLeaveOneFullTable) {
-  constexpr int kThreads = 8;
   std::vector<std::thread> threads;
-  std::vector<char> results(kThreads, 0);
-  for (int i = 0; i < kThreads; ++i)
+  std::vector<char> results(8, 0);
+  for (int i = 0; i < 8; ++i)
     threads.emplace_back([&results, i] { results[i] = CryptoSoftCNGWrapper::LoadCNGLibrary() ? 1 : 0; });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(results, std::vector<char>(kThreads, 1));
-  ExpectFullTable();
+  EXPECT_EQ(results, std::vector<char>(8, 1));
+  ExpectTable(true);
 }
 
 }  // namespace
