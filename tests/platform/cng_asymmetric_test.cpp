@@ -9,39 +9,24 @@ using namespace zttest;
 
 namespace {
 
-void Append(Bytes& to, const Bytes& bytes) { to.insert(to.end(), bytes.begin(), bytes.end()); }
-
-void AppendUlong(Bytes& to, ULONG value) {
-  const auto* p = reinterpret_cast<const unsigned char*>(&value);
-  to.insert(to.end(), p, p + sizeof(value));
-}
-
-Bytes Header(const BCRYPT_RSAKEY_BLOB& h) {
-  const auto* p = reinterpret_cast<const unsigned char*>(&h);
-  return Bytes(p, p + sizeof(h));
+template <class T>
+Bytes BytesOf(const T& value) {
+  return Bytes(reinterpret_cast<const unsigned char*>(&value), reinterpret_cast<const unsigned char*>(&value) + sizeof(value));
 }
 
 // The fixture key's integers, big-endian.
 struct RsaFixture {
-  Bytes n = FromHex(ReadFixtureText("rsa2048.n.hex"));
-  Bytes e = FromHex(ReadFixtureText("rsa2048.e.hex"));
-  Bytes p = FromHex(ReadFixtureText("rsa2048.p.hex"));
-  Bytes q = FromHex(ReadFixtureText("rsa2048.q.hex"));
+  Bytes n = FromHex(ReadFixtureText("rsa2048.n.hex")), e = FromHex(ReadFixtureText("rsa2048.e.hex"));
+  Bytes p = FromHex(ReadFixtureText("rsa2048.p.hex")), q = FromHex(ReadFixtureText("rsa2048.q.hex"));
 
   Bytes PublicBlob() const {
-    Bytes blob = Header({BCRYPT_RSAPUBLIC_MAGIC, 2048, static_cast<ULONG>(e.size()), static_cast<ULONG>(n.size()), 0, 0});
-    Append(blob, e);
-    Append(blob, n);
-    return blob;
+    const ULONG ne[] = {static_cast<ULONG>(e.size()), static_cast<ULONG>(n.size())};
+    return Concat(Concat(BytesOf(BCRYPT_RSAKEY_BLOB{BCRYPT_RSAPUBLIC_MAGIC, 2048, ne[0], ne[1], 0, 0}), e), n);
   }
   Bytes PrivateBlob(const Bytes& prime2) const {
-    Bytes blob = Header({BCRYPT_RSAPRIVATE_MAGIC, 2048, static_cast<ULONG>(e.size()), static_cast<ULONG>(n.size()),
-                         static_cast<ULONG>(p.size()), static_cast<ULONG>(prime2.size())});
-    Append(blob, e);
-    Append(blob, n);
-    Append(blob, p);
-    Append(blob, prime2);
-    return blob;
+    const BCRYPT_RSAKEY_BLOB header{BCRYPT_RSAPRIVATE_MAGIC, 2048, static_cast<ULONG>(e.size()), static_cast<ULONG>(n.size()),
+                                    static_cast<ULONG>(p.size()), static_cast<ULONG>(prime2.size())};
+    return Concat(Concat(Concat(Concat(BytesOf(header), e), n), p), prime2);
   }
 };
 
@@ -49,27 +34,9 @@ NTSTATUS ImportPair(BCRYPT_ALG_HANDLE provider, const wchar_t* type, Bytes blob,
   return BCryptImportKeyPair(provider, nullptr, type, &key->handle, blob.data(), static_cast<ULONG>(blob.size()), 0);
 }
 
-NTSTATUS RsaEncrypt(BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flags, void* info, Bytes* output) {
-  ULONG size = 0;
-  NTSTATUS status = BCryptEncrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr,
-                                  0, nullptr, 0, &size, flags);
-  if (!NT_SUCCESS(status)) return status;
-  output->assign(size, 0);
-  status = BCryptEncrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr, 0,
-                         output->data(), size, &size, flags);
-  output->resize(size);
-  return status;
-}
-
-NTSTATUS RsaDecrypt(BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flags, void* info, Bytes* output) {
-  ULONG size = 0;
-  NTSTATUS status = BCryptDecrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr,
-                                  0, nullptr, 0, &size, flags);
-  if (!NT_SUCCESS(status)) return status;
-  output->assign(size, 0);
-  status = BCryptDecrypt(key, const_cast<PUCHAR>(input.data()), static_cast<ULONG>(input.size()), info, nullptr, 0,
-                         output->data(), size, &size, flags);
-  output->resize(size);
+NTSTATUS Rsa(bool encrypt, BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flags, void* info, Bytes* output) {
+  NTSTATUS status = STATUS_SUCCESS;
+  *output = Cipher(encrypt, key, input, nullptr, flags, &status, info);
   return status;
 }
 
@@ -114,10 +81,8 @@ const EcdhVector kRfc5903[] = {
 };
 
 Bytes EccBlob(ULONG magic, const std::vector<const char*>& parts) {
-  Bytes blob;
-  AppendUlong(blob, magic);
-  AppendUlong(blob, static_cast<ULONG>(FromHex(parts[0]).size()));
-  for (const char* part : parts) Append(blob, FromHex(part));
+  Bytes blob = Concat(BytesOf(magic), BytesOf(static_cast<ULONG>(FromHex(parts[0]).size())));
+  for (const char* part : parts) blob = Concat(blob, FromHex(part));
   return blob;
 }
 
@@ -130,136 +95,121 @@ Bytes ReferenceDigest(const char* name, const Bytes& data) {
   return out;
 }
 
-Bytes Derive(BCRYPT_SECRET_HANDLE secret, BCryptBufferDesc* parameters, NTSTATUS* status = nullptr) {
+Bytes Derive(BCRYPT_SECRET_HANDLE secret, BCryptBufferDesc* parameters) {
   ULONG size = 0;
   NTSTATUS result = BCryptDeriveKey(secret, BCRYPT_KDF_HASH, parameters, nullptr, 0, &size, 0);
   Bytes out(size);
   if (NT_SUCCESS(result)) result = BCryptDeriveKey(secret, BCRYPT_KDF_HASH, parameters, out.data(), size, &size, 0);
-  if (status != nullptr) *status = result;
-  else
-    EXPECT_EQ(result, STATUS_SUCCESS);
+  EXPECT_EQ(result, STATUS_SUCCESS);
   return NT_SUCCESS(result) ? out : Bytes();
 }
 
+// Each RSA test starts with the fixture's public key imported.
+class CngRsa : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS); }
+  RsaFixture fixture;
+  Provider rsa{L"RSA"};
+  Key key;
+  Bytes out;
+};
+
 }  // namespace
 
-TEST(CngRsa, RawEncryptionEqualsTheOpensslTool) {
-  RsaFixture fixture;
-  Provider rsa(L"RSA");
-  Key key;
-  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
-  Bytes cipher;
-  ASSERT_EQ(RsaEncrypt(key, ReadFixture("message256.bin"), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_SUCCESS);
-  EXPECT_EQ(cipher, ReadFixture("message256.none.bin"));
-  // Without padding the input is an integer: a shorter input is the same number.
+TEST_F(CngRsa, RawEncryptionEqualsTheOpensslTool) {
   const Bytes message = ReadFixture("message256.bin");
-  ASSERT_EQ(RsaEncrypt(key, Bytes(message.begin() + 1, message.end()), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_SUCCESS);
-  EXPECT_EQ(cipher, ReadFixture("message256.none.bin"));
+  ASSERT_EQ(Rsa(true, key, message, BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(out, ReadFixture("message256.none.bin"));
+  // Without padding the input is an integer: a shorter input is the same number.
+  ASSERT_EQ(Rsa(true, key, Bytes(message.begin() + 1, message.end()), BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(out, ReadFixture("message256.none.bin"));
   // A value not below the modulus cannot be encrypted.
-  EXPECT_EQ(RsaEncrypt(key, Bytes(256, 0xFF), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(257, 0), BCRYPT_PAD_NONE, nullptr, &cipher), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(256, 0xFF), BCRYPT_PAD_NONE, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(257, 0), BCRYPT_PAD_NONE, nullptr, &out), STATUS_INVALID_PARAMETER);
 }
 
-TEST(CngRsa, PaddedEncryptionsDecryptWithTheOpensslTool) {
-  RsaFixture fixture;
-  Provider rsa(L"RSA");
-  Key key;
-  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
+TEST_F(CngRsa, PaddedEncryptionsDecryptWithTheOpensslTool) {
   const Bytes hello = FromText("seam says hello");
-  Bytes cipher;
-  ASSERT_EQ(RsaEncrypt(key, hello, BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_SUCCESS);
-  ASSERT_EQ(cipher.size(), 256u);
-  EXPECT_EQ(OpensslDecrypt(cipher, "-pkeyopt rsa_padding_mode:pkcs1"), hello);
-
   Bytes label = FromText("zt");
-  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), static_cast<ULONG>(label.size())};
-  ASSERT_EQ(RsaEncrypt(key, hello, BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_SUCCESS);
-  EXPECT_EQ(OpensslDecrypt(cipher,
-                           "-pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha1 -pkeyopt rsa_mgf1_md:sha1 "
-                           "-pkeyopt rsa_oaep_label:7a74"),
-            hello);
-  BCRYPT_OAEP_PADDING_INFO noLabel{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
-  ASSERT_EQ(RsaEncrypt(key, hello, BCRYPT_PAD_OAEP, &noLabel, &cipher), STATUS_SUCCESS);
-  EXPECT_EQ(OpensslDecrypt(cipher, "-pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha1"), hello);
+  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2}, noLabel{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
+  const std::string sha1 = "-pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha1";
+  const struct {
+    ULONG flags;
+    void* info;
+    std::string options;
+  } cases[] = {{BCRYPT_PAD_PKCS1, nullptr, "-pkeyopt rsa_padding_mode:pkcs1"},
+               {BCRYPT_PAD_OAEP, &oaep, sha1 + " -pkeyopt rsa_mgf1_md:sha1 -pkeyopt rsa_oaep_label:7a74"},
+               {BCRYPT_PAD_OAEP, &noLabel, sha1}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(Rsa(true, key, hello, c.flags, c.info, &out), STATUS_SUCCESS);
+    ASSERT_EQ(out.size(), 256u);
+    EXPECT_EQ(OpensslDecrypt(out, c.options), hello) << c.options;
+  }
 }
 
-TEST(CngRsa, EncryptionChecksLengthsPaddingAndBuffers) {
-  RsaFixture fixture;
-  Provider rsa(L"RSA");
-  Key key;
-  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
-  Bytes cipher;
+TEST_F(CngRsa, EncryptionChecksLengthsPaddingAndBuffers) {
   BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
-  EXPECT_EQ(RsaEncrypt(key, Bytes(245, 1), BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_SUCCESS);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(246, 1), BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(214, 1), BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_SUCCESS);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(215, 1), BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(10, 1), BCRYPT_PAD_OAEP, nullptr, &cipher), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(10, 1), 0, nullptr, &cipher), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(RsaEncrypt(key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &oaep, &cipher), STATUS_INVALID_PARAMETER);
-  Bytes in(10, 1), out(255);
-  ULONG size = 0;
-  EXPECT_EQ(BCryptEncrypt(key, in.data(), 10, nullptr, nullptr, 0, out.data(), 255, &size, BCRYPT_PAD_PKCS1),
+  EXPECT_EQ(Rsa(true, key, Bytes(245, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(Rsa(true, key, Bytes(246, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(214, 1), BCRYPT_PAD_OAEP, &oaep, &out), STATUS_SUCCESS);
+  EXPECT_EQ(Rsa(true, key, Bytes(215, 1), BCRYPT_PAD_OAEP, &oaep, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_OAEP, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), 0, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &oaep, &out), STATUS_INVALID_PARAMETER);
+  Bytes in(10, 1), buffer(255);
+  ULONG size = 0, bits = 0;
+  EXPECT_EQ(BCryptEncrypt(key, in.data(), 10, nullptr, nullptr, 0, buffer.data(), 255, &size, BCRYPT_PAD_PKCS1),
             STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 256u);
   // A public key does not decrypt.
-  EXPECT_EQ(RsaDecrypt(key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_INVALID_PARAMETER);
-  ULONG bits = 0;
+  EXPECT_EQ(Rsa(false, key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptGetProperty(key, BCRYPT_KEY_LENGTH, reinterpret_cast<PUCHAR>(&bits), 4, &size, 0), STATUS_SUCCESS);
   EXPECT_EQ(bits, 2048u);
 }
 
-TEST(CngRsa, PrivateBlobDecryptsWhatTheOpensslToolEncrypted) {
-  RsaFixture fixture;
-  Provider rsa(L"RSA");
-  Key key;
-  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(fixture.q), &key), STATUS_SUCCESS);
-  Bytes plain;
-  ASSERT_EQ(RsaDecrypt(key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_SUCCESS);
-  EXPECT_EQ(plain, ReadFixture("hello.txt"));
+TEST_F(CngRsa, PrivateBlobDecryptsWhatTheOpensslToolEncrypted) {
+  Key priv;
+  ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(fixture.q), &priv), STATUS_SUCCESS);
   Bytes label = FromText("zt");
-  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2};
-  ASSERT_EQ(RsaDecrypt(key, ReadFixture("hello.oaep.bin"), BCRYPT_PAD_OAEP, &oaep, &plain), STATUS_SUCCESS);
-  EXPECT_EQ(plain, ReadFixture("hello.txt"));
-  ASSERT_EQ(RsaDecrypt(key, ReadFixture("message256.none.bin"), BCRYPT_PAD_NONE, nullptr, &plain), STATUS_SUCCESS);
-  EXPECT_EQ(plain, ReadFixture("message256.bin"));
+  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2}, wrong{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
+  const Bytes hello = ReadFixture("hello.txt"), hellOaep = ReadFixture("hello.oaep.bin");
+  ASSERT_EQ(Rsa(false, priv, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(out, hello);
+  ASSERT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_OAEP, &oaep, &out), STATUS_SUCCESS);
+  EXPECT_EQ(out, hello);
+  ASSERT_EQ(Rsa(false, priv, ReadFixture("message256.none.bin"), BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(out, ReadFixture("message256.bin"));
   // A wrong label, or the wrong padding, does not check out.
-  BCRYPT_OAEP_PADDING_INFO wrong{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
-  EXPECT_EQ(RsaDecrypt(key, ReadFixture("hello.oaep.bin"), BCRYPT_PAD_OAEP, &wrong, &plain), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(RsaDecrypt(key, ReadFixture("hello.oaep.bin"), BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_OAEP, &wrong, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
 
   // The public half exports as the public blob it was built from.
   ULONG size = 0;
-  ASSERT_EQ(BCryptExportKey(key, nullptr, BCRYPT_RSAPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptExportKey(priv, nullptr, BCRYPT_RSAPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
   Bytes exported(size);
-  ASSERT_EQ(BCryptExportKey(key, nullptr, BCRYPT_RSAPUBLIC_BLOB, exported.data(), size, &size, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptExportKey(priv, nullptr, BCRYPT_RSAPUBLIC_BLOB, exported.data(), size, &size, 0), STATUS_SUCCESS);
   EXPECT_EQ(exported, fixture.PublicBlob());
 }
 
-TEST(CngRsa, ImportRefusesInconsistentBlobs) {
-  RsaFixture fixture;
-  Provider rsa(L"RSA");
-  Key key;
-  Bytes wrongMagic = fixture.PublicBlob();
+TEST_F(CngRsa, ImportRefusesInconsistentBlobs) {
+  Key other;
+  const Bytes blob = fixture.PublicBlob();
+  Bytes wrongMagic = blob, otherPrime = fixture.q;
   wrongMagic[0] = 0x32;  // "RSA2" in a public blob
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, wrongMagic, &key), STATUS_INVALID_PARAMETER);
-  Bytes truncated = fixture.PublicBlob();
-  truncated.pop_back();
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, truncated, &key), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, Bytes(10, 0), &key), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PublicBlob(), &key), STATUS_INVALID_PARAMETER);
-  Bytes otherPrime = fixture.q;
   otherPrime.back() ^= 2;
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(otherPrime), &key), STATUS_INVALID_PARAMETER)
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, wrongMagic, &other), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, Head(blob, blob.size() - 1), &other), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPUBLIC_BLOB, Bytes(10, 0), &other), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, blob, &other), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(otherPrime), &other), STATUS_INVALID_PARAMETER)
       << "p * q must be the modulus";
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_ECCPUBLIC_BLOB, fixture.PublicBlob(), &key), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(key.handle, nullptr);
-  EXPECT_EQ(ImportPair(rsa, BCRYPT_PUBLIC_KEY_BLOB, fixture.PublicBlob(), &key), STATUS_SUCCESS);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_ECCPUBLIC_BLOB, blob, &other), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(other.handle, nullptr);
+  EXPECT_EQ(ImportPair(rsa, BCRYPT_PUBLIC_KEY_BLOB, blob, &other), STATUS_SUCCESS);
 }
 
-TEST(CngRsa, GeneratedKeyPairRoundTripsThroughItsFullPrivateBlob) {
-  Provider rsa(L"RSA");
-  Key pair;
+TEST_F(CngRsa, GeneratedKeyPairRoundTripsThroughItsFullPrivateBlob) {
+  Key pair, copy;
   EXPECT_EQ(BCryptGenerateKeyPair(rsa, &pair.handle, 1000, 0), STATUS_INVALID_PARAMETER);
   ASSERT_EQ(BCryptGenerateKeyPair(rsa, &pair.handle, 1024, 0), STATUS_SUCCESS);
   ULONG size = 0;
@@ -268,15 +218,12 @@ TEST(CngRsa, GeneratedKeyPairRoundTripsThroughItsFullPrivateBlob) {
   ASSERT_EQ(BCryptFinalizeKeyPair(pair, 0), STATUS_SUCCESS);
   EXPECT_EQ(BCryptFinalizeKeyPair(pair, 0), STATUS_INVALID_HANDLE);
   ASSERT_EQ(BCryptExportKey(pair, nullptr, BCRYPT_RSAFULLPRIVATE_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
-  Bytes blob(size);
+  Bytes blob(size), plain;
   ASSERT_EQ(BCryptExportKey(pair, nullptr, BCRYPT_RSAFULLPRIVATE_BLOB, blob.data(), size, &size, 0), STATUS_SUCCESS);
-  Key copy;
   ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAFULLPRIVATE_BLOB, blob, &copy), STATUS_SUCCESS);
-  const Bytes message = FromText("round trip");
-  Bytes cipher, plain;
-  ASSERT_EQ(RsaEncrypt(pair, message, BCRYPT_PAD_PKCS1, nullptr, &cipher), STATUS_SUCCESS);
-  ASSERT_EQ(RsaDecrypt(copy, cipher, BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_SUCCESS);
-  EXPECT_EQ(plain, message);
+  ASSERT_EQ(Rsa(true, pair, FromText("round trip"), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
+  ASSERT_EQ(Rsa(false, copy, out, BCRYPT_PAD_PKCS1, nullptr, &plain), STATUS_SUCCESS);
+  EXPECT_EQ(plain, FromText("round trip"));
 }
 
 TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
@@ -298,24 +245,18 @@ TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
 
     // No parameter list: SHA-1 of the shared x-coordinate (big-endian, field size).
     const Bytes z = FromHex(v.girx);
-    const Bytes sha1 = Derive(ir, nullptr);
-    EXPECT_EQ(sha1.size(), 20u);
-    EXPECT_EQ(sha1, ReferenceDigest("SHA1", z));
-    EXPECT_EQ(Derive(ri, nullptr), sha1);
+    EXPECT_EQ(Derive(ir, nullptr), ReferenceDigest("SHA1", z));
+    EXPECT_EQ(Derive(ri, nullptr), ReferenceDigest("SHA1", z));
 
     // SHA-256 with a counter before and other information after the secret, as the
     // SP 800-56A derivation drives it.
     wchar_t sha256[] = BCRYPT_SHA256_ALGORITHM;
-    Bytes counter = FromHex("00000001");
-    Bytes other = FromText("other info");
+    Bytes counter = FromHex("00000001"), other = FromText("other info");
     BCryptBuffer buffers[] = {{sizeof(sha256), KDF_HASH_ALGORITHM, sha256},
                               {4, KDF_SECRET_PREPEND, counter.data()},
                               {static_cast<ULONG>(other.size()), KDF_SECRET_APPEND, other.data()}};
     BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 3, buffers};
-    Bytes input = counter;
-    Append(input, z);
-    Append(input, other);
-    EXPECT_EQ(Derive(ir, &list), ReferenceDigest("SHA256", input));
+    EXPECT_EQ(Derive(ir, &list), ReferenceDigest("SHA256", Concat(Concat(counter, z), other)));
   }
 }
 
@@ -323,43 +264,39 @@ TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
   const EcdhVector& v = kRfc5903[0];
   Provider ecdh(v.algorithm);
   Key key;
-  Bytes offCurve = EccBlob(v.publicMagic, {v.gix, v.giy});
+  const Bytes good = EccBlob(v.publicMagic, {v.gix, v.giy});
+  Bytes offCurve = good;
   offCurve.back() ^= 1;
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, offCurve, &key), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.i}), &key),
             STATUS_INVALID_PARAMETER)
       << "the public point of a private blob must belong to its private value";
-  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy}), &key),
-            STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy}), &key), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(BCRYPT_ECDH_PUBLIC_P384_MAGIC, {v.gix, v.giy}), &key),
             STATUS_INVALID_PARAMETER);
-  Bytes longer = EccBlob(v.publicMagic, {v.gix, v.giy});
-  longer.push_back(0);
-  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, longer, &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, Concat(good, {0}), &key), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, Bytes(4, 0), &key), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(ImportPair(ecdh, BCRYPT_RSAPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &key),
-            STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_RSAPUBLIC_BLOB, good, &key), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(key.handle, nullptr);
-  ASSERT_EQ(ImportPair(ecdh, BCRYPT_PUBLIC_KEY_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &key), STATUS_SUCCESS);
+  ASSERT_EQ(ImportPair(ecdh, BCRYPT_PUBLIC_KEY_BLOB, good, &key), STATUS_SUCCESS);
   // A public key exports as it came in, and has no private blob.
   ULONG size = 0;
-  Bytes exported(72);
+  Bytes exported(72), data(16);
   ASSERT_EQ(BCryptExportKey(key, nullptr, BCRYPT_ECCPUBLIC_BLOB, exported.data(), 72, &size, 0), STATUS_SUCCESS);
-  EXPECT_EQ(exported, EccBlob(v.publicMagic, {v.gix, v.giy}));
+  EXPECT_EQ(exported, good);
   EXPECT_EQ(BCryptExportKey(key, nullptr, BCRYPT_ECCPRIVATE_BLOB, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
-  Bytes data(16);
   EXPECT_EQ(BCryptEncrypt(key, data.data(), 16, nullptr, nullptr, 0, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
 }
 
 TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
-  for (const EcdhVector& v : kRfc5903) {
-    Provider ecdh(v.algorithm);
-    const ULONG bits = std::wstring(v.algorithm) == L"ECDH_P521" ? 521 : std::wstring(v.algorithm) == L"ECDH_P384" ? 384 : 256;
-    Key a, b;
+  for (auto [algorithm, bits] : {std::pair<const wchar_t*, ULONG>{BCRYPT_ECDH_P256_ALGORITHM, 256},
+                                 {BCRYPT_ECDH_P384_ALGORITHM, 384}, {BCRYPT_ECDH_P521_ALGORITHM, 521}}) {
+    Provider ecdh(algorithm);
+    Key a, b, importedA, importedB;
     EXPECT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, bits + 1, 0), STATUS_INVALID_PARAMETER);
     ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, bits, 0), STATUS_SUCCESS);
     ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &b.handle, bits, 0), STATUS_SUCCESS);
-    Secret early;
+    Secret early, ab, ba;
     EXPECT_EQ(BCryptSecretAgreement(a, b, &early.handle, 0), STATUS_INVALID_HANDLE) << "not finalized yet";
     ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
     ASSERT_EQ(BCryptFinalizeKeyPair(b, 0), STATUS_SUCCESS);
@@ -371,13 +308,10 @@ TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
     EXPECT_EQ(size, 8 + 2 * coordinate);
     Bytes publicA(size), privateB(8 + 3 * coordinate);
     ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, publicA.data(), size, &size, 0), STATUS_SUCCESS);
-    ASSERT_EQ(BCryptExportKey(b, nullptr, BCRYPT_ECCPRIVATE_BLOB, privateB.data(), static_cast<ULONG>(privateB.size()),
-                              &size, 0),
+    ASSERT_EQ(BCryptExportKey(b, nullptr, BCRYPT_ECCPRIVATE_BLOB, privateB.data(), static_cast<ULONG>(privateB.size()), &size, 0),
               STATUS_SUCCESS);
-    Key importedA, importedB;
     ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, publicA, &importedA), STATUS_SUCCESS);
     ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, privateB, &importedB), STATUS_SUCCESS);
-    Secret ab, ba;
     ASSERT_EQ(BCryptSecretAgreement(a, b, &ab.handle, 0), STATUS_SUCCESS);
     ASSERT_EQ(BCryptSecretAgreement(importedB, importedA, &ba.handle, 0), STATUS_SUCCESS);
     EXPECT_EQ(Derive(ab, nullptr), Derive(ba, nullptr));
@@ -386,14 +320,13 @@ TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
 
 TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
   Provider p256(BCRYPT_ECDH_P256_ALGORITHM), p384(BCRYPT_ECDH_P384_ALGORITHM);
-  Key a, other;
+  Key a, other, publicOnly;
   ASSERT_EQ(BCryptGenerateKeyPair(p256, &a.handle, 256, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptGenerateKeyPair(p384, &other.handle, 384, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptFinalizeKeyPair(other, 0), STATUS_SUCCESS);
   Secret secret;
   EXPECT_EQ(BCryptSecretAgreement(a, other, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "curves differ";
-  Key publicOnly;
   const EcdhVector& v = kRfc5903[0];
   ASSERT_EQ(ImportPair(p256, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &publicOnly), STATUS_SUCCESS);
   EXPECT_EQ(BCryptSecretAgreement(publicOnly, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
@@ -402,27 +335,25 @@ TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
 
   ULONG size = 0;
   Bytes out(64);
+  auto derive = [&](BCryptBufferDesc* list) { return BCryptDeriveKey(secret, BCRYPT_KDF_HASH, list, nullptr, 0, &size, 0); };
   EXPECT_EQ(BCryptDeriveKey(secret, L"TLS_PRF", nullptr, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
   EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 19, &size, 0), STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 20u);
   EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 64, nullptr, 0), STATUS_INVALID_PARAMETER);
-  wchar_t sha224[] = L"SHA224";
-  BCryptBuffer unknownHash{sizeof(sha224), KDF_HASH_ALGORITHM, sha224};
-  BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 1, &unknownHash};
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
+  wchar_t sha224[] = L"SHA224", sha384[] = BCRYPT_SHA384_ALGORITHM;
+  BCryptBuffer unknownHash{sizeof(sha224), KDF_HASH_ALGORITHM, sha224}, hmacKey{4, KDF_HMAC_KEY, out.data()};
+  BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 1, &unknownHash}, foreign{BCRYPTBUFFER_VERSION, 1, &hmacKey};
+  EXPECT_EQ(derive(&list), STATUS_NOT_SUPPORTED);
+  EXPECT_EQ(derive(&foreign), STATUS_INVALID_PARAMETER);
   // The name's byte length counts wide characters: one character short loses the terminator.
-  wchar_t sha384[] = BCRYPT_SHA384_ALGORITHM;
   BCryptBuffer cut{sizeof(sha384) - sizeof(wchar_t), KDF_HASH_ALGORITHM, sha384};
   list.pBuffers = &cut;
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(derive(&list), STATUS_INVALID_PARAMETER);
   cut.cbBuffer = sizeof(sha384);
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(derive(&list), STATUS_SUCCESS);
   EXPECT_EQ(size, 48u);
   list.ulVersion = 1;
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &list, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
-  BCryptBuffer hmacKey{4, KDF_HMAC_KEY, out.data()};
-  BCryptBufferDesc foreign{BCRYPTBUFFER_VERSION, 1, &hmacKey};
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, &foreign, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(derive(&list), STATUS_INVALID_PARAMETER);
 
   BCRYPT_SECRET_HANDLE stale = secret.handle;
   ASSERT_EQ(BCryptDestroySecret(stale), STATUS_SUCCESS);

@@ -1,4 +1,4 @@
-// Helpers of the platform seam tests: hex, fixtures, and owning wrappers for seam handles.
+// Helpers of the platform seam tests: hex, fixtures, shared vectors and owning handle wrappers.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,49 +21,43 @@ namespace zttest {
 using Bytes = std::vector<unsigned char>;
 
 inline Bytes FromHex(const std::string& hex) {
-  Bytes out;
   std::string digits;
   for (char c : hex)
     if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) out.push_back(static_cast<unsigned char>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+  Bytes out;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+    out.push_back(static_cast<unsigned char>(std::stoul(digits.substr(i, 2), nullptr, 16)));
   return out;
 }
 
 inline std::string ToHex(const unsigned char* data, std::size_t size) {
   static const char* digits = "0123456789abcdef";
   std::string out;
-  for (std::size_t i = 0; i < size; ++i) {
-    out += digits[data[i] >> 4];
-    out += digits[data[i] & 15];
-  }
+  for (std::size_t i = 0; i < size; ++i) out += {digits[data[i] >> 4], digits[data[i] & 15]};
   return out;
 }
 inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
-
 inline Bytes FromText(const std::string& text) { return Bytes(text.begin(), text.end()); }
-
-// A file of tests/fixtures/platform.
-inline std::string PlatformFixturePath(const std::string& name) { return FixturePath("platform/" + name); }
-
-inline Bytes ReadFixture(const std::string& name) {
-  std::ifstream in(PlatformFixturePath(name), std::ios::binary);
-  if (!in) ADD_FAILURE() << "missing fixture " << PlatformFixturePath(name);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+inline Bytes Concat(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
 }
-
-inline std::string ReadFixtureText(const std::string& name) {
-  const Bytes bytes = ReadFixture(name);
-  return std::string(bytes.begin(), bytes.end());
-}
-
-inline void WriteFile(const std::string& path, const Bytes& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+inline Bytes Head(const Bytes& b, std::size_t n) { return Bytes(b.begin(), b.begin() + static_cast<long>(n)); }
 
 inline Bytes ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+// A file of tests/fixtures/platform.
+inline std::string PlatformFixturePath(const std::string& name) { return FixturePath("platform/" + name); }
+inline Bytes ReadFixture(const std::string& name) {
+  const Bytes bytes = ReadFile(PlatformFixturePath(name));
+  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << PlatformFixturePath(name);
+  return bytes;
+}
+inline std::string ReadFixtureText(const std::string& name) {
+  const Bytes bytes = ReadFixture(name);
+  return std::string(bytes.begin(), bytes.end());
 }
 
 // Decrypts `cipher` (big-endian) with the fixture's private key by the openssl command-line
@@ -71,97 +65,111 @@ inline Bytes ReadFile(const std::string& path) {
 inline Bytes OpensslDecrypt(const Bytes& cipher, const std::string& options) {
   const std::string base = testing::TempDir() + "zt_platform_" + std::to_string(::getpid());
   const std::string in = base + ".in", out = base + ".out";
-  WriteFile(in, cipher);
+  std::ofstream(in, std::ios::binary).write(reinterpret_cast<const char*>(cipher.data()), static_cast<long>(cipher.size()));
   std::remove(out.c_str());
-  const std::string command = "openssl pkeyutl -decrypt -inkey '" + PlatformFixturePath("rsa2048.key.pem") + "' " + options +
-                              " -in '" + in + "' -out '" + out + "' 2>/dev/null";
-  const int status = std::system(command.c_str());
-  Bytes plain = status == 0 ? ReadFile(out) : Bytes();
+  const std::string command = "openssl pkeyutl -decrypt -inkey '" + PlatformFixturePath("rsa2048.key.pem") + "' " +
+                              options + " -in '" + in + "' -out '" + out + "' 2>/dev/null";
+  Bytes plain = std::system(command.c_str()) == 0 ? ReadFile(out) : Bytes();
   std::remove(in.c_str());
   std::remove(out.c_str());
   return plain;
 }
 
-// Owning wrappers: tests leak nothing, whatever assertion fails.
-class Provider {
- public:
-  explicit Provider(const wchar_t* algorithm, ULONG flags = 0) {
-    status = BCryptOpenAlgorithmProvider(&handle, algorithm, nullptr, flags);
-  }
-  ~Provider() {
-    if (handle != nullptr) BCryptCloseAlgorithmProvider(handle, 0);
-  }
-  Provider(const Provider&) = delete;
-  Provider& operator=(const Provider&) = delete;
-  operator BCRYPT_ALG_HANDLE() const { return handle; }
+// SP 800-38A F.1/F.2: the plaintext, the CBC IV, and AES-128/192/256 in ECB and CBC.
+inline const Bytes kPlain = FromHex(
+    "6bc1bee22e409f96e93d7e117393172a ae2d8a571e03ac9c9eb76fac45af8e51"
+    "30c81c46a35ce411e5fbc1191a0a52ef f69f2445df4f9b17ad2b417be66c3710");
+inline const Bytes kIv = FromHex("000102030405060708090a0b0c0d0e0f");
+struct AesVector {
+  const char *key, *ecb, *cbc;
+};
+inline const AesVector kAes[] = {
+    {"2b7e151628aed2a6abf7158809cf4f3c",
+     "3ad77bb40d7a3660a89ecaf32466ef97f5d3d58503b9699de785895a96fdbaaf43b1cd7f598ece23881b00e3ed0306887b0c785e27e8ad3f8223207104725dd4",
+     "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b273bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7"},
+    {"8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b",
+     "bd334f1d6e45f25ff712a214571fa5cc974104846d0ad3ad7734ecb3ecee4eefef7afd2270e2e60adce0ba2face6444e9a4b41ba738d6c72fb16691603c18e0e",
+     "4f021db243bc633d7178183a9fa071e8b4d9ada9ad7dedf4e5e738763f69145a571b242012fb7ae07fa9baac3df102e008b0e27988598881d920a9e64f5615cd"},
+    {"603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4",
+     "f3eed1bdb5d2a03c064b5a7e3db181f8591ccb10d410ed26dc5ba74a31362870b6ed21b99ca6f4f9f153e7b1beafed1d23304b7a39f9f3ff067d8d8f9e24ecc7",
+     "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"},
+};
+// SP 800-67 (the "fox" example, keys K1 K2 K3) and FIPS 81 (DES CBC).
+inline const Bytes kFox = FromText("The qufck brown fox jump");
+inline const char* kTdesKeys = "0123456789ABCDEF 23456789ABCDEF01 456789ABCDEF0123";
+inline const char* kTdesEcbFox = "a826fd8ce53b855fcce21c8112256fe668d5c05dd9b6b900";
+inline const char* kDesKey = "0123456789abcdef";
+inline const char* kDesIv = "1234567890abcdef";
+inline const Bytes kDesPlain = FromText("Now is the time for all ");
+inline const char* kDesCbc = "e5c7cdde872bf27c43e934008c389c0f683788499a7c05f6";
 
-  BCRYPT_ALG_HANDLE handle = nullptr;
+// Owning wrappers: tests leak nothing, whatever assertion fails.
+template <class H, void (*Release)(H)>
+struct Owned {
+  Owned() = default;
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  ~Owned() { Reset(); }
+  void Reset() {
+    if (handle) Release(handle);
+    handle = H{};
+  }
+  operator H() const { return handle; }
+  H handle{};
+};
+inline void CloseProvider(BCRYPT_ALG_HANDLE h) { BCryptCloseAlgorithmProvider(h, 0); }
+inline void DestroyKey(BCRYPT_KEY_HANDLE h) { BCryptDestroyKey(h); }
+inline void DestroySecret(BCRYPT_SECRET_HANDLE h) { BCryptDestroySecret(h); }
+inline void ReleaseContext(HCRYPTPROV h) { CryptReleaseContext(h, 0); }
+inline void DestroyCryptKey(HCRYPTKEY h) { CryptDestroyKey(h); }
+
+struct Provider : Owned<BCRYPT_ALG_HANDLE, CloseProvider> {
+  explicit Provider(const wchar_t* algorithm, ULONG flags = 0)
+      : status(BCryptOpenAlgorithmProvider(&handle, algorithm, nullptr, flags)) {}
   NTSTATUS status;
 };
-
-class Key {
- public:
-  Key() = default;
-  ~Key() { Reset(); }
-  Key(const Key&) = delete;
-  Key& operator=(const Key&) = delete;
-  void Reset() {
-    if (handle != nullptr) BCryptDestroyKey(handle);
-    handle = nullptr;
-  }
-  operator BCRYPT_KEY_HANDLE() const { return handle; }
-
-  BCRYPT_KEY_HANDLE handle = nullptr;
-};
-
-class Secret {
- public:
-  ~Secret() {
-    if (handle != nullptr) BCryptDestroySecret(handle);
-  }
-  operator BCRYPT_SECRET_HANDLE() const { return handle; }
-
-  BCRYPT_SECRET_HANDLE handle = nullptr;
-};
-
-class CryptContext {
- public:
-  CryptContext(const wchar_t* provider, DWORD type, DWORD flags = CRYPT_VERIFYCONTEXT) {
-    ok = CryptAcquireContextW(&handle, nullptr, provider, type, flags);
-  }
-  ~CryptContext() {
-    if (handle != 0) CryptReleaseContext(handle, 0);
-  }
-  CryptContext(const CryptContext&) = delete;
-  CryptContext& operator=(const CryptContext&) = delete;
-  operator HCRYPTPROV() const { return handle; }
-
-  HCRYPTPROV handle = 0;
+using Key = Owned<BCRYPT_KEY_HANDLE, DestroyKey>;
+using Secret = Owned<BCRYPT_SECRET_HANDLE, DestroySecret>;
+struct CryptContext : Owned<HCRYPTPROV, ReleaseContext> {
+  CryptContext(const wchar_t* provider, DWORD type, DWORD flags = CRYPT_VERIFYCONTEXT)
+      : ok(CryptAcquireContextW(&handle, nullptr, provider, type, flags)) {}
   BOOL ok;
 };
+using CryptKeyHandle = Owned<HCRYPTKEY, DestroyCryptKey>;
 
-class CryptKeyHandle {
- public:
-  CryptKeyHandle() = default;
-  ~CryptKeyHandle() {
-    if (handle != 0) CryptDestroyKey(handle);
-  }
-  CryptKeyHandle(const CryptKeyHandle&) = delete;
-  CryptKeyHandle& operator=(const CryptKeyHandle&) = delete;
-  operator HCRYPTKEY() const { return handle; }
-
-  HCRYPTKEY handle = 0;
-};
+inline ULONG UlongProperty(BCRYPT_HANDLE object, const wchar_t* name) {
+  ULONG value = 0, got = 0;
+  EXPECT_EQ(BCryptGetProperty(object, name, reinterpret_cast<PUCHAR>(&value), sizeof(value), &got, 0), STATUS_SUCCESS);
+  EXPECT_EQ(got, sizeof(ULONG));
+  return value;
+}
 
 // A KeyDataBlob for `key`.
 inline Bytes KeyDataBlob(const Bytes& key) {
-  BCRYPT_KEY_DATA_BLOB_HEADER header{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1,
-                                     static_cast<ULONG>(key.size())};
-  Bytes blob(reinterpret_cast<unsigned char*>(&header), reinterpret_cast<unsigned char*>(&header) + sizeof(header));
-  blob.insert(blob.end(), key.begin(), key.end());
-  return blob;
+  BCRYPT_KEY_DATA_BLOB_HEADER header{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1, static_cast<ULONG>(key.size())};
+  return Concat(Bytes(reinterpret_cast<unsigned char*>(&header), reinterpret_cast<unsigned char*>(&header) + sizeof(header)), key);
 }
 
+// BCryptEncrypt or BCryptDecrypt with the engines' two calls: the size first, then the data.
+// The output is empty when a call fails; `status` receives the result, else it must succeed.
+inline Bytes Cipher(bool encrypt, BCRYPT_KEY_HANDLE key, const Bytes& input, Bytes* iv, ULONG flags,
+                    NTSTATUS* status = nullptr, void* paddingInfo = nullptr) {
+  auto call = encrypt ? BCryptEncrypt : BCryptDecrypt;
+  PUCHAR in = const_cast<PUCHAR>(input.data()), ivData = iv != nullptr ? iv->data() : nullptr;
+  const ULONG inSize = static_cast<ULONG>(input.size()), ivSize = iv != nullptr ? static_cast<ULONG>(iv->size()) : 0;
+  ULONG size = 0;
+  NTSTATUS result = call(key, in, inSize, paddingInfo, ivData, ivSize, nullptr, 0, &size, flags);
+  Bytes output(size);
+  if (NT_SUCCESS(result)) result = call(key, in, inSize, paddingInfo, ivData, ivSize, output.data(), size, &size, flags);
+  if (status != nullptr) *status = result;
+  else
+    EXPECT_EQ(result, STATUS_SUCCESS);
+  output.resize(NT_SUCCESS(result) ? size : 0);
+  return output;
+}
+
+// 0 when a CryptoAPI call succeeded, else the last error (compare with Code(NTE_...)).
+inline DWORD ErrorOf(BOOL ok) { return ok ? 0 : GetLastError(); }
 // The last error as the unsigned value GetLastError returns, for comparison with NTE_ codes.
 inline DWORD Code(HRESULT value) { return static_cast<DWORD>(value); }
 
