@@ -231,14 +231,10 @@ TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
     SCOPED_TRACE(std::wstring(v.algorithm).size());
     Provider ecdh(v.algorithm);
     Key initiator, responderPublic, responder, initiatorPublic;
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy, v.i}), &initiator),
-              STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.grx, v.gry}), &responderPublic),
-              STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.r}), &responder),
-              STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &initiatorPublic),
-              STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy, v.i}), &initiator), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.grx, v.gry}), &responderPublic), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.r}), &responder), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &initiatorPublic), STATUS_SUCCESS);
     Secret ir, ri;
     ASSERT_EQ(BCryptSecretAgreement(initiator, responderPublic, &ir.handle, 0), STATUS_SUCCESS);
     ASSERT_EQ(BCryptSecretAgreement(responder, initiatorPublic, &ri.handle, 0), STATUS_SUCCESS);

@@ -23,7 +23,7 @@ Bytes Pbkdf2(const wchar_t* hash, const Bytes& password, const Bytes& salt, ULON
 
 }  // namespace
 
-TEST(CngRandom, ProviderAndSystemGeneratorsFillBuffers) {
+TEST(CngRandom, ProviderAndSystemGeneratorsFillBuffersAndRefuseMismatches) {
   Provider rng(BCRYPT_RNG_ALGORITHM);
   Bytes a(64, 0), b(64, 0), c(64, 0x55), d(64, 0x55);
   ASSERT_EQ(BCryptGenRandom(rng, a.data(), 64, 0), STATUS_SUCCESS);
@@ -34,22 +34,18 @@ TEST(CngRandom, ProviderAndSystemGeneratorsFillBuffers) {
   EXPECT_EQ(std::set<Bytes>({a, b, c, d, Bytes(64, 0), Bytes(64, 0x55)}).size(), 6u);
   // Large requests span several generator calls; every byte value shows up.
   Bytes big(1 << 16);
-  ASSERT_EQ(BCryptGenRandom(rng, big.data(), static_cast<ULONG>(big.size()), BCRYPT_RNG_USE_ENTROPY_IN_BUFFER),
-            STATUS_SUCCESS);
+  ASSERT_EQ(BCryptGenRandom(rng, big.data(), static_cast<ULONG>(big.size()), BCRYPT_RNG_USE_ENTROPY_IN_BUFFER), STATUS_SUCCESS);
   EXPECT_EQ(std::set<unsigned char>(big.begin(), big.end()).size(), 256u);
   EXPECT_EQ(BCryptGenRandom(rng, nullptr, 0, 0), STATUS_SUCCESS);
-}
 
-TEST(CngRandom, RefusesMismatchedHandlesAndFlags) {
-  Provider rng(BCRYPT_RNG_ALGORITHM);
-  Provider sha(BCRYPT_SHA256_ALGORITHM);
+  // Handles and flags that do not match.
+  Provider sha(BCRYPT_SHA256_ALGORITHM), fips(BCRYPT_FIPS186_DSA_RNG_ALGORITHM);
   Bytes buffer(8);
   EXPECT_EQ(BCryptGenRandom(nullptr, buffer.data(), 8, 0), STATUS_INVALID_HANDLE);
   EXPECT_EQ(BCryptGenRandom(sha, buffer.data(), 8, 0), STATUS_INVALID_HANDLE);
   EXPECT_EQ(BCryptGenRandom(rng, buffer.data(), 8, BCRYPT_USE_SYSTEM_PREFERRED_RNG), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptGenRandom(rng, buffer.data(), 8, 0x10), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptGenRandom(rng, nullptr, 8, 0), STATUS_INVALID_PARAMETER);
-  Provider fips(BCRYPT_FIPS186_DSA_RNG_ALGORITHM);
   EXPECT_EQ(BCryptGenRandom(fips, buffer.data(), 8, 0), STATUS_SUCCESS);
 }
 
