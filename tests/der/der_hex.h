@@ -1,10 +1,11 @@
-// Hex text to bytes and back, for the known encodings written into the DER tests.
+// Hex text to bytes and back, and what a writer writes, for the known encodings of the DER tests.
 #pragma once
 
 #include <string>
 #include <string_view>
 
 #include "common/crypto.der.h"
+#include "common/crypto.der.writer.h"
 #include "zt/secure.h"
 
 namespace der_test {
@@ -31,6 +32,15 @@ inline std::string ToHex(ZT::Framework::Der::Bytes bytes) {
   std::string out;
   for (unsigned char b : bytes) out += {kDigits[b >> 4], kDigits[b & 15]};
   return out;
+}
+
+// The hex of what `write` writes, or "failed".
+template <class Write>
+std::string Written(Write&& write) {
+  ZT::Framework::Der::Writer writer;
+  write(writer);
+  ZT::Framework::ByteArray der;
+  return writer.Finish(&der) ? ToHex(der) : "failed";
 }
 
 }  // namespace der_test

@@ -1,6 +1,6 @@
-// The primitive types: the values read from known encodings and the DER rules that refuse the
-// rest. Known encodings come from `openssl asn1parse -genstr ... -out` unless another source is
-// named (X.690 examples, the Unicode code charts).
+// The primitive types: known encodings read to their values and written back from them, and the
+// DER rules that refuse the rest. Known encodings come from `openssl asn1parse -genstr ... -out`
+// unless another source is named (X.690 examples, the Unicode code charts).
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -15,6 +15,7 @@ using namespace ZT::Framework;
 using namespace ZT::Framework::Der;
 using der_test::Hex;
 using der_test::ToHex;
+using der_test::Written;
 
 namespace {
 
@@ -36,6 +37,7 @@ TEST(DerBoolean, AcceptsOnlyTheTwoDerValues) {
   bool value = false;
   EXPECT_TRUE(ReadsWhole("0101ff", [&](Reader& r) { return r.ReadBoolean(&value); }) && value);
   EXPECT_TRUE(ReadsWhole("010100", [&](Reader& r) { return r.ReadBoolean(&value); }) && !value);
+  EXPECT_EQ(Written([](Writer& w) { w.AddBoolean(true); }), "0101ff");
   for (const char* hex : {"010101", "01017f", "0100", "01020000"}) {
     EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadBoolean(&value); })) << hex;
   }
@@ -51,17 +53,20 @@ TEST(DerInteger, ReadsSignedValuesAtTheEdgesOfTheirWidth) {
     const bool enumerated = hex[1] == 'a';
     EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return enumerated ? r.ReadEnumerated(&value) : r.ReadInt64(&value); }));
     EXPECT_EQ(value, expected) << hex;
+    EXPECT_EQ(Written([&, v = expected](Writer& w) { enumerated ? w.AddEnumerated(v) : w.AddInt64(v); }), hex);
   }
   std::int64_t value;
   EXPECT_FALSE(ReadsWhole("020900ffffffffffffffff", [&](Reader& r) { return r.ReadInt64(&value); }));
 }
 
-TEST(DerInteger, ReadsUnsignedValuesAndRefusesNegativesAndOverflow) {
+TEST(DerInteger, ReadsAndWritesUnsignedValuesAndRefusesNegativesAndOverflow) {
+  for (const auto& [hex, expected] : {std::pair{"020900ffffffffffffffff", UINT64_MAX},
+                                      std::pair{"0209008000000000000000", std::uint64_t{1} << 63}}) {
+    std::uint64_t value = 0;
+    EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return r.ReadUint64(&value); }) && value == expected) << hex;
+    EXPECT_EQ(Written([v = expected](Writer& w) { w.AddUint64(v); }), hex);
+  }
   std::uint64_t value = 0;
-  EXPECT_TRUE(ReadsWhole("020900ffffffffffffffff", [&](Reader& r) { return r.ReadUint64(&value); }));
-  EXPECT_EQ(value, UINT64_MAX);
-  EXPECT_TRUE(ReadsWhole("0209008000000000000000", [&](Reader& r) { return r.ReadUint64(&value); }));
-  EXPECT_EQ(value, std::uint64_t{1} << 63);
   for (const char* hex : {"0201ff", "020180", "0209010000000000000000"}) {
     EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadUint64(&value); })) << hex;
   }
@@ -72,6 +77,10 @@ TEST(DerInteger, ReadsUnsignedValuesAndRefusesNegativesAndOverflow) {
   EXPECT_TRUE(ReadsWhole(zero, [&](Reader& r) { return r.ReadUnsignedInteger(&magnitude); }));
   EXPECT_EQ(ToHex(magnitude), "00");
   EXPECT_FALSE(ReadsWhole("0202ff7f", [&](Reader& r) { return r.ReadUnsignedInteger(&magnitude); }));
+  // Written integers are minimal whatever the input's leading octets.
+  EXPECT_EQ(Written([](Writer& w) { w.AddInteger(Hex("ffff80")); }), "020180");
+  EXPECT_EQ(Written([](Writer& w) { w.AddUnsignedInteger(Hex("0000ff")); }), "020200ff");
+  EXPECT_EQ(Written([](Writer& w) { w.AddUnsignedInteger({}); }), "020100");
 }
 
 TEST(DerInteger, RefusesNonMinimalAndEmptyEncodings) {
@@ -94,6 +103,8 @@ TEST(DerBitString, ReadsBitsAndUnusedCounts) {
   EXPECT_TRUE(bits.Bit(0) && !bits.Bit(1) && bits.Bit(2) && bits.Bit(5) && !bits.Bit(6) && !bits.Bit(9));
   ASSERT_TRUE(ReadsWhole("030100", [&](Reader& r) { return r.ReadBitString(&bits); }));
   EXPECT_EQ(bits.BitCount(), 0u);
+  EXPECT_EQ(Written([](Writer& w) { w.AddBitString(Hex("a7"), 2); }), "030202a4");  // unused bits zeroed
+  EXPECT_EQ(Written([](Writer& w) { w.AddBitString({}, 0); }), "030100");
 }
 
 TEST(DerBitString, RefusesBadUnusedBitCounts) {
@@ -114,10 +125,12 @@ TEST(DerNullAndOctetString, HoldExactlyTheirContents) {
   Bytes value;
   EXPECT_TRUE(ReadsWhole("0500", [](Reader& r) { return r.ReadNull(); }));
   EXPECT_FALSE(ReadsWhole("050100", [](Reader& r) { return r.ReadNull(); }));
+  EXPECT_EQ(Written([](Writer& w) { w.AddNull(); }), "0500");
   const ByteArray implicit = Hex("80026162");
   EXPECT_TRUE(ReadsWhole(implicit, [&](Reader& r) { return r.ReadOctetString(&value, ContextTag(0)); }));
   EXPECT_EQ(ToHex(value), "6162");
   EXPECT_FALSE(ReadsWhole("80026162", [&](Reader& r) { return r.ReadOctetString(&value); }));
+  EXPECT_EQ(Written([](Writer& w) { w.AddOctetString(Hex("6162"), ContextTag(0)); }), "80026162");
 }
 
 // Dotted text and contents octets, both ways.
@@ -217,14 +230,18 @@ TEST(DerString, RefusesInvalidContents) {
   EXPECT_TRUE(out.empty());
 }
 
-TEST(DerTime, ReadsUtcTimeInItsWindowAndGeneralizedTimeWithFractions) {
-  CalendarTime t;
-  ASSERT_TRUE(ReadsWhole("170d3439313233313233353935395a", [&](Reader& r) { return r.ReadTime(&t); }));
-  EXPECT_EQ(t, (CalendarTime{2049, 12, 31, 23, 59, 59, 0}));
-  ASSERT_TRUE(ReadsWhole("170d3530303130313030303030305a", [&](Reader& r) { return r.ReadUtcTime(&t); }));
-  EXPECT_EQ(t, (CalendarTime{1950, 1, 1, 0, 0, 0, 0}));
-  ASSERT_TRUE(ReadsWhole("181332303234303232393132333435362e3738395a", [&](Reader& r) { return r.ReadTime(&t); }));
-  EXPECT_EQ(t, (CalendarTime{2024, 2, 29, 12, 34, 56, 789000000}));
+TEST(DerTime, ReadsAndWritesUtcTimeInItsWindowAndGeneralizedTimeWithFractions) {
+  const std::pair<const char*, CalendarTime> cases[] = {
+      {"170d3439313233313233353935395a", {2049, 12, 31, 23, 59, 59, 0}},
+      {"170d3530303130313030303030305a", {1950, 1, 1, 0, 0, 0, 0}},
+      {"181332303234303232393132333435362e3738395a", {2024, 2, 29, 12, 34, 56, 789000000}},
+  };
+  for (const auto& [hex, expected] : cases) {
+    CalendarTime t;
+    EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return r.ReadTime(&t); }) && t == expected) << hex;
+    const bool utc = hex[1] == '7';
+    EXPECT_EQ(Written([&, e = expected](Writer& w) { utc ? w.AddUtcTime(e) : w.AddGeneralizedTime(e); }), hex);
+  }
 }
 
 TEST(DerTime, RefusesInvalidDatesAndNonDerForms) {

@@ -1,4 +1,4 @@
-// Helpers of the engine tests: bytes from text and hex, algorithms by name, caught exceptions,
+// Helpers of the engine tests: bytes from text and hex, algorithms by name, expected failures,
 // and a fixture that leaves the CNG table and the module registry clean.
 #pragma once
 
@@ -10,6 +10,7 @@
 
 #include "framework/crypto.cngtable.h"
 #include "platform/testing.h"
+#include "support/thrown.h"
 #include "zt/crypto.h"
 
 namespace enginetest {
@@ -50,20 +51,14 @@ inline std::unique_ptr<IKey> RawKey(const ByteArray& bytes, const WString& algor
   return std::unique_ptr<IKey>(IKey::Create(Algorithm(algorithm).get(), L"RAW", bytes));
 }
 
-// The exception `f` throws (owned by the result), or null when it throws none.
-template <class F>
-std::unique_ptr<CCryptoException> Thrown(F&& f) {
-  try {
-    f();
-  } catch (CCryptoException* e) {
-    return std::unique_ptr<CCryptoException>(e);
-  }
-  return nullptr;
-}
+using zttest::MessageAt;
+using zttest::Thrown;
 
-// The message and id of the exception's inner exception.
-inline const IException* Inner(const std::unique_ptr<CCryptoException>& e) {
-  return e ? e->getInnerException() : nullptr;
+// `e` is a failure with `id` and `message`.
+inline void ExpectFailure(const std::unique_ptr<CCryptoException>& e, std::uint64_t id, const WString& message) {
+  ASSERT_TRUE(e) << "no exception; expected " << std::string(message.begin(), message.end());
+  EXPECT_EQ(e->getID(), id);
+  EXPECT_EQ(e->getMessage(), message);
 }
 
 // Tests that hook the module registry: the hooks are removed and the table emptied afterwards,

@@ -2,7 +2,7 @@
 // factory's choice of engine.
 #include <openssl/evp.h>
 
-#include <algorithm>
+#include <gmock/gmock.h>
 #include <string>
 #include <vector>
 
@@ -92,11 +92,8 @@ TEST(Pbkdf2, UnknownPrfIsUnsupported) {
   const auto kdf = NewPbkdf2(map.get());
   LogCapture capture(NQLOG_ERROR);
   const auto e = Thrown([&] { DeriveHex(*kdf, Text("pw"), Text("salt"), 16); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_NO_SUCH_ALGORITHM);
-  EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
-  ASSERT_NE(Inner(e), nullptr);
-  EXPECT_EQ(Inner(e)->getMessage(), L"Unsupported algorithm");
+  ExpectFailure(e, CRYPTO_NO_SUCH_ALGORITHM, L"Derivation using shared secret value failed");
+  EXPECT_EQ(MessageAt(e.get(), 1), L"Unsupported algorithm");
   EXPECT_EQ(capture.At(NQLOG_ERROR),
             (std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported algorithm: HMAC_SHA224",
                                        L"CCNGPBKDF2KeyDerivation::Derive : Derivation using shared secret value failed"}));
@@ -105,51 +102,29 @@ TEST(Pbkdf2, UnknownPrfIsUnsupported) {
 // A secret that is not held as bytes by the library (one that stays inside the platform).
 class ReferenceSecret : public ISharedSecret {};
 
-TEST(Pbkdf2, LifeCycle) {
+// Init once, with a non-null secret held as bytes; each Derive ends the initialisation.
+TEST(Pbkdf2, LifeCycleAndSecrets) {
   const auto kdf = NewPbkdf2(nullptr);
   const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("pw")));
   ByteArray out;
-  const auto uninitialised = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
-  ASSERT_TRUE(uninitialised);
-  EXPECT_EQ(uninitialised->getID(), CRYPTO_ILLEGAL_STATE);
-  EXPECT_EQ(uninitialised->getMessage(), L"KeyDerivation is not initialized");
-
-  const auto nullSecret = Thrown([&] { kdf->Init(static_cast<ISharedSecret*>(nullptr)); });
-  ASSERT_TRUE(nullSecret);
-  EXPECT_EQ(nullSecret->getMessage(), L"pSharedSecret should not be NULL");
+  ExpectFailure(Thrown([&] { kdf->Derive(Text("salt"), 16, out); }), CRYPTO_ILLEGAL_STATE,
+                L"KeyDerivation is not initialized");
+  ExpectFailure(Thrown([&] { kdf->Init(static_cast<ISharedSecret*>(nullptr)); }), CRYPTO_BAD_PARAM,
+                L"pSharedSecret should not be NULL");
+  ExpectFailure(Thrown([&] { kdf->Init(static_cast<IKey*>(nullptr)); }), CRYPTO_BAD_PARAM, L"pKey should not be NULL");
+  ExpectFailure(Thrown([&] { kdf->Init(RawKey(Text("a valid key")).get()); }), CRYPTO_NOT_SUPPORTED, L"Not Supported");
 
   kdf->Init(secret.get());
-  const auto twice = Thrown([&] { kdf->Init(secret.get()); });
-  ASSERT_TRUE(twice);
-  EXPECT_EQ(twice->getID(), CRYPTO_ILLEGAL_STATE);
-  EXPECT_EQ(twice->getMessage(), L"KeyDerivation is already initialized");
-
+  ExpectFailure(Thrown([&] { kdf->Init(secret.get()); }), CRYPTO_ILLEGAL_STATE, L"KeyDerivation is already initialized");
   kdf->Derive(Text("salt"), 16, out);
   EXPECT_EQ(out.size(), 16u);
-  const auto again = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
-  ASSERT_TRUE(again);
-  EXPECT_EQ(again->getMessage(), L"KeyDerivation is not initialized");
-}
-
-TEST(Pbkdf2, TakesItsPasswordOnlyFromValueSecrets) {
-  const auto kdf = NewPbkdf2(nullptr);
-  const auto key = RawKey(Text("a valid key"));
-  const auto keyInit = Thrown([&] { kdf->Init(key.get()); });
-  ASSERT_TRUE(keyInit);
-  EXPECT_EQ(keyInit->getID(), CRYPTO_NOT_SUPPORTED);
-  EXPECT_EQ(keyInit->getMessage(), L"Not Supported");
-  const auto nullKey = Thrown([&] { kdf->Init(static_cast<IKey*>(nullptr)); });
-  ASSERT_TRUE(nullKey);
-  EXPECT_EQ(nullKey->getMessage(), L"pKey should not be NULL");
+  ExpectFailure(Thrown([&] { kdf->Derive(Text("salt"), 16, out); }), CRYPTO_ILLEGAL_STATE,
+                L"KeyDerivation is not initialized");
 
   ReferenceSecret reference;
   kdf->Init(&reference);
   LogCapture capture(NQLOG_ERROR);
-  ByteArray out;
-  const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);
-  EXPECT_EQ(e->getMessage(), L"Unsupported shared secret");
+  ExpectFailure(Thrown([&] { kdf->Derive(Text("salt"), 16, out); }), CRYPTO_NOT_SUPPORTED, L"Unsupported shared secret");
   EXPECT_EQ(capture.At(NQLOG_ERROR),
             std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported shared secret"});
 }
@@ -164,14 +139,10 @@ TEST_F(Pbkdf2WithoutCNG, ReportsTheLoadFailureWrapped) {
   LogCapture capture(NQLOG_ERROR);
   ByteArray out;
   const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
-  EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
-  ASSERT_NE(Inner(e), nullptr);
-  EXPECT_EQ(Inner(e)->getMessage(), L"Failed to load CNG!");
-  const auto errors = capture.At(NQLOG_ERROR);
-  EXPECT_NE(std::find(errors.begin(), errors.end(), L"CCNGPBKDF2KeyDerivation::Derive : Unable to load CNG library"),
-            errors.end());
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Derivation using shared secret value failed");
+  EXPECT_EQ(MessageAt(e.get(), 1), L"Failed to load CNG!");
+  EXPECT_THAT(capture.At(NQLOG_ERROR),
+              testing::Contains(L"CCNGPBKDF2KeyDerivation::Derive : Unable to load CNG library"));
 
   MakeCNGAvailable();
   kdf->Derive(Text("salt"), 16, out);  // the failure left the engine initialised
@@ -182,10 +153,8 @@ TEST(KeyDerivationFactory, OnlyPbkdf2IsImplemented) {
   for (const wchar_t* name : {L"800_56A_KDF", L"DPAPI", L"SHA256"}) {
     const auto algorithm = Algorithm(name);
     LogCapture capture(NQLOG_EXIT);
-    const auto e = Thrown([&] { delete KeyDerivation::Create(algorithm.get(), nullptr); });
-    ASSERT_TRUE(e);
-    EXPECT_EQ(e->getID(), CRYPTO_NOT_IMPLEMENTED);
-    EXPECT_EQ(e->getMessage(), L"Not Implemented");
+    ExpectFailure(Thrown([&] { delete KeyDerivation::Create(algorithm.get(), nullptr); }), CRYPTO_NOT_IMPLEMENTED,
+                  L"Not Implemented");
     EXPECT_EQ(capture.At(NQLOG_ENTRY).front(), L"KeyDerivation::Create");
     EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"KeyDerivation::Create Returns Not Implemented");
   }

@@ -16,9 +16,7 @@ TEST(StatusChecks, FailureStatusIsLoggedInUnsignedHexAndRaised) {
   CheckStatus(fn, STATUS_SUCCESS, L"BCryptHashData", L"BCryptHashData failed");
   LogCapture capture(NQLOG_ERROR);
   const auto e = Thrown([&] { CheckStatus(fn, STATUS_NOT_FOUND, L"BCryptOpenAlgorithmProvider", L"open failed!"); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
-  EXPECT_EQ(e->getMessage(), L"open failed!");
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"open failed!");
   EXPECT_EQ(e->getFilename(), L"tests/engines/status_test");
   EXPECT_EQ(capture.At(NQLOG_ERROR),
             std::vector<std::wstring>{L"Engine::Step : Error 0xc0000225 returned by BCryptOpenAlgorithmProvider"});
@@ -28,9 +26,9 @@ TEST(StatusChecks, CryptoApiFailureReportsTheLastError) {
   const FunctionTrace fn(L"Engine::Step");
   LogCapture capture(NQLOG_ERROR);
   SetLastError(0x80090016);  // NTE_BAD_KEYSET
-  const auto e = Thrown([&] { CheckLastError(fn, FALSE, L"CryptAcquireContext", L"CryptAcquireContext failed", CRYPTO_UNKNOWN_ERROR); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_UNKNOWN_ERROR);
+  ExpectFailure(
+      Thrown([&] { CheckLastError(fn, FALSE, L"CryptAcquireContext", L"CryptAcquireContext failed", CRYPTO_UNKNOWN_ERROR); }),
+      CRYPTO_UNKNOWN_ERROR, L"CryptAcquireContext failed");
   EXPECT_EQ(capture.At(NQLOG_ERROR),
             std::vector<std::wstring>{L"Engine::Step : Error 0x80090016 returned by CryptAcquireContext"});
 }
@@ -39,9 +37,7 @@ TEST(StatusChecks, WrapAsGivesItsOwnIdAndKeepsTheCause) {
   const FunctionTrace fn(L"Engine::Step");
   auto* cause = new CCryptoException(L"x", 1, L"bad map", CRYPTO_BAD_PARAM, nullptr);
   const auto e = Thrown([&] { WrapAs(fn, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { throw cause; }); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
-  EXPECT_EQ(e->getMessage(), L"Error while parsing parameters");
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters");
   EXPECT_EQ(e->getInnerException(), cause);
 }
 

@@ -10,6 +10,7 @@
 #include <regex>
 #include <string>
 
+#include "support/command.h"
 #include "support/tool_runner.h"
 
 namespace {
@@ -19,15 +20,8 @@ using zttest::RunTool;
 // What the openssl command prints for `arguments` (a shell word list), as lower-case hex without
 // separators.
 std::string OpensslHex(const std::string& arguments) {
-  const std::string command = "openssl " + arguments + " 2>/dev/null";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return "";
-  std::string text;
-  char buffer[256];
-  while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) text += buffer;
-  pclose(pipe);
   std::string hex;
-  for (char c : text)
+  for (char c : zttest::CommandOutput("openssl " + arguments + " 2>/dev/null"))
     if (std::isxdigit(static_cast<unsigned char>(c))) hex += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return hex;
 }
@@ -112,12 +106,13 @@ TEST(ToolRandom, RandomGuidAndKeysHaveTheirShapes) {
 }
 
 TEST(ToolErrors, LibraryRefusalsAndBadUsage) {
-  const auto lowerCase = RunTool({"digest", "sha256"}, "abc");
-  EXPECT_EQ(lowerCase.status, 2);
-  EXPECT_EQ(lowerCase.err, "ztcrypto: Unsupported algorithm (ID:4006 (CRYPTO_NO_SUCH_ALGORITHM))\n");
-  const auto sha384Hmac = RunTool({"hmac", "HMAC_SHA384", "--key", "00"}, "abc");
-  EXPECT_EQ(sha384Hmac.status, 2);
-  EXPECT_EQ(sha384Hmac.err, "ztcrypto: Unknown algorithm (ID:4006 (CRYPTO_NO_SUCH_ALGORITHM))\n");
+  for (const auto& [args, message] :
+       {std::pair<std::vector<std::string>, std::string>{{"digest", "sha256"}, "Unsupported algorithm"},
+        {{"hmac", "HMAC_SHA384", "--key", "00"}, "Unknown algorithm"}}) {
+    const auto result = RunTool(args, "abc");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "ztcrypto: " + message + " (ID:4006 (CRYPTO_NO_SUCH_ALGORITHM))\n");
+  }
   EXPECT_EQ(RunTool({"hmac", "HMAC_SHA256"}, "abc").status, 64) << "--key is required";
   EXPECT_EQ(RunTool({"pbkdf2", "--password", "p", "--salt", "zz", "--length", "4"}).status, 64);
   EXPECT_EQ(RunTool({"random", "4294967296"}).status, 64);

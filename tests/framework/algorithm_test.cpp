@@ -3,12 +3,14 @@
 #include <memory>
 
 #include "support/log_capture.h"
+#include "support/thrown.h"
 #include "zt/crypto.h"
 
 namespace {
 
 using namespace ZT::Framework;
 using zttest::LogCapture;
+using zttest::Thrown;
 
 class AlgorithmRegistry : public ::testing::Test {
  protected:
@@ -18,21 +20,7 @@ class AlgorithmRegistry : public ::testing::Test {
   std::unique_ptr<IAlgorithm> ByOID(const WString& oid) {
     return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromOID(oid, m_parameters.get()));
   }
-  // The id of the exception that `create` throws, or 0.
-  template <class F>
-  std::uint64_t ThrownId(F create) {
-    try {
-      delete create();
-    } catch (CCryptoException* e) {
-      const std::unique_ptr<CCryptoException> owned(e);
-      m_lastMessage = e->getMessage();
-      return e->getID();
-    }
-    return 0;
-  }
-
   std::unique_ptr<IAlgorithmParameters> m_parameters{IAlgorithmParameters::Create()};
-  WString m_lastMessage;
 };
 
 // The whole table, spelled out, in its order.
@@ -68,65 +56,61 @@ TEST_F(AlgorithmRegistry, EveryRowResolvesBothWays) {
   }
 }
 
-TEST_F(AlgorithmRegistry, AnOIDOutsideTheTableNamesItself) {
-  const auto algorithm = ByOID(L"1.2.3.4");
-  EXPECT_EQ(algorithm->GetOID(), L"1.2.3.4");
-  EXPECT_EQ(algorithm->GetFriendlyName(), L"1.2.3.4");
-  // No reverse lookup for the rows without an OID.
-  EXPECT_EQ(ByOID(L"Unknown OID")->GetFriendlyName(), L"Unknown OID");
-  // Exact match: no trimming, no prefix match.
-  EXPECT_EQ(ByOID(L"2.16.840.1.101.3.4.2.1 ")->GetFriendlyName(), L"2.16.840.1.101.3.4.2.1 ");
-  EXPECT_EQ(ByOID(L"1.2.840.113549.2.1")->GetFriendlyName(), L"1.2.840.113549.2.1");
-}
-
-TEST_F(AlgorithmRegistry, NamesAreExactAndCaseSensitive) {
-  for (const wchar_t* name : {L"sha256", L"SHA-256", L"Sha256", L" SHA256", L"SHA256 ", L"", L"HMAC_SHA"}) {
-    EXPECT_EQ(ThrownId([&] { return IAlgorithm::CreateFromFriendlyName(name, m_parameters.get()); }),
-              CRYPTO_NO_SUCH_ALGORITHM)
-        << name;
-    EXPECT_EQ(m_lastMessage, L"Unsupported algorithm");
+// An OID outside the table names itself (no trimming, no prefix match, no reverse lookup of
+// "Unknown OID"); names are exact and case-sensitive.
+TEST_F(AlgorithmRegistry, LookupsAreExact) {
+  for (const wchar_t* oid : {L"1.2.3.4", L"Unknown OID", L"2.16.840.1.101.3.4.2.1 ", L"1.2.840.113549.2.1"}) {
+    const auto algorithm = ByOID(oid);
+    EXPECT_EQ(algorithm->GetFriendlyName(), oid);
+    EXPECT_EQ(algorithm->GetOID(), oid);
   }
-}
-
-TEST_F(AlgorithmRegistry, NullParametersAreRefused) {
-  EXPECT_EQ(ThrownId([] { return IAlgorithm::CreateFromFriendlyName(L"SHA1", nullptr); }), CRYPTO_BAD_PARAM);
-  EXPECT_EQ(ThrownId([] { return IAlgorithm::CreateFromOID(L"1.3.14.3.2.26", nullptr); }), CRYPTO_BAD_PARAM);
+  for (const wchar_t* name : {L"sha256", L"SHA-256", L"Sha256", L" SHA256", L"SHA256 ", L"", L"HMAC_SHA"}) {
+    const auto e = Thrown([&] { ByName(name); });
+    ASSERT_TRUE(e) << name;
+    EXPECT_EQ(e->getID(), CRYPTO_NO_SUCH_ALGORITHM);
+    EXPECT_EQ(e->getMessage(), L"Unsupported algorithm");
+  }
+  for (const auto& e : {Thrown([] { delete IAlgorithm::CreateFromFriendlyName(L"SHA1", nullptr); }),
+                        Thrown([] { delete IAlgorithm::CreateFromOID(L"1.3.14.3.2.26", nullptr); })}) {
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+  }
 }
 
 TEST_F(AlgorithmRegistry, AlgorithmKeepsAClonedParameters) {
   m_parameters->SetSaltLen(32);
   const auto algorithm = ByName(L"RSA");
   m_parameters->SetSaltLen(64);
-  std::uint64_t salt = 0;
-  ASSERT_NE(algorithm->GetParameters(), nullptr);
-  EXPECT_NE(algorithm->GetParameters(), m_parameters.get());
-  ASSERT_TRUE(algorithm->GetParameters()->GetSaltLen(salt));
-  EXPECT_EQ(salt, 32u);
-
   const std::unique_ptr<IAlgorithm> clone(algorithm->Clone());
   EXPECT_EQ(clone->GetOID(), algorithm->GetOID());
   EXPECT_EQ(clone->GetFriendlyName(), algorithm->GetFriendlyName());
   EXPECT_NE(clone->GetParameters(), algorithm->GetParameters());
-  ASSERT_TRUE(clone->GetParameters()->GetSaltLen(salt));
-  EXPECT_EQ(salt, 32u);
+  for (const IAlgorithm* a : {algorithm.get(), clone.get()}) {
+    std::uint64_t salt = 0;
+    ASSERT_NE(a->GetParameters(), nullptr);
+    EXPECT_NE(a->GetParameters(), m_parameters.get());
+    EXPECT_TRUE(a->GetParameters()->GetSaltLen(salt) && salt == 32u);
+  }
 }
 
-TEST_F(AlgorithmRegistry, CreateFromOIDTracesTheFactoryAndTheConstructor) {
+TEST_F(AlgorithmRegistry, CreateFromOIDAndDeleteTraceFactoryConstructorAndDestructor) {
   LogCapture capture;
-  const auto algorithm = ByOID(L"1.3.14.3.2.26");
-  const std::wstring self = zttest::AddressText(algorithm.get());
+  IAlgorithm* algorithm = IAlgorithm::CreateFromOID(L"1.3.14.3.2.26", m_parameters.get());
+  const std::wstring self = zttest::AddressText(algorithm);
+  delete algorithm;
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|IAlgorithm::CreateFromOID",
                                  L"8|CAlgorithm::CAlgorithm : this=" + self,
                                  L"16|CAlgorithm::CAlgorithm",
                                  L"16|IAlgorithm::CreateFromOID",
+                                 L"8|CAlgorithm::~CAlgorithm : this=" + self,
+                                 L"16|CAlgorithm::~CAlgorithm",
                              }));
 }
 
 TEST_F(AlgorithmRegistry, UnknownNameTracesErrorAndReturnsLines) {
   LogCapture capture;
-  EXPECT_EQ(ThrownId([&] { return IAlgorithm::CreateFromFriendlyName(L"sha256", m_parameters.get()); }),
-            CRYPTO_NO_SUCH_ALGORITHM);
+  EXPECT_TRUE(Thrown([&] { ByName(L"sha256"); }));
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|IAlgorithm::CreateFromFriendlyName",
                                  L"1|IAlgorithm::CreateFromFriendlyName : Unsupported algorithm: sha256",
@@ -136,32 +120,17 @@ TEST_F(AlgorithmRegistry, UnknownNameTracesErrorAndReturnsLines) {
 
 TEST_F(AlgorithmRegistry, GettersTraceUnderTheLabelOfClone) {
   const auto algorithm = ByName(L"SHA1");
-  const std::wstring self = zttest::AddressText(algorithm.get());
+  const std::wstring self = L"8|CAlgorithm::Clone : this=" + zttest::AddressText(algorithm.get());
   const std::wstring parameters = zttest::AddressText(algorithm->GetParameters());
   LogCapture capture;
   (void)algorithm->GetOID();
   (void)algorithm->GetFriendlyName();
   (void)algorithm->GetParameters();
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
-                                 L"8|CAlgorithm::Clone : this=" + self,
-                                 L"0|CAlgorithm::Clone : m_sOID=1.3.14.3.2.26",
-                                 L"16|CAlgorithm::Clone",
-                                 L"8|CAlgorithm::Clone : this=" + self,
-                                 L"0|CAlgorithm::Clone : m_sFriendlyName=SHA1",
-                                 L"16|CAlgorithm::Clone",
-                                 L"8|CAlgorithm::Clone : this=" + self,
-                                 L"0|CAlgorithm::Clone : m_pParameters=" + parameters,
-                                 L"16|CAlgorithm::Clone",
+                                 self, L"0|CAlgorithm::Clone : m_sOID=1.3.14.3.2.26", L"16|CAlgorithm::Clone",
+                                 self, L"0|CAlgorithm::Clone : m_sFriendlyName=SHA1", L"16|CAlgorithm::Clone",
+                                 self, L"0|CAlgorithm::Clone : m_pParameters=" + parameters, L"16|CAlgorithm::Clone",
                              }));
-}
-
-TEST_F(AlgorithmRegistry, DestructorTraces) {
-  IAlgorithm* algorithm = IAlgorithm::CreateFromFriendlyName(L"MD5", m_parameters.get());
-  const std::wstring self = zttest::AddressText(algorithm);
-  LogCapture capture;
-  delete algorithm;
-  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{L"8|CAlgorithm::~CAlgorithm : this=" + self,
-                                                        L"16|CAlgorithm::~CAlgorithm"}));
 }
 
 }  // namespace

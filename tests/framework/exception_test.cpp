@@ -4,48 +4,28 @@
 
 #include "framework/crypto.trace.h"
 #include "support/log_capture.h"
+#include "support/thrown.h"
 #include "zt/crypto.h"
 
 namespace {
 
 using namespace ZT::Framework;
 using zttest::LogCapture;
+using zttest::Thrown;
 
 WString IdText(std::uint64_t id) {
   return CCryptoException(L"f", 1, L"m", static_cast<CryptoExceptionId>(id), nullptr).StringFromId();
 }
 
-TEST(CCryptoException, StringFromIdNamesEveryId) {
-  EXPECT_EQ(IdText(4000), L"ID:4000 (CRYPTO_BAD_PARAM)");
-  EXPECT_EQ(IdText(4001), L"ID:4001 (CRYPTO_NOT_IMPLEMENTED)");
-  EXPECT_EQ(IdText(4002), L"ID:4002 (CRYPTO_NOT_SUPPORTED)");
-  EXPECT_EQ(IdText(4003), L"ID:4003 (CRYPTO_UNKNOWN_ERROR)");
-  EXPECT_EQ(IdText(4004), L"ID:4004 (CRYPTO_INTERNAL_ERROR)");
-  EXPECT_EQ(IdText(4005), L"ID:4005 (CRYPTO_NOT_P12)");
-  EXPECT_EQ(IdText(4006), L"ID:4006 (CRYPTO_NO_SUCH_ALGORITHM)");
-  EXPECT_EQ(IdText(4007), L"ID:4007 (CRYPTO_NO_SUCH_PADDING)");
-  EXPECT_EQ(IdText(4008), L"ID:4008 (CRYPTO_INVALID_KEY)");
-  EXPECT_EQ(IdText(4009), L"ID:4009 (CRYPTO_ILLEGAL_STATE)");
-  EXPECT_EQ(IdText(4010), L"ID:4010 (CRYPTO_INVALID_KEY_SIZE)");
-  EXPECT_EQ(IdText(4011), L"ID:4011 (CRYPTO_UNSUPPORTED_FIPS_MODE)");
-  EXPECT_EQ(IdText(4012), L"ID:4012 (CRYPTO_BAD_AUTH)");
-  EXPECT_EQ(IdText(4013), L"ID:4013 (CRYPTO_INVALID_DATA_SIZE)");
-}
-
-TEST(CCryptoException, StringFromIdOfAnUnknownId) {
-  EXPECT_EQ(IdText(3999), L"ID:3999 (Unknown Exception Id)");
-  EXPECT_EQ(IdText(4014), L"ID:4014 (Unknown Exception Id)");
-  EXPECT_EQ(IdText(0), L"ID:0 (Unknown Exception Id)");
-}
-
-TEST(CCryptoException, ConstructorKeepsEveryField) {
-  auto* inner = new CCryptoException(L"a", 1, L"inner", CRYPTO_INTERNAL_ERROR, nullptr);
-  const CCryptoException e(L"sources/cng/crypto.cng.digest", 77, L"BCryptHashData failed", CRYPTO_BAD_PARAM, inner);
-  EXPECT_EQ(e.getFilename(), L"sources/cng/crypto.cng.digest");
-  EXPECT_EQ(e.getLineNumber(), 77u);
-  EXPECT_EQ(e.getMessage(), L"BCryptHashData failed");
-  EXPECT_EQ(e.getID(), 4000u);
-  EXPECT_EQ(e.getInnerException(), inner);
+TEST(CCryptoException, StringFromIdNamesEveryIdAndTheUnknownOnes) {
+  const wchar_t* const names[] = {
+      L"CRYPTO_BAD_PARAM",       L"CRYPTO_NOT_IMPLEMENTED", L"CRYPTO_NOT_SUPPORTED",    L"CRYPTO_UNKNOWN_ERROR",
+      L"CRYPTO_INTERNAL_ERROR",  L"CRYPTO_NOT_P12",         L"CRYPTO_NO_SUCH_ALGORITHM", L"CRYPTO_NO_SUCH_PADDING",
+      L"CRYPTO_INVALID_KEY",     L"CRYPTO_ILLEGAL_STATE",   L"CRYPTO_INVALID_KEY_SIZE",
+      L"CRYPTO_UNSUPPORTED_FIPS_MODE", L"CRYPTO_BAD_AUTH",  L"CRYPTO_INVALID_DATA_SIZE"};
+  for (std::uint64_t i = 0; i < std::size(names); ++i)
+    EXPECT_EQ(IdText(4000 + i), WString(L"ID:") + std::to_wstring(4000 + i).c_str() + L" (" + names[i] + L")");
+  for (std::uint64_t id : {3999, 4014, 0}) EXPECT_EQ(IdText(id), WString(L"ID:") + std::to_wstring(id).c_str() + L" (Unknown Exception Id)");
 }
 
 // An inner exception that counts its own destruction.
@@ -55,61 +35,40 @@ struct CountedException : CCryptoException {
   ~CountedException() override { ++destroyed; }
 };
 
-TEST(RaiseAndWrap, RaiseRecordsTheRaisingLineAndProjectRelativeFile) {
-  const FunctionTrace fn(L"Test::Raise");
-  unsigned expectedLine = 0;
-  try {
-    expectedLine = __LINE__ + 1;
-    fn.Raise(CRYPTO_NO_SUCH_PADDING, L"Unsupported padding");
-  } catch (CCryptoException* e) {
-    const std::unique_ptr<CCryptoException> owned(e);
-    EXPECT_EQ(e->getID(), CRYPTO_NO_SUCH_PADDING);
-    EXPECT_EQ(e->getMessage(), L"Unsupported padding");
-    EXPECT_EQ(e->getLineNumber(), expectedLine);
-    EXPECT_EQ(e->getFilename(), L"tests/framework/exception_test");
-    EXPECT_EQ(e->getInnerException(), nullptr);
-  }
-}
-
 TEST(RaiseAndWrap, WrappedExceptionCarriesInnerIdItsOwnMessageAndLine) {
   const FunctionTrace fn(L"Factory::Create");
   CountedException::destroyed = 0;
   CountedException* inner = nullptr;
-  unsigned wrapLine = 0;
-  try {
-    wrapLine = __LINE__ + 1;
-    fn.Wrap(L"new CThing() failed", [&]() -> int {
-      inner = new CountedException;
-      throw inner;
-    });
-  } catch (CCryptoException* e) {
-    EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);
-    EXPECT_EQ(e->getMessage(), L"new CThing() failed");
-    EXPECT_EQ(e->getLineNumber(), wrapLine);
-    EXPECT_EQ(e->getInnerException(), inner);
-    EXPECT_EQ(CountedException::destroyed, 0);
-    delete e;
-    EXPECT_EQ(CountedException::destroyed, 1) << "deleting the outer exception releases the inner one";
-  }
+  const unsigned line = __LINE__ + 1;
+  auto e = Thrown([&] { fn.Wrap(L"new CThing() failed", [&]() -> int { throw inner = new CountedException; }); });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);
+  EXPECT_EQ(e->getMessage(), L"new CThing() failed");
+  EXPECT_EQ(e->getLineNumber(), line);
+  EXPECT_EQ(e->getInnerException(), inner);
+  EXPECT_EQ(CountedException::destroyed, 0);
+  e.reset();
+  EXPECT_EQ(CountedException::destroyed, 1) << "deleting the outer exception releases the inner one";
 }
 
-TEST(RaiseAndWrap, WrapLetsOtherExceptionTypesPass) {
+TEST(RaiseAndWrap, WrapLetsOtherExceptionTypesPassUnlessAskedFor) {
   const FunctionTrace fn(L"Factory::Create");
   auto* foreign = new CException(L"f", 1, L"foreign", 2, nullptr);
+  IException* caught = nullptr;
   try {
     fn.Wrap(L"never", [&]() -> int { throw static_cast<IException*>(foreign); });
   } catch (IException* e) {
-    EXPECT_EQ(e, foreign);
-    delete e;
+    caught = e;
   }
-  // IException can be asked for explicitly.
-  try {
-    fn.Wrap<IException>(L"Digest failed", [&]() -> int { throw static_cast<IException*>(new CException(L"f", 1, L"in", 2, nullptr)); });
-  } catch (CCryptoException* e) {
-    EXPECT_EQ(e->getMessage(), L"Digest failed");
-    EXPECT_EQ(e->getID(), 2u);
-    delete e;
-  }
+  EXPECT_EQ(caught, foreign);
+  delete caught;
+  const auto e = Thrown([&] {
+    fn.Wrap<IException>(L"Digest failed",
+                        [&]() -> int { throw static_cast<IException*>(new CException(L"f", 1, L"in", 2, nullptr)); });
+  });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getMessage(), L"Digest failed");
+  EXPECT_EQ(e->getID(), 2u);
 }
 
 TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
@@ -124,12 +83,18 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
       return 5;
     }), 5);
   }
-  try {
-    const FunctionTrace fn(L"CThing::Fail", &object);
-    fn.Run([&] { fn.Raise(CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed", L"Error 0x%x returned by BCryptHashData", 0xC000000Du); });
-  } catch (CCryptoException* e) {
-    delete e;
-  }
+  // A raise records its own line and the project-relative file.
+  const FunctionTrace fail(L"CThing::Fail", &object);
+  const unsigned line = __LINE__ + 2;
+  const auto e = Thrown([&] {
+    fail.Run([&] { fail.Raise(CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed", L"Error 0x%x returned by BCryptHashData", 0xC000000Du); });
+  });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(e->getMessage(), L"BCryptHashData failed");
+  EXPECT_EQ(e->getLineNumber(), line);
+  EXPECT_EQ(e->getFilename(), L"tests/framework/exception_test");
+  EXPECT_EQ(e->getInnerException(), nullptr);
   const std::wstring self = zttest::AddressText(&object);
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|CThing::Do : this=" + self,
@@ -145,7 +110,7 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
 
 TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
   LogCapture capture;
-  try {
+  const auto e = Thrown([&] {
     const FunctionTrace fn(L"MessageDigest::Create");
     fn.Run([&] {
       return fn.Wrap(L"new CCNGMessageDigest() failed", [&]() -> int {
@@ -154,10 +119,9 @@ TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
                                                     L"Unable to load CNG library"); });
       });
     });
-  } catch (CCryptoException* e) {
-    EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
-    delete e;
-  }
+  });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
   const std::wstring self = zttest::AddressText(&capture);
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|MessageDigest::Create",
@@ -171,13 +135,12 @@ TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
 
 TEST(TraceLines, NullArgumentRaiseWritesOnlyTheReturnsLine) {
   LogCapture capture;
-  try {
+  const auto e = Thrown([&] {
     const FunctionTrace fn(L"Signature::Create");
     fn.Run([&] { fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pAlgorithm should not be NULL"); });
-  } catch (CCryptoException* e) {
-    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
-    delete e;
-  }
+  });
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|Signature::Create",
                                  L"16|Signature::Create Returns pAlgorithm should not be NULL",

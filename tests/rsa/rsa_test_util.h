@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cwchar>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -83,13 +82,6 @@ inline ByteArray OpensslRecover(const ByteArray& signature) {
   return Openssl("pkeyutl -verifyrecover -pubin -inkey '" + FixtureFile("rsa2048.pub.pem") +
                      "' -pkeyopt rsa_padding_mode:none -in {in} -out {out}",
                  signature);
-}
-
-// `e` is a failure with `id` and `message`.
-inline void ExpectFailure(const std::unique_ptr<CCryptoException>& e, CryptoExceptionId id, const wchar_t* message) {
-  ASSERT_TRUE(e) << std::string(message, message + std::wcslen(message));
-  EXPECT_EQ(e->getID(), id);
-  EXPECT_EQ(e->getMessage(), message);
 }
 
 inline std::unique_ptr<ICryptoParserParameterMap> NewMap() {
