@@ -174,28 +174,14 @@ std::vector<std::pair<int, std::size_t>> OpensslVerify(const std::vector<std::st
 }
 
 // The trust-status bit of an openssl verification error (X509_V_ERR_*).
-DWORD TrustBitOf(int opensslError) {
-  switch (opensslError) {
-    case 9:
-    case 10:
-      return CERT_TRUST_IS_NOT_TIME_VALID;  // not yet valid, expired
-    case 7:
-      return CERT_TRUST_IS_NOT_SIGNATURE_VALID;  // signature failure
-    case 18:
-    case 19:
-      return CERT_TRUST_IS_UNTRUSTED_ROOT;  // self-signed, untrusted
-    case 2:
-    case 20:
-      return CERT_TRUST_IS_PARTIAL_CHAIN;  // issuer not found
-    case 3:
-      return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;  // no CRL
-    case 23:
-      return CERT_TRUST_IS_REVOKED;
-    case 25:
-      return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;  // path length exceeded
-    default:
-      return 0xFFFFFFFF;
-  }
+DWORD TrustBitOf(int e) {
+  if (e == 9 || e == 10) return CERT_TRUST_IS_NOT_TIME_VALID;          // not yet valid, expired
+  if (e == 7) return CERT_TRUST_IS_NOT_SIGNATURE_VALID;                // signature failure
+  if (e == 18 || e == 19) return CERT_TRUST_IS_UNTRUSTED_ROOT;         // self-signed, untrusted
+  if (e == 2 || e == 20) return CERT_TRUST_IS_PARTIAL_CHAIN;           // issuer not found
+  if (e == 3) return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;             // no CRL
+  if (e == 23) return CERT_TRUST_IS_REVOKED;                           // revoked
+  return e == 25 ? CERT_TRUST_INVALID_BASIC_CONSTRAINTS : 0xFFFFFFFF;  // path length exceeded
 }
 
 TEST(CertificateChain, AgreesWithOpensslVerify) {
