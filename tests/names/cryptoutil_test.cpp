@@ -21,15 +21,13 @@ bool Fails(const char* hex) {
   return Thrown([&] { CryptoUtil::DecodeObject<S>(Hex(hex)); }) != nullptr;
 }
 
-TEST(FileTimeToString, WritesTheTwoFormatsInEnglish) {
+TEST(FileTimeToString, WritesTheTwoFormatsInEnglishAndFailsOutsideThem) {
   EXPECT_EQ(CryptoUtil::FileTimeToString(k2024Feb29Noon, L"%Y-%m-%d %H:%M:%S"), L"2024-02-29 12:00:00");
   EXPECT_EQ(CryptoUtil::FileTimeToString(k2024Feb29Noon, L"%A, %B %d, %Y"), L"Thursday, February 29, 2024");
   EXPECT_EQ(CryptoUtil::FileTimeToString(0, L"%A, %B %d, %Y"), L"Monday, January 01, 1601");
   EXPECT_EQ(CryptoUtil::FileTimeToString(kLastSecondOf9999 + 9999999, L"%Y-%m-%d %H:%M:%S %a %b %j %y%%"),
             L"9999-12-31 23:59:59 Fri Dec 365 99%");
-}
-
-TEST(FileTimeToString, FailsOutsideWhatItCanWrite) {
+  // Times and formats it cannot write.
   for (FileTimeTicksValue ticks : {kFirstTickOf10000, ~FileTimeTicksValue{0}}) {
     const auto e = Thrown([&] { CryptoUtil::FileTimeToString(ticks, L"%Y"); });
     ASSERT_NE(e, nullptr);
@@ -126,7 +124,7 @@ TEST(DecodeX509String, RendersEachKindOfValue) {
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3011 300f 1a0b4578616d706c65204f7267 3000")), L"");
 }
 
-TEST(DecodeX509String, FailuresNameTheirStep) {
+TEST(DecodeX509String, FailuresNameTheirStepAndTheTraceShowsTheResult) {
   const auto notDer = Thrown([] { CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("0c")); });
   ASSERT_NE(notDer, nullptr);
   EXPECT_EQ(notDer->getMessage(), L"DecodeObject() failed");
@@ -135,9 +133,7 @@ TEST(DecodeX509String, FailuresNameTheirStep) {
   ASSERT_NE(notUtf8, nullptr);
   EXPECT_EQ(notUtf8->getID(), CRYPTO_INTERNAL_ERROR);
   EXPECT_EQ(notUtf8->getMessage(), L"CConverter::MBCSByteArrayToString() failed");
-}
 
-TEST(DecodeX509String, TracesArgumentsAndResult) {
   const LogCapture log;
   CryptoUtil::DecodeX509String(L"", Hex("130141"));
   EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CryptoUtil::DecodeX509String : sOID=empty!"});
