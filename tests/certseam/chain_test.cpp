@@ -1,8 +1,9 @@
 #include <openssl/pem.h>
+#include <openssl/x509.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
 #include "certseam_test_util.h"
@@ -270,25 +271,18 @@ TEST(CertificateChain, RevocationByAFetchedCrlWithinTheTimeOut) {
 
 // The first certificate of the system's CA bundle that is valid now.
 Bytes CurrentSystemRoot() {
-  std::ifstream in("/etc/ssl/certs/ca-certificates.crt");
-  std::stringstream pem;
-  pem << in.rdbuf();
-  const std::string text = pem.str();
-  for (std::size_t at = text.find("-----BEGIN"); at != std::string::npos; at = text.find("-----BEGIN", at + 1)) {
-    BIO* bio = BIO_new_mem_buf(text.data() + at, static_cast<int>(text.size() - at));
-    char *name = nullptr, *header = nullptr;
-    unsigned char* data = nullptr;
-    long size = 0;
-    Bytes der;
-    if (PEM_read_bio(bio, &name, &header, &data, &size) == 1) der.assign(data, data + size);
-    OPENSSL_free(name);
-    OPENSSL_free(header);
-    OPENSSL_free(data);
-    BIO_free(bio);
-    const Context context = NewContext(der);
-    if (context && CertVerifyTimeValidity(nullptr, context->pCertInfo) == 0) return der;
+  BIO* bio = BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r");
+  Bytes found;
+  for (X509* x; found.empty() && bio && (x = PEM_read_bio_X509(bio, nullptr, nullptr, nullptr)); X509_free(x)) {
+    unsigned char* der = nullptr;
+    const int size = i2d_X509(x, &der);
+    const Bytes bytes(der, der + std::max(size, 0));
+    OPENSSL_free(der);
+    const Context context = NewContext(bytes);
+    if (context && CertVerifyTimeValidity(nullptr, context->pCertInfo) == 0) found = bytes;
   }
-  return {};
+  BIO_free(bio);
+  return found;
 }
 
 TEST(CertificateChain, TheSystemTrustStoreHoldsTheBundlesRootsAndNotTheFixtures) {
