@@ -1,22 +1,11 @@
-// Every certificate of the system's CA bundle that has an RSA key, read by the library and by the
-// openssl tool, must agree: serial, version, validity, issuer and subject texts, extension OIDs
-// and their criticality, key-usage bits and the extended-key-usage list. The others (EC and
-// RSA-PSS keys) must be refused, since the certificate's key is always read as RSA.
-//
-// Where the two write the same thing differently, openssl's form is brought to the library's:
-// - serial: openssl prints the magnitude in hex; the library keeps the DER INTEGER's bytes,
-//   with the sign octet that a leading 1 bit needs (dropped before comparing);
-// - dates: openssl's ISO 8601 form ends in "Z";
-// - names: openssl prints one RDN a line, attributes as numeric OID=value joined by " + ",
-//   values unescaped UTF-8 (-nameopt sep_multiline,oid,utf8). They are written in the platform's
-//   X.500 text syntax: RDNs joined by ", ", the published key words (CN, L, O, OU, E, C, S,
-//   STREET, T, G, I, SN, SERIALNUMBER, DC, Description, PostalCode, POBox, Phone) or "OID.",
-//   values in double quotes (inner quotes doubled) when empty, with white space at an end, or
-//   holding one of , + = " < > # ; CR LF;
-// - extensions and purposes: openssl prints the long names of the OIDs it knows; they are turned
-//   back into OIDs with openssl's own table (`openssl list -objects`);
-// - key usage: openssl prints the names of the set bits in bit order, the library the bytes; the
-//   bytes are named with RFC 5280's bit order and openssl's words.
+// Every RSA certificate of the system's CA bundle, read by the library and by the openssl tool,
+// must agree on serial, version, validity, issuer and subject texts, extension OIDs and their
+// criticality, key-usage bits and the extended-key-usage list; the others (EC and RSA-PSS keys)
+// are refused, since the key is always read as RSA. openssl's forms are brought to the library's:
+// the serial's magnitude gets its sign octet back; dates lose the "Z"; names (one RDN a line,
+// numeric OIDs, UTF-8) are written in the platform's X.500 text syntax with its key words and
+// quoting; OID names go back to OIDs through `openssl list -objects`; key-usage bits are named in
+// RFC 5280's order with openssl's words.
 #include <openssl/pem.h>
 #include <unistd.h>
 
@@ -169,28 +158,15 @@ std::wstring FromUtf8(const std::string& text) {
 
 // The platform's key word of an attribute type, or "OID." and its OID.
 std::wstring KeyWord(const std::string& oid) {
-  static const std::map<std::string, const wchar_t*> kKeyWords = {
-      {"2.5.4.3", L"CN"},
-      {"2.5.4.7", L"L"},
-      {"2.5.4.10", L"O"},
-      {"2.5.4.11", L"OU"},
-      {"1.2.840.113549.1.9.1", L"E"},
-      {"2.5.4.6", L"C"},
-      {"2.5.4.8", L"S"},
-      {"2.5.4.9", L"STREET"},
-      {"2.5.4.12", L"T"},
-      {"2.5.4.42", L"G"},
-      {"2.5.4.43", L"I"},
-      {"2.5.4.4", L"SN"},
-      {"2.5.4.5", L"SERIALNUMBER"},
-      {"0.9.2342.19200300.100.1.25", L"DC"},
-      {"2.5.4.13", L"Description"},
-      {"2.5.4.17", L"PostalCode"},
-      {"2.5.4.18", L"POBox"},
-      {"2.5.4.20", L"Phone"},
-  };
-  const auto found = kKeyWords.find(oid);
-  return found != kKeyWords.end() ? std::wstring(found->second) : L"OID." + std::wstring(oid.begin(), oid.end());
+  static const std::string kKeyWords =
+      ",2.5.4.3=CN,2.5.4.7=L,2.5.4.10=O,2.5.4.11=OU,1.2.840.113549.1.9.1=E,2.5.4.6=C,2.5.4.8=S,2.5.4.9=STREET,"
+      "2.5.4.12=T,2.5.4.42=G,2.5.4.43=I,2.5.4.4=SN,2.5.4.5=SERIALNUMBER,0.9.2342.19200300.100.1.25=DC,"
+      "2.5.4.13=Description,2.5.4.17=PostalCode,2.5.4.18=POBox,2.5.4.20=Phone,";
+  const std::size_t at = kKeyWords.find("," + oid + "=");
+  if (at == std::string::npos) return L"OID." + std::wstring(oid.begin(), oid.end());
+  const std::size_t start = at + oid.size() + 2;
+  const std::string word = kKeyWords.substr(start, kKeyWords.find(',', start) - start);
+  return std::wstring(word.begin(), word.end());
 }
 
 std::wstring Quoted(const std::wstring& value) {
@@ -252,12 +228,6 @@ std::vector<std::wstring> Sorted(std::vector<std::wstring> oids) {
   return oids;
 }
 
-std::vector<std::wstring> Ours(const StringList& list) {
-  std::vector<std::wstring> out;
-  for (const WString& s : list) out.push_back(Std(s));
-  return out;
-}
-
 void Compare(const IX509Certificate& ours, const OpensslView& theirs,
              const std::map<std::string, std::string>& objects) {
   EXPECT_EQ(SerialAsOpensslPrints(ours.GetSerialNumber()), theirs.serial);
@@ -275,14 +245,14 @@ void Compare(const IX509Certificate& ours, const OpensslView& theirs,
   const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
   filter->SetCritical(1);
   ours.ListExtensions(filter.get(), criticalOnly);
-  EXPECT_EQ(Ours(all), Sorted(extensions));
-  EXPECT_EQ(Ours(criticalOnly), Sorted(critical));
+  EXPECT_EQ(Strings(all), Sorted(extensions));
+  EXPECT_EQ(Strings(criticalOnly), Sorted(critical));
 
   EXPECT_EQ(KeyUsageNames(ours.GetKeyUsage()), theirs.keyUsage);
   std::vector<std::wstring> purposes;
   if (!theirs.extendedKeyUsage.empty())
     for (const std::string& name : Split(theirs.extendedKeyUsage, ", ")) purposes.push_back(OidOf(objects, name));
-  EXPECT_EQ(Ours(ours.GetExtendedKeyUsage()), purposes);
+  EXPECT_EQ(Strings(ours.GetExtendedKeyUsage()), purposes);
 }
 
 TEST(CABundle, EveryRsaCertificateAgreesWithTheOpensslTool) {

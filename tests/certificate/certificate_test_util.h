@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "support/command.h"
 #include "support/thrown.h"
@@ -72,5 +73,10 @@ inline ByteArray Patched(ByteArray der, const std::string& from, const std::stri
 
 inline WString Wide(const std::string& text) { return WString(text.begin(), text.end()); }
 inline std::wstring Std(const WString& text) { return std::wstring(text.begin(), text.end()); }
+inline std::vector<std::wstring> Strings(const StringList& list) {
+  std::vector<std::wstring> out;
+  for (const WString& s : list) out.push_back(Std(s));
+  return out;
+}
 
 }  // namespace certtest

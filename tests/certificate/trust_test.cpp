@@ -17,26 +17,19 @@ using zttest::ScopedTrustStore;
 
 constexpr std::uint32_t kRevocationUnknown = CERT_TRUST_REVOCATION_STATUS_UNKNOWN;
 
-TEST(VerifyTrust, TheFixtureChainWithItsRootTrustedHasNoError) {
-  const ScopedTrustStore store({"root"}, {"intermediate"}, {"root.crl", "intermediate.crl"});
-  EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), 0u);
-  EXPECT_EQ(Load("revoked")->VerifyTrust(nullptr), static_cast<std::uint32_t>(CERT_TRUST_IS_REVOKED));
-  EXPECT_EQ(Load("logon_expired")->VerifyTrust(nullptr), static_cast<std::uint32_t>(CERT_TRUST_IS_NOT_TIME_VALID));
-}
-
-TEST(VerifyTrust, WithoutItsRootTheRootIsUntrusted) {
-  const ScopedTrustStore store({}, {"intermediate", "root"}, {"root.crl", "intermediate.crl"});
-  EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), static_cast<std::uint32_t>(CERT_TRUST_IS_UNTRUSTED_ROOT));
-}
-
-TEST(VerifyTrust, RevocationThatCannotBeCheckedIsReported) {
-  // No CRL and no distribution point: the leaf's and the issuing CA's revocation is unknown.
-  const ScopedTrustStore store({"root"}, {"intermediate"}, {});
-  EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), kRevocationUnknown);
-}
-
-TEST(VerifyTrust, TheSystemStoreDoesNotKnowTheFixtures) {
-  // Nothing issued the issuing CA's certificate as far as the system knows.
+// The bits themselves are checked at the platform seam; here, that the chain is built with
+// revocation checking and that its error word is what VerifyTrust answers.
+TEST(VerifyTrust, TheFixtureChainWithAndWithoutItsRoot) {
+  {
+    const ScopedTrustStore store({"root"}, {"intermediate"}, {"root.crl", "intermediate.crl"});
+    EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), 0u);
+    EXPECT_EQ(Load("revoked")->VerifyTrust(nullptr), static_cast<std::uint32_t>(CERT_TRUST_IS_REVOKED));
+  }
+  {
+    const ScopedTrustStore store({}, {"intermediate", "root"}, {"root.crl", "intermediate.crl"});
+    EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), static_cast<std::uint32_t>(CERT_TRUST_IS_UNTRUSTED_ROOT));
+  }
+  // The system store does not know the issuing CA.
   EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), CERT_TRUST_IS_PARTIAL_CHAIN | kRevocationUnknown);
 }
 

@@ -35,30 +35,20 @@ struct Expected {
   int priorityIgnoring;
 };
 
+// UPN: the UPN other name; DS: digital signature; SCL, EA, EFS: extended key usages.
 const Expected kFixtures[] = {
-    // UPN, DS, SCL.
-    {"logon", true, true, true, 4, 4},
-    // The same, expired: dates are not looked at.
-    {"logon_expired", true, true, true, 4, 4},
-    {"revoked", true, true, true, 4, 4},
-    // UPN, SCL, no DS.
-    {"logon_no_ds", false, false, false, 0, 0},
-    // UPN, SCL, EA, no DS: not for logon, but as the default.
-    {"logon_no_ds_agent", false, true, true, 2, 2},
-    // UPN, DS, SCL, EA, EFS.
-    {"logon_agent", true, true, true, 7, 6},
-    // EFS alone.
-    {"efs", false, true, false, 1, 0},
-    // DS and SCL, the UPN's text and OID only as e-mail, registered ID and DNS name.
-    {"upn_wrong_type", false, false, false, 0, 0},
-    // UPN, DS (and every other usage), SCL and EFS among the purposes.
-    {"all_extensions", true, true, true, 5, 4},
-    // No extensions at all.
-    {"v1", false, false, false, 0, 0},
-    // An X.400 address makes the alternative names unreadable; no key usage, no EKU.
-    {"x400", false, false, false, 0, 0},
-    // Not a certificate this library reads (an EC key).
-    {"ec_leaf", false, false, false, 0, 0},
+    {"logon", true, true, true, 4, 4},               // UPN, DS, SCL
+    {"logon_expired", true, true, true, 4, 4},       // the same: dates are not looked at
+    {"revoked", true, true, true, 4, 4},             // nor revocation
+    {"logon_no_ds", false, false, false, 0, 0},      // UPN, SCL
+    {"logon_no_ds_agent", false, true, true, 2, 2},  // UPN, SCL, EA: not for logon, but as the default
+    {"logon_agent", true, true, true, 7, 6},         // UPN, DS, SCL, EA, EFS
+    {"efs", false, true, false, 1, 0},               // EFS alone
+    {"upn_wrong_type", false, false, false, 0, 0},   // DS, SCL; the UPN's text only in other kinds of name
+    {"all_extensions", true, true, true, 5, 4},      // UPN, every usage, SCL and EFS among the purposes
+    {"v1", false, false, false, 0, 0},               // no extensions
+    {"x400", false, false, false, 0, 0},             // unreadable alternative names, no usages
+    {"ec_leaf", false, false, false, 0, 0},          // not readable here (an EC key)
 };
 
 TEST(CertificateProperties, AnswersForEveryFixture) {
@@ -75,30 +65,25 @@ TEST(CertificateProperties, AnswersForEveryFixture) {
 }
 
 TEST(CertificateProperties, ExtendedKeyUsageLookup) {
+  struct Case {
+    const char* name;
+    const wchar_t* oid;
+    bool answer, found;
+  };
+  for (const Case& c :
+       {Case{"logon", L"1.3.6.1.4.1.311.20.2.2", true, true}, Case{"logon", L"1.3.6.1.4.1.311.20.2.1", true, false},
+        Case{"logon", L"1.3.6.1.4.1.311.20.2", true, false},  // a prefix is not the purpose
+        Case{"v1", L"1.3.6.1.4.1.311.20.2.2", false, false},  // no EKU extension
+        Case{"logon", nullptr, false, false}}) {
+    SCOPED_TRACE(c.name);
+    const Bytes der = Der(c.name);
+    bool found = !c.found;
+    EXPECT_EQ(ICertificateProperties::nqGetEKUFromCertificate(der.data(), Size(der), c.oid, &found), c.answer);
+    EXPECT_EQ(found, c.found);
+  }
   const Bytes logon = Der("logon");
-  bool found = true;
-  EXPECT_TRUE(
-      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2.2", &found));
-  EXPECT_TRUE(found);
-  found = true;
-  EXPECT_TRUE(
-      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2.1", &found));
-  EXPECT_FALSE(found);
-  // A prefix of a purpose is not the purpose.
-  found = true;
-  EXPECT_TRUE(
-      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.4.1.311.20.2", &found));
-  EXPECT_FALSE(found);
   EXPECT_TRUE(
       ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.5.5.7.3.2", nullptr));
-
-  const Bytes v1 = Der("v1");  // no EKU extension
-  found = true;
-  EXPECT_FALSE(ICertificateProperties::nqGetEKUFromCertificate(v1.data(), Size(v1), L"1.3.6.1.4.1.311.20.2.2", &found));
-  EXPECT_FALSE(found);
-  found = true;
-  EXPECT_FALSE(ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), nullptr, &found));
-  EXPECT_FALSE(found);
 }
 
 TEST(CertificateProperties, NoInputIsAnsweredWithoutParsing) {

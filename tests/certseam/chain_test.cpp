@@ -1,8 +1,9 @@
 #include <openssl/pem.h>
+#include <openssl/x509.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
 #include "certseam_test_util.h"
@@ -174,28 +175,14 @@ std::vector<std::pair<int, std::size_t>> OpensslVerify(const std::vector<std::st
 }
 
 // The trust-status bit of an openssl verification error (X509_V_ERR_*).
-DWORD TrustBitOf(int opensslError) {
-  switch (opensslError) {
-    case 9:
-    case 10:
-      return CERT_TRUST_IS_NOT_TIME_VALID;  // not yet valid, expired
-    case 7:
-      return CERT_TRUST_IS_NOT_SIGNATURE_VALID;  // signature failure
-    case 18:
-    case 19:
-      return CERT_TRUST_IS_UNTRUSTED_ROOT;  // self-signed, untrusted
-    case 2:
-    case 20:
-      return CERT_TRUST_IS_PARTIAL_CHAIN;  // issuer not found
-    case 3:
-      return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;  // no CRL
-    case 23:
-      return CERT_TRUST_IS_REVOKED;
-    case 25:
-      return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;  // path length exceeded
-    default:
-      return 0xFFFFFFFF;
-  }
+DWORD TrustBitOf(int e) {
+  if (e == 9 || e == 10) return CERT_TRUST_IS_NOT_TIME_VALID;          // not yet valid, expired
+  if (e == 7) return CERT_TRUST_IS_NOT_SIGNATURE_VALID;                // signature failure
+  if (e == 18 || e == 19) return CERT_TRUST_IS_UNTRUSTED_ROOT;         // self-signed, untrusted
+  if (e == 2 || e == 20) return CERT_TRUST_IS_PARTIAL_CHAIN;           // issuer not found
+  if (e == 3) return CERT_TRUST_REVOCATION_STATUS_UNKNOWN;             // no CRL
+  if (e == 23) return CERT_TRUST_IS_REVOKED;                           // revoked
+  return e == 25 ? CERT_TRUST_INVALID_BASIC_CONSTRAINTS : 0xFFFFFFFF;  // path length exceeded
 }
 
 TEST(CertificateChain, AgreesWithOpensslVerify) {
@@ -284,25 +271,18 @@ TEST(CertificateChain, RevocationByAFetchedCrlWithinTheTimeOut) {
 
 // The first certificate of the system's CA bundle that is valid now.
 Bytes CurrentSystemRoot() {
-  std::ifstream in("/etc/ssl/certs/ca-certificates.crt");
-  std::stringstream pem;
-  pem << in.rdbuf();
-  const std::string text = pem.str();
-  for (std::size_t at = text.find("-----BEGIN"); at != std::string::npos; at = text.find("-----BEGIN", at + 1)) {
-    BIO* bio = BIO_new_mem_buf(text.data() + at, static_cast<int>(text.size() - at));
-    char *name = nullptr, *header = nullptr;
-    unsigned char* data = nullptr;
-    long size = 0;
-    Bytes der;
-    if (PEM_read_bio(bio, &name, &header, &data, &size) == 1) der.assign(data, data + size);
-    OPENSSL_free(name);
-    OPENSSL_free(header);
-    OPENSSL_free(data);
-    BIO_free(bio);
-    const Context context = NewContext(der);
-    if (context && CertVerifyTimeValidity(nullptr, context->pCertInfo) == 0) return der;
+  BIO* bio = BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r");
+  Bytes found;
+  for (X509* x; found.empty() && bio && (x = PEM_read_bio_X509(bio, nullptr, nullptr, nullptr)); X509_free(x)) {
+    unsigned char* der = nullptr;
+    const int size = i2d_X509(x, &der);
+    const Bytes bytes(der, der + std::max(size, 0));
+    OPENSSL_free(der);
+    const Context context = NewContext(bytes);
+    if (context && CertVerifyTimeValidity(nullptr, context->pCertInfo) == 0) found = bytes;
   }
-  return {};
+  BIO_free(bio);
+  return found;
 }
 
 TEST(CertificateChain, TheSystemTrustStoreHoldsTheBundlesRootsAndNotTheFixtures) {

@@ -3,7 +3,9 @@
 // within the day) and the spreadsheet serial 45292 of 2024-01-01.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <initializer_list>
+#include <string>
 
 #include "platform/oleauto.h"
 
@@ -18,12 +20,6 @@ Parsed Parse(const wchar_t* text) {
   DATE date = -99999;
   const HRESULT result = VarDateFromStr(text, LOCALE_USER_DEFAULT, 0, &date);
   return {result, date};
-}
-
-SYSTEMTIME ToSystemTime(DATE date) {
-  SYSTEMTIME st{};
-  EXPECT_TRUE(VariantTimeToSystemTime(date, &st)) << date;
-  return st;
 }
 
 struct DateCase {
@@ -85,34 +81,25 @@ TEST(DateText, RefusesOtherTextAndImpossibleDates) {
   EXPECT_EQ(VarDateFromStr(nullptr, LOCALE_USER_DEFAULT, 0, &date), E_INVALIDARG);
 }
 
+// "YYYY-MM-DD HH:MM:SS d" (d the day of the week) of a DATE; "-" when it has none.
+std::string Text(DATE date) {
+  SYSTEMTIME st{};
+  if (!VariantTimeToSystemTime(date, &st)) return "-";
+  char text[64];
+  std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u %u", st.wYear, st.wMonth, st.wDay, st.wHour,
+                st.wMinute, st.wSecond, st.wDayOfWeek);
+  return text;
+}
+
 TEST(DateText, DateToSystemTimeRoundsToTheSecond) {
-  SYSTEMTIME st = ToSystemTime(45292.5 + 0.4 / 86400);
-  EXPECT_EQ(st.wYear, 2024);
-  EXPECT_EQ(st.wMonth, 1);
-  EXPECT_EQ(st.wDay, 1);
-  EXPECT_EQ(st.wDayOfWeek, 1);  // a Monday
-  EXPECT_EQ(st.wHour, 12);
-  EXPECT_EQ(st.wSecond, 0);
-  EXPECT_EQ(ToSystemTime(45292.5 + 0.6 / 86400).wSecond, 1);
+  EXPECT_EQ(Text(45292.5 + 0.4 / 86400), "2024-01-01 12:00:00 1");  // a Monday
+  EXPECT_EQ(Text(45292.5 + 0.6 / 86400), "2024-01-01 12:00:01 1");
   // The last half second of a day rounds into the next one.
-  st = ToSystemTime(45292.0 + 86399.6 / 86400);
-  EXPECT_EQ(st.wDay, 2);
-  EXPECT_EQ(st.wHour, 0);
-
-  st = ToSystemTime(-12.75);  // 1899-12-18 18:00
-  EXPECT_EQ(st.wYear, 1899);
-  EXPECT_EQ(st.wMonth, 12);
-  EXPECT_EQ(st.wDay, 18);
-  EXPECT_EQ(st.wHour, 18);
-
-  SYSTEMTIME out{};
-  EXPECT_TRUE(VariantTimeToSystemTime(-657434.0, &out));  // 100-01-01
-  EXPECT_EQ(out.wYear, 100);
-  EXPECT_TRUE(VariantTimeToSystemTime(2958465.0, &out));  // 9999-12-31
-  EXPECT_EQ(out.wYear, 9999);
-  EXPECT_FALSE(VariantTimeToSystemTime(-657435.0, &out));
-  EXPECT_FALSE(VariantTimeToSystemTime(2958466.0, &out));
-  EXPECT_FALSE(VariantTimeToSystemTime(2958465.0 + 86399.9 / 86400, &out));
+  EXPECT_EQ(Text(45292.0 + 86399.6 / 86400), "2024-01-02 00:00:00 2");
+  EXPECT_EQ(Text(-12.75), "1899-12-18 18:00:00 1");
+  EXPECT_EQ(Text(-657434.0), "0100-01-01 00:00:00 5");
+  EXPECT_EQ(Text(2958465.0), "9999-12-31 00:00:00 5");
+  for (DATE outside : {-657435.0, 2958466.0, 2958465.0 + 86399.9 / 86400}) EXPECT_EQ(Text(outside), "-") << outside;
 }
 
 TEST(DateText, SystemTimeToFileTime) {

@@ -16,15 +16,18 @@ constexpr FileTimeTicksValue k2024Feb29Noon = 133536816000000000ull;
 constexpr FileTimeTicksValue kLastSecondOf9999 = 2650467743990000000ull;
 constexpr FileTimeTicksValue kFirstTickOf10000 = 2650467744000000000ull;
 
-TEST(FileTimeToString, WritesTheTwoFormatsInEnglish) {
+template <class S>
+bool Fails(const char* hex) {
+  return Thrown([&] { CryptoUtil::DecodeObject<S>(Hex(hex)); }) != nullptr;
+}
+
+TEST(FileTimeToString, WritesTheTwoFormatsInEnglishAndFailsOutsideThem) {
   EXPECT_EQ(CryptoUtil::FileTimeToString(k2024Feb29Noon, L"%Y-%m-%d %H:%M:%S"), L"2024-02-29 12:00:00");
   EXPECT_EQ(CryptoUtil::FileTimeToString(k2024Feb29Noon, L"%A, %B %d, %Y"), L"Thursday, February 29, 2024");
   EXPECT_EQ(CryptoUtil::FileTimeToString(0, L"%A, %B %d, %Y"), L"Monday, January 01, 1601");
   EXPECT_EQ(CryptoUtil::FileTimeToString(kLastSecondOf9999 + 9999999, L"%Y-%m-%d %H:%M:%S %a %b %j %y%%"),
             L"9999-12-31 23:59:59 Fri Dec 365 99%");
-}
-
-TEST(FileTimeToString, FailsOutsideWhatItCanWrite) {
+  // Times and formats it cannot write.
   for (FileTimeTicksValue ticks : {kFirstTickOf10000, ~FileTimeTicksValue{0}}) {
     const auto e = Thrown([&] { CryptoUtil::FileTimeToString(ticks, L"%Y"); });
     ASSERT_NE(e, nullptr);
@@ -63,7 +66,6 @@ TEST(DecodeObject, GivesThePublishedStructure) {
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f32303234303232393132303030305a")),
             k2024Feb29Noon);
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::Integer>(Hex("020185")), -123);
-  EXPECT_NE(Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("0204ffffff85")); }), nullptr);  // not minimal
 }
 
 TEST(DecodeObject, FailsClosedWithTheDecodingError) {
@@ -80,30 +82,16 @@ TEST(DecodeObject, FailsClosedWithTheDecodingError) {
                              L"16|CryptoUtil::DecodeObject Returns Error decoding the blob (0x80093103)",
                          }));
   // Structures that fail on what they hold, not only on their framing.
-  for (const auto& [what, fails] : std::initializer_list<std::pair<const char*, bool>>{
-           {"time before 1601", Thrown([] {
-                                  CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(
-                                      Hex("180f31353030303130313030303030305a"));
-                                }) != nullptr},
-           {"integer beyond 32 bits",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::Integer>(Hex("020500ffffffff")); }) != nullptr},
-           {"path length beyond 32 bits",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::BasicConstraints2>(Hex("300a0101ff02050100000000")); }) !=
-                nullptr},
-           {"primitive directory name",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028400")); }) != nullptr},
-           {"constructed DNS name",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3002a200")); }) != nullptr},
-           {"choice [9]",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30028900")); }) != nullptr},
-           {"non-ASCII e-mail",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30038101e9")); }) != nullptr},
-           {"empty GeneralNames",
-            Thrown([] { CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("3000")); }) != nullptr},
-           {"bad unused bits", Thrown([] { CryptoUtil::DecodeObject<Structure::Bits>(Hex("03020781")); }) != nullptr},
-       }) {
-    EXPECT_TRUE(fails) << what;
-  }
+  EXPECT_TRUE(Fails<Structure::ChoiceOfTime>("180f31353030303130313030303030305a")) << "time before 1601";
+  EXPECT_TRUE(Fails<Structure::Integer>("020500ffffffff")) << "integer beyond 32 bits";
+  EXPECT_TRUE(Fails<Structure::Integer>("0204ffffff85")) << "integer not minimal";
+  EXPECT_TRUE(Fails<Structure::BasicConstraints2>("300a0101ff02050100000000")) << "path length beyond 32 bits";
+  EXPECT_TRUE(Fails<Structure::AlternateName>("30028400")) << "primitive directory name";
+  EXPECT_TRUE(Fails<Structure::AlternateName>("3002a200")) << "constructed DNS name";
+  EXPECT_TRUE(Fails<Structure::AlternateName>("30028900")) << "choice [9]";
+  EXPECT_TRUE(Fails<Structure::AlternateName>("30038101e9")) << "non-ASCII e-mail";
+  EXPECT_TRUE(Fails<Structure::AlternateName>("3000")) << "empty GeneralNames";
+  EXPECT_TRUE(Fails<Structure::Bits>("03020781")) << "bad unused bits";
 }
 
 TEST(EncodeObject, WritesNamesAndRefusesWhatATypeCannotHold) {
@@ -136,7 +124,7 @@ TEST(DecodeX509String, RendersEachKindOfValue) {
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3011 300f 1a0b4578616d706c65204f7267 3000")), L"");
 }
 
-TEST(DecodeX509String, FailuresNameTheirStep) {
+TEST(DecodeX509String, FailuresNameTheirStepAndTheTraceShowsTheResult) {
   const auto notDer = Thrown([] { CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("0c")); });
   ASSERT_NE(notDer, nullptr);
   EXPECT_EQ(notDer->getMessage(), L"DecodeObject() failed");
@@ -145,9 +133,7 @@ TEST(DecodeX509String, FailuresNameTheirStep) {
   ASSERT_NE(notUtf8, nullptr);
   EXPECT_EQ(notUtf8->getID(), CRYPTO_INTERNAL_ERROR);
   EXPECT_EQ(notUtf8->getMessage(), L"CConverter::MBCSByteArrayToString() failed");
-}
 
-TEST(DecodeX509String, TracesArgumentsAndResult) {
   const LogCapture log;
   CryptoUtil::DecodeX509String(L"", Hex("130141"));
   EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CryptoUtil::DecodeX509String : sOID=empty!"});
@@ -160,7 +146,6 @@ TEST(GetKeyUsage, NamesEveryBitWithItsHexTail) {
   EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("02")), L"Off-line CRL Signing, CRL Signing(2)");
   EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("0080")), L"Decipher Only(0 80)");
   EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("00")), L"(0)");
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("08")), L"Key Agreement(8)");
   EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("ff807f")),
             L"Digital Signature, Non-Repudiation, Key Encipherment, Data Encipherment, Key Agreement, "
             L"Certificate Signing, Off-line CRL Signing, CRL Signing, Encipher Only, Decipher Only(ff 80)");
@@ -172,7 +157,6 @@ TEST(GetKeyUsage, NamesEveryBitWithItsHexTail) {
 
 TEST(GetNetscapeCertType, ZeroFillsOnlyTheFirstByte) {
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("84")), L"SSL Client Authentication, SSL CA(84)");
-  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("01")), L"Signature CA(01)");
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("08")), L"(08)");  // the bit without a name
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("05ff")), L"SSL CA, Signature CA(05)");
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("f0")),

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 
 #include "cng/crypto.cng.util.h"
@@ -97,38 +96,38 @@ TEST(GeneralName, ANullEntryIsRefused) {
 }
 
 TEST(GeneralName, FactoriesRefuseTheWrongFormOfValue) {
+  // Made from bytes (`hex`, "" for none) or from text (`text`, when `hex` is null).
   struct Case {
-    std::function<void()> create;
+    const char* hex;
+    const wchar_t* text;
+    const wchar_t* type;
     CryptoExceptionId id;
     const wchar_t* inner;
   };
-  const ByteArray bytes = Hex("c0a80001");
+  constexpr const wchar_t* kNotString = L"ByteArray parameter passed instead of String";
+  constexpr const wchar_t* kNotBytes = L"String parameter passed instead of ByteArray";
   for (const Case& c : {
-           Case{[&] { IGeneralName::Create(bytes, L"dNSName", L""); }, CRYPTO_BAD_PARAM,
-                L"ByteArray parameter passed instead of String"},
-           Case{[&] { IGeneralName::Create(bytes, L"registeredID", L""); }, CRYPTO_BAD_PARAM,
-                L"ByteArray parameter passed instead of String"},
-           Case{[] { IGeneralName::Create(L"10.0.0.1", L"IpAddress"); }, CRYPTO_BAD_PARAM,
-                L"String parameter passed instead of ByteArray"},
-           Case{[] { IGeneralName::Create(L"x", L"OtherName"); }, CRYPTO_BAD_PARAM,
-                L"String parameter passed instead of ByteArray"},
-           Case{[&] { IGeneralName::Create(bytes, L"x400Address", L""); }, CRYPTO_NOT_IMPLEMENTED,
+           Case{"c0a80001", nullptr, L"dNSName", CRYPTO_BAD_PARAM, kNotString},
+           Case{"c0a80001", nullptr, L"registeredID", CRYPTO_BAD_PARAM, kNotString},
+           Case{nullptr, L"10.0.0.1", L"IpAddress", CRYPTO_BAD_PARAM, kNotBytes},
+           Case{nullptr, L"x", L"OtherName", CRYPTO_BAD_PARAM, kNotBytes},
+           Case{"c0a80001", nullptr, L"x400Address", CRYPTO_NOT_IMPLEMENTED,
                 L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
-           Case{[] { IGeneralName::Create(L"x", L"ediPartyName"); }, CRYPTO_NOT_IMPLEMENTED,
+           Case{nullptr, L"x", L"ediPartyName", CRYPTO_NOT_IMPLEMENTED,
                 L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
-           Case{[&] { IGeneralName::Create(bytes, L"ipaddress", L""); }, CRYPTO_INTERNAL_ERROR,
-                L"Unknown General Name Type"},
-           Case{[] { IGeneralName::Create(L"x", L"DNSName"); }, CRYPTO_INTERNAL_ERROR, L"Unknown General Name Type"},
-           Case{[] { IGeneralName::Create(ByteArray(), L"IpAddress", L""); }, CRYPTO_BAD_PARAM,
-                L"baEncodedName=empty!"},
-           Case{[&] { IGeneralName::Create(bytes, L"", L""); }, CRYPTO_BAD_PARAM, L"sNameType=empty!"},
-           Case{[] { IGeneralName::Create(L"", L"dNSName"); }, CRYPTO_BAD_PARAM, L"sName=empty!"},
-           Case{[] { IGeneralName::Create(L"x", L""); }, CRYPTO_BAD_PARAM, L"sNameType=empty!"},
+           Case{"c0a80001", nullptr, L"ipaddress", CRYPTO_INTERNAL_ERROR, L"Unknown General Name Type"},
+           Case{nullptr, L"x", L"DNSName", CRYPTO_INTERNAL_ERROR, L"Unknown General Name Type"},
+           Case{"", nullptr, L"IpAddress", CRYPTO_BAD_PARAM, L"baEncodedName=empty!"},
+           Case{"c0a80001", nullptr, L"", CRYPTO_BAD_PARAM, L"sNameType=empty!"},
+           Case{nullptr, L"", L"dNSName", CRYPTO_BAD_PARAM, L"sName=empty!"},
+           Case{nullptr, L"x", L"", CRYPTO_BAD_PARAM, L"sNameType=empty!"},
        }) {
-    const auto e = Thrown(c.create);
-    ASSERT_NE(e, nullptr) << c.inner;
+    SCOPED_TRACE(testing::Message() << (c.hex ? c.hex : "text") << " as " << c.type);
+    const auto e = Thrown(
+        [&] { c.hex ? IGeneralName::Create(Hex(c.hex), c.type, L"") : IGeneralName::Create(WString(c.text), c.type); });
+    ASSERT_NE(e, nullptr);
     EXPECT_EQ(e->getMessage(), L"new CGeneralName() failed");
-    EXPECT_EQ(e->getID(), c.id) << c.inner;
+    EXPECT_EQ(e->getID(), c.id);
     EXPECT_EQ(MessageAt(e.get(), 1), c.inner);
   }
 }

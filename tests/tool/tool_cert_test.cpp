@@ -61,17 +61,13 @@ TEST(ToolCert, PolicyAnswersOneALine) {
             "EKU: yes (smart-card logon: no)\nPKI logon: no\nSet as default: yes\nPriority: 1\n");
   EXPECT_EQ(RunTool({"cert", "policy", "--ignore-efs", Cert("efs.der")}).out,
             "EKU: yes (smart-card logon: no)\nPKI logon: no\nSet as default: no\nPriority: 0\n");
-  EXPECT_EQ(RunTool({"cert", "policy", Cert("logon_agent.der")}).out,
-            "EKU: yes (smart-card logon: yes)\nPKI logon: yes\nSet as default: yes\nPriority: 7\n");
 }
 
 TEST(ToolCert, VerifiesASignatureUnderTheIssuersCertificate) {
   const auto valid = RunTool({"cert", "verify", Cert("sig_pss.pem"), "--issuer", Cert("intermediate.der")});
-  EXPECT_EQ(valid.status, 0);
-  EXPECT_EQ(valid.out, "valid\n");
+  EXPECT_EQ(std::make_pair(valid.status, valid.out), std::make_pair(0, std::string("valid\n")));
   const auto invalid = RunTool({"cert", "verify", Cert("logon.der"), "--issuer", Cert("root.pem")});
-  EXPECT_EQ(invalid.status, 1);
-  EXPECT_EQ(invalid.out, "invalid\n");
+  EXPECT_EQ(std::make_pair(invalid.status, invalid.out), std::make_pair(1, std::string("invalid\n")));
 }
 
 TEST(ToolCert, TrustPrintsTheStatusWordAndItsBits) {
