@@ -110,12 +110,11 @@ TEST_F(ModuleRegistry, MatchesNamesAsWindowsDoesAndCountsReferences) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
   EXPECT_EQ(GetProcAddress(m, reinterpret_cast<LPCSTR>(std::uintptr_t{1})), nullptr) << "no ordinals";
   EXPECT_TRUE(FreeLibrary(m));
-  if (hooks::ModuleReferenceCount(L"ncrypt.dll") == 0) {
-    // A module handle without references names no loaded module.
-    EXPECT_EQ(GetProcAddress(m, "NCryptFreeObject"), nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
-    EXPECT_FALSE(FreeLibrary(m));
-  }
+  // Nothing else in this process holds ncrypt.dll: its handle now names no loaded module.
+  ASSERT_EQ(hooks::ModuleReferenceCount(L"ncrypt.dll"), 0u);
+  EXPECT_EQ(GetProcAddress(m, "NCryptFreeObject"), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+  EXPECT_FALSE(FreeLibrary(m));
   EXPECT_EQ(GetProcAddress(reinterpret_cast<HMODULE>(&m), "BCryptEncrypt"), nullptr);
   EXPECT_TRUE(SetDllDirectoryW(L""));
 }
