@@ -61,49 +61,50 @@ TEST(CertificateSignature, RefusesAnotherKeyOfTheSameKind) {
   }
 }
 
-TEST(CertificateSignature, RefusesAKeyThatDoesNotSuitTheAlgorithm) {
-  EXPECT_EQ(VerifyWith(Fixture("sig_ecdsa"), "root").error, static_cast<DWORD>(NTE_BAD_ALGID));
-  EXPECT_EQ(VerifyWith(Fixture("sig_pss"), "ec_ca").error, static_cast<DWORD>(NTE_BAD_ALGID));
-  EXPECT_EQ(VerifyWith(Fixture("logon"), "ec_ca").error, static_cast<DWORD>(NTE_BAD_ALGID));
-}
-
-TEST(CertificateSignature, RefusesAChangedCertificateOrSignature) {
+TEST(CertificateSignature, RefusesChangedInputAndKeysThatDoNotSuitTheAlgorithm) {
   const Bytes good = Fixture("logon");
   Bytes signature = good;
   signature.back() ^= 1;
-  EXPECT_EQ(VerifyWith(signature, "intermediate").error, static_cast<DWORD>(NTE_BAD_SIGNATURE));
   // A byte of the subject's key, inside the signed part.
   const Context context = Load("logon");
   ASSERT_NE(context, nullptr);
   Bytes signedPart = good;
   signedPart[context->pCertInfo->SubjectPublicKeyInfo.PublicKey.pbData - context->pbCertEncoded + 10] ^= 1;
-  EXPECT_EQ(VerifyWith(signedPart, "intermediate").error, static_cast<DWORD>(NTE_BAD_SIGNATURE));
-}
-
-TEST(CertificateSignature, RefusesAnUnknownAlgorithmAndUndecodableInput) {
-  // sha256WithRSAEncryption (1.2.840.113549.1.1.11) in the outer AlgorithmIdentifier made
-  // 1.2.840.113549.1.1.15, an algorithm outside the list.
-  Bytes unknown = Fixture("logon");
+  // sha256WithRSAEncryption in the outer AlgorithmIdentifier made 1.2.840.113549.1.1.15, an
+  // algorithm outside the list.
+  Bytes unknown = good;
   const Bytes oid = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x0B};
   const auto outer = std::find_end(unknown.begin(), unknown.end(), oid.begin(), oid.end());
   ASSERT_NE(outer, unknown.end());
   *(outer + 8) = 0x0F;
-  EXPECT_EQ(VerifyWith(unknown, "intermediate").error, static_cast<DWORD>(NTE_BAD_ALGID));
-
-  Bytes truncated = Fixture("logon");
-  truncated.pop_back();
-  EXPECT_EQ(VerifyWith(truncated, "intermediate").error, static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+  const Bytes truncated(good.begin(), good.end() - 1);
+  struct Case {
+    const char* what;
+    Bytes der;
+    const char* issuer;
+    HRESULT error;
+  };
+  for (const Case& c : {Case{"changed signature", signature, "intermediate", NTE_BAD_SIGNATURE},
+                        Case{"changed signed part", signedPart, "intermediate", NTE_BAD_SIGNATURE},
+                        Case{"unknown algorithm", unknown, "intermediate", NTE_BAD_ALGID},
+                        Case{"truncated", truncated, "intermediate", CRYPT_E_ASN1_CORRUPT},
+                        Case{"ECDSA under RSA", Fixture("sig_ecdsa"), "root", NTE_BAD_ALGID},
+                        Case{"PSS under EC", Fixture("sig_pss"), "ec_ca", NTE_BAD_ALGID},
+                        Case{"PKCS #1 under EC", good, "ec_ca", NTE_BAD_ALGID}}) {
+    SCOPED_TRACE(c.what);
+    const Outcome outcome = VerifyWith(c.der, c.issuer);
+    EXPECT_FALSE(outcome.verified);
+    EXPECT_EQ(outcome.error, static_cast<DWORD>(c.error));
+  }
 
   const Context key = Load("intermediate");
   ASSERT_NE(key, nullptr);
   CERT_PUBLIC_KEY_INFO broken = key->pCertInfo->SubjectPublicKeyInfo;
   broken.PublicKey.cbData -= 1;
-  const Bytes der = Fixture("logon");
-  EXPECT_FALSE(
-      CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), &broken));
+  const DWORD size = static_cast<DWORD>(good.size());
+  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, good.data(), size, &broken));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
-  EXPECT_FALSE(
-      CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()), nullptr));
+  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, good.data(), size, nullptr));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
 }
 
