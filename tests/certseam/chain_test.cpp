@@ -163,7 +163,8 @@ TEST(CertificateChain, EachFaultShowsInItsOwnBitAsOpensslVerifyReportsIt) {
     // openssl checks revocation of the root too where it can; it has no CRL that covers the root.
     const Chain checked = BuildChain(leaf.get(), CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT);
     ASSERT_NE(checked, nullptr);
-    EXPECT_EQ(checked->TrustStatus.dwErrorStatus == 0, theirs.empty()) << std::hex << checked->TrustStatus.dwErrorStatus;
+    EXPECT_EQ(checked->TrustStatus.dwErrorStatus == 0, theirs.empty())
+        << std::hex << checked->TrustStatus.dwErrorStatus;
     // openssl stops at some errors; each one it reports is reported here, at the same element.
     for (const auto& [code, depth] : theirs) {
       ASSERT_LT(depth, checked->rgpChain[0]->cElement);

@@ -108,7 +108,8 @@ TEST(CertificateContext, HashPropertiesFollowTheSizeProtocol) {
   unsigned char md5[16];
   size = sizeof(md5);
   ASSERT_TRUE(CertGetCertificateContextProperty(context.get(), CERT_MD5_HASH_PROP_ID, md5, &size));
-  EXPECT_EQ(UpperHex(md5, 16, ":"), zttest::FieldOf(zttest::OpensslX509("logon", "-fingerprint -md5"), "md5 Fingerprint"));
+  EXPECT_EQ(UpperHex(md5, 16, ":"),
+            zttest::FieldOf(zttest::OpensslX509("logon", "-fingerprint -md5"), "md5 Fingerprint"));
 
   SetLastError(0);
   EXPECT_FALSE(CertGetCertificateContextProperty(context.get(), 2, nullptr, &size));
