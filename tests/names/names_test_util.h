@@ -4,37 +4,21 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
 #include "der/der_hex.h"
+#include "support/thrown.h"
 #include "zt/crypto.h"
 
 namespace names_test {
 
 using ZT::Framework::ByteArray;
-using ZT::Framework::CCryptoException;
 using ZT::Framework::WString;
+using zttest::MessageAt;
+using zttest::Thrown;
 
 inline ByteArray Hex(std::string_view text) { return der_test::Hex(text); }
-
-// The exception that `call` throws, owned; null when it returns.
-template <class Call>
-std::unique_ptr<CCryptoException> Thrown(Call&& call) {
-  try {
-    call();
-  } catch (CCryptoException* e) {
-    return std::unique_ptr<CCryptoException>(e);
-  }
-  return nullptr;
-}
-
-// The message of the exception that `inner` levels down from `e` carries ("" when there is none).
-inline WString MessageAt(const ZT::Framework::IException* e, int inner) {
-  for (; e != nullptr && inner > 0; --inner) e = e->getInnerException();
-  return e ? e->getMessage() : WString(L"<none>");
-}
 
 // Names made by the openssl tool (`openssl req -subj ... -utf8 -multivalue-rdn` under the given
 // string mask); see tests/fixtures/names/values.txt.
@@ -68,6 +52,14 @@ constexpr const char* kKeyWords =
 constexpr const char* kUnknownTypes =
     "302c310e300c060355040313054b6e6f776e310d300b060355044113044e69636b310b3009060355042e13027131";
 // "/CN= leading/O=trailing /OU=a\,b/L=x=y/ST=#hash/CN=semi;colon/CN=say "hi"".
+// subjectAltName = email:user@example.com, DNS:www.example.com, URI:http://example.com/,
+//   IP:192.168.0.1, IP:2001:db8::1, RID:1.2.3.4, otherName:<UPN>;UTF8:user@example.com,
+//   dirName:(O=Example Org, CN=Directory Name)
+constexpr const char* kAltNames =
+    "3081aa811075736572406578616d706c652e636f6d820f7777772e6578616d706c652e636f6d8613687474703a2f2f6578616d706c65"
+    "2e636f6d2f8704c0a80001871020010db800000000000000000000000188032a0304a020060a2b060104018237140203a0120c10757365"
+    "72406578616d706c652e636f6da431302f31143012060355040a130b4578616d706c65204f7267311730150603550403130e446972656374"
+    "6f7279204e616d65";
 constexpr const char* kQuoting =
     "307b3111300f06035504031308206c656164696e6731123010060355040a1309747261696c696e6720310c300a060355040b1303"
     "612c62310c300a06035504071303783d79310e300c060355040814052368617368311330110603550403140a73656d693b636f6c"

@@ -111,11 +111,7 @@ const Layout kLayouts[] = {
      Extension({L"[Authority Key Identifier]", L"Certificate Issuer:", L"a.exampleb.org"})},
     {L"2.5.29.14", "04142adc8b0ac0514aaa700f732877c2de55fd0e392c",
      Extension({L"[Subject Key Identifier]", L"2a dc 8b 0a c0 51 4a aa 70 0f 73 28 77 c2 de 55 fd 0e 39 2c "})},
-    {L"2.5.29.17",
-     "3081aa811075736572406578616d706c652e636f6d820f7777772e6578616d706c652e636f6d8613687474703a2f2f6578616d706c65"
-     "2e636f6d2f8704c0a80001871020010db800000000000000000000000188032a0304a020060a2b060104018237140203a0120c10757365"
-     "72406578616d706c652e636f6da431302f31143012060355040a130b4578616d706c65204f7267311730150603550403130e446972656374"
-     "6f7279204e616d65",
+    {L"2.5.29.17", openssl_name::kAltNames,
      Extension({L"[Subject Alternative Name]", L"user@example.com", L"www.example.com", L"http://example.com/",
                 L"192.168.0.1", L"2001:db8::1", L"1.2.3.4", L"user@example.com", L""})},
     {L"2.5.29.7", "3022820f6f6c642e6578616d706c652e636f6d810f6f6c64406578616d706c652e636f6d",
