@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/cert_fixture.h"
 #include "support/log_capture.h"
-#include "support/trust_store.h"
 #include "zt/crypto.h"
 
 namespace {
@@ -17,12 +17,7 @@ using ZT::Framework::ICertificateProperties;
 using zttest::LogCapture;
 
 using Bytes = std::vector<unsigned char>;
-
-Bytes Der(const std::string& name) {
-  Bytes bytes = zttest::ScopedTrustStore::CertFixture(name);
-  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << name;
-  return bytes;
-}
+constexpr auto Der = &zttest::CertBytes;
 
 unsigned Size(const Bytes& bytes) { return static_cast<unsigned>(bytes.size()); }
 
