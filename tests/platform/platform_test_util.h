@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/command.h"
+#include "support/hex.h"
 #include "support/tool_runner.h"
 
 #include <unistd.h>
@@ -10,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -20,23 +21,7 @@ namespace zttest {
 
 using Bytes = std::vector<unsigned char>;
 
-inline Bytes FromHex(const std::string& hex) {
-  std::string digits;
-  for (char c : hex)
-    if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
-  Bytes out;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-    out.push_back(static_cast<unsigned char>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-  return out;
-}
-
-inline std::string ToHex(const unsigned char* data, std::size_t size) {
-  static const char* digits = "0123456789abcdef";
-  std::string out;
-  for (std::size_t i = 0; i < size; ++i) out += {digits[data[i] >> 4], digits[data[i] & 15]};
-  return out;
-}
-inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
+inline Bytes FromHex(std::string_view hex) { return zttest::FromHex<Bytes>(hex); }
 inline Bytes FromText(const std::string& text) { return Bytes(text.begin(), text.end()); }
 inline Bytes Concat(Bytes a, const Bytes& b) {
   a.insert(a.end(), b.begin(), b.end());
@@ -44,14 +29,10 @@ inline Bytes Concat(Bytes a, const Bytes& b) {
 }
 inline Bytes Head(const Bytes& b, std::size_t n) { return Bytes(b.begin(), b.begin() + static_cast<long>(n)); }
 
-inline Bytes ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 // A file of tests/fixtures/platform.
 inline std::string PlatformFixturePath(const std::string& name) { return FixturePath("platform/" + name); }
 inline Bytes ReadFixture(const std::string& name) {
-  const Bytes bytes = ReadFile(PlatformFixturePath(name));
+  const Bytes bytes = ReadBinaryFile(PlatformFixturePath(name));
   if (bytes.empty()) ADD_FAILURE() << "missing fixture " << PlatformFixturePath(name);
   return bytes;
 }
@@ -69,7 +50,7 @@ inline Bytes OpensslDecrypt(const Bytes& cipher, const std::string& options) {
   std::remove(out.c_str());
   const std::string command = "openssl pkeyutl -decrypt -inkey '" + PlatformFixturePath("rsa2048.key.pem") + "' " +
                               options + " -in '" + in + "' -out '" + out + "' 2>/dev/null";
-  Bytes plain = std::system(command.c_str()) == 0 ? ReadFile(out) : Bytes();
+  Bytes plain = std::system(command.c_str()) == 0 ? ReadBinaryFile(out) : Bytes();
   std::remove(in.c_str());
   std::remove(out.c_str());
   return plain;
