@@ -59,16 +59,7 @@ ByteArray Encode(IPadding& padding, const ByteArray& in) {
 
 // ---- factory --------------------------------------------------------------------------------
 
-TEST(PaddingFactory, ChoosesTheSchemeByNameAndPkcs1Mode) {
-  EXPECT_NE(dynamic_cast<COAEPPadding*>(Oaep({}, 256).padding.get()), nullptr);
-  EXPECT_NE(dynamic_cast<CX931Padding*>(X931(0x34, 256).padding.get()), nullptr);
-  EXPECT_NE(dynamic_cast<CPKCS1SignPadding*>(Pkcs1(0, 256).padding.get()), nullptr);
-  EXPECT_NE(dynamic_cast<CPKCS1EncryptPadding*>(Pkcs1(1, 256).padding.get()), nullptr);
-  // OAEP checks nothing at creation: the label is read when a block is made.
-  const auto map = NewMap();
-  EXPECT_NE(std::unique_ptr<IPadding>(IPadding::Create(L"OAEP", 256, map.get())), nullptr);
-}
-
+// The factory's choice of class shows in each scheme's layout tests below.
 TEST(PaddingFactory, RefusesWhatItCannotBuild) {
   struct Case {
     const wchar_t* name;
@@ -110,21 +101,12 @@ TEST(PaddingFactory, TracesARefusal) {
 
 // ---- PKCS #1 signature block ----------------------------------------------------------------
 
+// The block the openssl tool signed is compared through Signature (RsaSignature tests).
 TEST(Pkcs1SignPadding, LaysOutTheBlockByteForByte) {
   Scheme s = Pkcs1(0, 64);
   EXPECT_EQ(Encode(*s.padding, {}), Concat({{0x00, 0x01}, Repeat(61, 0xFF), {0x00}}));
   const ByteArray m = Message(53);  // k - 11: eight FF bytes, the fewest there may be
   EXPECT_EQ(Encode(*s.padding, m), Concat({{0x00, 0x01}, Repeat(8, 0xFF), {0x00}, m}));
-}
-
-TEST(Pkcs1SignPadding, GivesTheBlockOpensslSignedWith) {
-  // The DigestInfo of SHA-256 (RFC 8017, 9.2 note 1) of the signed message.
-  const ByteArray digestInfo =
-      Concat({Hex("3031300d060960864801650304020105000420"), OpensslDigest("sha256", Fixture("data.txt"))});
-  const ByteArray block = OpensslRecover(Fixture("data.sha256.sig"));
-  ASSERT_EQ(block.size(), 256u);
-  Scheme s = Pkcs1(0, 256);
-  EXPECT_EQ(Encode(*s.padding, digestInfo), block);
 }
 
 TEST(Pkcs1SignPadding, RefusesALongMessageAndDoesNotDecode) {

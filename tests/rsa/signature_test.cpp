@@ -14,24 +14,6 @@ namespace {
 using namespace rsatest;
 using zttest::LogCapture;
 
-// The DigestInfo prefixes of RFC 8017, 9.2 note 1.
-ByteArray DigestInfo(const std::string& hash, const ByteArray& data) {
-  const std::pair<const char*, const char*> prefixes[] = {
-      {"md5", "3020300c06082a864886f70d020505000410"},      {"sha1", "3021300906052b0e03021a05000414"},
-      {"sha256", "3031300d060960864801650304020105000420"}, {"sha384", "3041300d060960864801650304020205000430"},
-      {"sha512", "3051300d060960864801650304020305000440"},
-  };
-  for (const auto& [name, prefix] : prefixes) {
-    if (hash != name) continue;
-    ByteArray info = Hex(prefix);
-    const ByteArray digest = OpensslDigest(hash, data);
-    info.insert(info.end(), digest.begin(), digest.end());
-    return info;
-  }
-  ADD_FAILURE() << "no DigestInfo prefix for " << hash;
-  return {};
-}
-
 // An engine, its map and the 2048-bit fixture key.
 struct Verifier {
   std::unique_ptr<ICryptoParserParameterMap> map = NewMap();
