@@ -63,18 +63,12 @@ class ModuleRegistry : public ::testing::Test {
 };
 
 // Every entry resolving to its seam function is checked through the CNG table's loader; here,
-// that a resolved function works and each module exports only its own entries.
-TEST_F(ModuleRegistry, ResolvesEntriesOfEachModule) {
+// that each module exports only its own entries.
+TEST_F(ModuleRegistry, EachModuleExportsOnlyItsOwnEntries) {
   HMODULE bcrypt = LoadLibraryW(L"Bcrypt.dll"), ncrypt = LoadLibraryW(L"Ncrypt.dll");
   ASSERT_NE(bcrypt, nullptr);
   ASSERT_NE(ncrypt, nullptr);
   EXPECT_NE(ncrypt, bcrypt);
-  using OpenFn = NTSTATUS(WINAPI*)(BCRYPT_ALG_HANDLE*, LPCWSTR, LPCWSTR, ULONG);
-  auto open = reinterpret_cast<OpenFn>(reinterpret_cast<void (*)()>(GetProcAddress(bcrypt, "BCryptOpenAlgorithmProvider")));
-  BCRYPT_ALG_HANDLE handle = nullptr;
-  EXPECT_EQ(open(&handle, L"SHA1", nullptr, 0), STATUS_SUCCESS);
-  EXPECT_EQ(BCryptCloseAlgorithmProvider(handle, 0), STATUS_SUCCESS);
-  EXPECT_NE(GetProcAddress(ncrypt, "NCryptFreeObject"), nullptr);
   EXPECT_EQ(GetProcAddress(ncrypt, "BCryptEncrypt"), nullptr);
   EXPECT_EQ(GetProcAddress(bcrypt, "NCryptFreeObject"), nullptr);
   EXPECT_TRUE(FreeLibrary(ncrypt));
