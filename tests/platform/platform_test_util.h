@@ -7,11 +7,6 @@
 #include "support/hex.h"
 #include "support/tool_runner.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -31,29 +26,18 @@ inline Bytes Head(const Bytes& b, std::size_t n) { return Bytes(b.begin(), b.beg
 
 // A file of tests/fixtures/platform.
 inline std::string PlatformFixturePath(const std::string& name) { return FixturePath("platform/" + name); }
-inline Bytes ReadFixture(const std::string& name) {
-  const Bytes bytes = ReadBinaryFile(PlatformFixturePath(name));
-  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << PlatformFixturePath(name);
-  return bytes;
-}
+inline Bytes ReadFixture(const std::string& name) { return ReadFixtureFile("platform/" + name); }
 inline std::string ReadFixtureText(const std::string& name) {
   const Bytes bytes = ReadFixture(name);
   return std::string(bytes.begin(), bytes.end());
 }
 
-// Decrypts `cipher` (big-endian) with the fixture's private key by the openssl command-line
-// tool, with the given pkeyutl options. Empty when the tool refuses it.
+// Decrypts `cipher` (big-endian) with the fixture's private key by the openssl tool, with the
+// given pkeyutl options. Empty when the tool refuses it.
 inline Bytes OpensslDecrypt(const Bytes& cipher, const std::string& options) {
-  const std::string base = testing::TempDir() + "zt_platform_" + std::to_string(::getpid());
-  const std::string in = base + ".in", out = base + ".out";
-  std::ofstream(in, std::ios::binary).write(reinterpret_cast<const char*>(cipher.data()), static_cast<long>(cipher.size()));
-  std::remove(out.c_str());
-  const std::string command = "openssl pkeyutl -decrypt -inkey '" + PlatformFixturePath("rsa2048.key.pem") + "' " +
-                              options + " -in '" + in + "' -out '" + out + "' 2>/dev/null";
-  Bytes plain = std::system(command.c_str()) == 0 ? ReadBinaryFile(out) : Bytes();
-  std::remove(in.c_str());
-  std::remove(out.c_str());
-  return plain;
+  return OpensslOutput("pkeyutl -decrypt -inkey " + ShellQuoted(PlatformFixturePath("rsa2048.key.pem")) + " " + options +
+                           " -in {in} -out {out}",
+                       cipher);
 }
 
 // SP 800-38A F.1/F.2: the plaintext, the CBC IV, and AES-128/192/256 in ECB and CBC.

@@ -2,13 +2,9 @@
 // openssl tool itself as the independent party, and parameter maps.
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "engines/engine_test_util.h"
 #include "support/command.h"
@@ -20,20 +16,9 @@ using namespace enginetest;
 
 inline std::string FixtureFile(const std::string& name) { return zttest::FixturePath("rsa/" + name); }
 
-inline ByteArray ReadFile(const std::string& path) {
-  const auto bytes = zttest::ReadBinaryFile(path);
-  return ByteArray(bytes.begin(), bytes.end());
-}
-
-inline void WriteFile(const std::string& path, const ByteArray& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
 inline ByteArray Fixture(const std::string& name) {
-  ByteArray bytes = ReadFile(FixtureFile(name));
-  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << name;
-  return bytes;
+  const auto bytes = zttest::ReadFixtureFile("rsa/" + name);
+  return ByteArray(bytes.begin(), bytes.end());
 }
 
 // A fixture of hex digits (one line, as openssl asn1parse prints integers).
@@ -42,21 +27,10 @@ inline ByteArray HexFixture(const std::string& name) {
   return Hex(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
 }
 
-// Runs the openssl tool over `input`: `arguments` with "{in}" and "{out}" standing for the files
-// it reads and writes (fixtures named through FixtureFile). The output, or empty when the tool
-// fails.
-inline ByteArray Openssl(std::string arguments, const ByteArray& input) {
-  const std::string base = testing::TempDir() + "zt_rsa_" + std::to_string(::getpid());
-  const std::string in = base + ".in", out = base + ".out";
-  for (const auto& [placeholder, path] : {std::pair{"{in}", in}, std::pair{"{out}", out}})
-    arguments.replace(arguments.find(placeholder), std::string(placeholder).size(), "'" + path + "'");
-  WriteFile(in, input);
-  std::remove(out.c_str());
-  const bool ok = std::system(("openssl " + arguments + " 2>/dev/null").c_str()) == 0;
-  ByteArray output = ok ? ReadFile(out) : ByteArray();
-  std::remove(in.c_str());
-  std::remove(out.c_str());
-  return output;
+// The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
+inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
+  const auto output = zttest::OpensslOutput(arguments, std::vector<unsigned char>(input.begin(), input.end()));
+  return ByteArray(output.begin(), output.end());
 }
 
 // The digest `name` ("sha256", ...) of `data` by the openssl tool.
