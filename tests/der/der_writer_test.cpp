@@ -1,6 +1,5 @@
-// The DER writer beyond single primitives (those are written in the primitive tests): lengths,
-// SET OF order and failures, checked against `openssl asn1parse -genconf` encodings; and what it
-// writes reads back to the same values.
+// The DER writer beyond single primitives: lengths, SET OF order and failures (against
+// `openssl asn1parse -genconf` encodings), and round trips.
 #include <gtest/gtest.h>
 
 #include <cstdint>

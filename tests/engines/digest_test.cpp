@@ -1,5 +1,4 @@
-// MessageDigest on CNG: known answers (FIPS 180-4, RFC 1321), buffering, the unsupported names,
-// failures that keep the buffered data, and the factory's trace.
+// MessageDigest on CNG: FIPS 180-4 and RFC 1321 answers, buffering, refusals, the factory's trace.
 #include <gmock/gmock.h>
 
 #include <string>

@@ -1,5 +1,4 @@
-// Helpers of the engine tests: bytes from text and hex, algorithms by name, expected failures,
-// and a fixture that leaves the CNG table and the module registry clean.
+// Helpers of the engine tests: bytes, algorithms by name, and a fixture for the module hooks.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
-// CNG RSA against a key and ciphertexts made by the openssl tool, and CNG ECDH against the
-// RFC 5903 points, with "HASH" derivation checked against digests computed independently.
+// CNG RSA against the openssl tool, and CNG ECDH against the RFC 5903 points.
 
 #include <openssl/evp.h>
 

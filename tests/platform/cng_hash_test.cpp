@@ -1,5 +1,4 @@
-// CNG hashes and HMACs: RFC 4231 answers the engines cannot reach, the object memory contract,
-// the property protocol and handle checks.
+// CNG hashes and HMACs: object memory, the property protocol, handles, and RFC 4231.
 
 #include <algorithm>
 #include <thread>

@@ -1,6 +1,4 @@
-// The CryptoAPI subset: contexts, plaintext key blobs against SP 800-38A / SP 800-67 / FIPS 81
-// with the providers' PKCS #5 final block and CBC chaining, and RSA PUBLICKEYBLOB encryption
-// decrypted by the openssl tool.
+// The CryptoAPI subset: contexts, key blobs against SP 800-38A / SP 800-67 / FIPS 81, RSA.
 
 #include <algorithm>
 

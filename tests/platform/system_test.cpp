@@ -1,5 +1,4 @@
-// GUIDs, rand_s, the per-thread last error, the key storage entries and the module registry
-// with its test hooks.
+// GUIDs, rand_s, the last error, the key storage entries and the module registry.
 
 #include <openssl/err.h>
 #include <openssl/evp.h>

@@ -1,5 +1,4 @@
-// Helpers of the RSA tests: the fixtures of tests/fixtures/rsa (made by the openssl tool), the
-// openssl tool itself as the independent party, and parameter maps.
+// Helpers of the RSA tests: fixtures of tests/fixtures/rsa and the openssl tool as the other party.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,4 @@
-// RSA key objects and their import: round trips against keys made by the openssl tool, refusals,
-// and the key structures handed to the platform, built here byte by byte.
+// RSA key objects and import against the openssl tool's keys, and the platform's key structures.
 #include <string>
 #include <vector>
 
