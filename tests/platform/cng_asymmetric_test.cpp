@@ -8,11 +8,6 @@ using namespace zttest;
 
 namespace {
 
-template <class T>
-Bytes BytesOf(const T& value) {
-  return Bytes(reinterpret_cast<const unsigned char*>(&value), reinterpret_cast<const unsigned char*>(&value) + sizeof(value));
-}
-
 // The fixture key's integers, big-endian.
 struct RsaFixture {
   Bytes n = FromHex(ReadFixtureText("rsa2048.n.hex")), e = FromHex(ReadFixtureText("rsa2048.e.hex"));

@@ -9,8 +9,6 @@ using namespace zttest;
 
 namespace {
 
-const std::string k896 =
-    "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopqrstnopqrstu";
 const ULONG kHmac = BCRYPT_ALG_HANDLE_HMAC_FLAG;
 
 // The whole sequence an engine runs: open, object length, create in caller memory, one update,
@@ -58,22 +56,6 @@ TEST(CngHash, HmacsMatchRfc4231AndAPlainProviderIgnoresTheSecret) {
   };
   for (const auto& v : vectors)
     EXPECT_EQ(ToHex(Hash(v.algorithm, FromText(v.message), v.flags, v.key)), v.expected) << v.message << v.flags;
-}
-
-TEST(CngHash, DataInPiecesHashesAsOneMessage) {
-  const Bytes message = FromText(k896);
-  Provider provider(L"SHA512");
-  for (std::size_t split : {std::size_t{0}, std::size_t{1}, std::size_t{63}, std::size_t{64}, message.size()}) {
-    BCRYPT_HASH_HANDLE hash = nullptr;
-    ASSERT_EQ(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0), STATUS_SUCCESS);
-    PUCHAR data = const_cast<PUCHAR>(message.data());
-    EXPECT_EQ(BCryptHashData(hash, data, static_cast<ULONG>(split), 0), STATUS_SUCCESS);
-    EXPECT_EQ(BCryptHashData(hash, data + split, static_cast<ULONG>(message.size() - split), 0), STATUS_SUCCESS);
-    Bytes digest(64);
-    EXPECT_EQ(BCryptFinishHash(hash, digest.data(), 64, 0), STATUS_SUCCESS);
-    EXPECT_EQ(ToHex(digest).substr(0, 16), "8e959b75dae313da") << split;
-    EXPECT_EQ(BCryptDestroyHash(hash), STATUS_SUCCESS);
-  }
 }
 
 TEST(CngHash, ObjectLivesInCallerMemoryOfFullLengthAndIsWipedOnDestroy) {

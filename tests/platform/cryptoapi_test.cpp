@@ -10,11 +10,6 @@ namespace {
 
 const DWORD kEcb = CRYPT_MODE_ECB, kCbc = CRYPT_MODE_CBC;
 
-template <class T>
-Bytes BytesOf(const T& value) {
-  return Bytes(reinterpret_cast<const unsigned char*>(&value), reinterpret_cast<const unsigned char*>(&value) + sizeof(value));
-}
-
 Bytes PlaintextBlob(ALG_ID algorithm, const Bytes& key, BYTE type = PLAINTEXTKEYBLOB, BYTE version = CUR_BLOB_VERSION) {
   return Concat(Concat(BytesOf(BLOBHEADER{type, version, 0, algorithm}), BytesOf(static_cast<DWORD>(key.size()))), key);
 }

@@ -22,6 +22,11 @@ inline Bytes Concat(Bytes a, const Bytes& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
+// The memory of a blob header or other plain struct.
+template <class T>
+Bytes BytesOf(const T& value) {
+  return Bytes(reinterpret_cast<const unsigned char*>(&value), reinterpret_cast<const unsigned char*>(&value) + sizeof(value));
+}
 inline Bytes Head(const Bytes& b, std::size_t n) { return Bytes(b.begin(), b.begin() + static_cast<long>(n)); }
 
 // A file of tests/fixtures/platform.
@@ -111,8 +116,9 @@ inline ULONG UlongProperty(BCRYPT_HANDLE object, const wchar_t* name) {
 
 // A KeyDataBlob for `key`.
 inline Bytes KeyDataBlob(const Bytes& key) {
-  BCRYPT_KEY_DATA_BLOB_HEADER header{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1, static_cast<ULONG>(key.size())};
-  return Concat(Bytes(reinterpret_cast<unsigned char*>(&header), reinterpret_cast<unsigned char*>(&header) + sizeof(header)), key);
+  return Concat(BytesOf(BCRYPT_KEY_DATA_BLOB_HEADER{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1,
+                                                   static_cast<ULONG>(key.size())}),
+                key);
 }
 
 // BCryptEncrypt or BCryptDecrypt with the engines' two calls: the size first, then the data.
