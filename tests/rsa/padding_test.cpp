@@ -56,8 +56,6 @@ ByteArray Encode(IPadding& padding, const ByteArray& in) {
   return out;
 }
 
-// ---- factory --------------------------------------------------------------------------------
-
 // The factory's choice of class shows in each scheme's layout tests below.
 TEST(PaddingFactory, RefusesWhatItCannotBuild) {
   struct Case {
@@ -98,8 +96,6 @@ TEST(PaddingFactory, TracesARefusal) {
                              }));
 }
 
-// ---- PKCS #1 signature block ----------------------------------------------------------------
-
 // The block the openssl tool signed is compared through Signature (RsaSignature tests).
 TEST(Pkcs1SignPadding, LaysOutTheBlockByteForByte) {
   Scheme s = Pkcs1(0, 64);
@@ -120,8 +116,6 @@ TEST(Pkcs1SignPadding, RefusesALongMessageAndDoesNotDecode) {
                 L"This function is not supported");
   EXPECT_TRUE(out.empty());
 }
-
-// ---- PKCS #1 encryption block ---------------------------------------------------------------
 
 // 00 02, at least eight padding bytes, 00, the message; the padding bytes lie in 1..254 (over
 // 50600 draws every value of 1..254 turns up, 0 and 255 never do).
@@ -209,8 +203,6 @@ TEST(Pkcs1EncryptPadding, MalformedBlocksDecodeToFalse) {
   }
 }
 
-// ---- X9.31 ----------------------------------------------------------------------------------
-
 TEST(X931Padding, LaysOutTheBlockByteForByte) {
   // A block of the usual shape is compared with the tool's through Signature (RsaSignature tests).
   Scheme s = X931(0x34, 64);
@@ -268,8 +260,6 @@ TEST(X931Padding, MalformedBlocksDecodeToFalse) {
   Scheme empty = X931(0x34, 0);
   EXPECT_FALSE(empty.padding->DecodeData({}, out));
 }
-
-// ---- OAEP -----------------------------------------------------------------------------------
 
 TEST(OaepPadding, ExchangesBlocksWithOpensslAndRoundTrips) {
   const ByteArray hello = Fixture("hello.txt");
@@ -376,8 +366,6 @@ TEST(OaepPadding, TracesEachStepOfTheEncoding) {
                                            L"COAEPPadding::EncodeData Compute MaskedSeed = Seed xor SeedMask )",
                                        }));
 }
-
-// ---- data-length check of the RSA paddings --------------------------------------------------
 
 TEST(OriginalDataLength, BoundsEachPaddingForA2048BitKey) {
   struct Case {

@@ -86,8 +86,6 @@ ByteArray SubjectPublicKeyInfo(const char* algorithmOid, const ByteArray& parame
   return der;
 }
 
-// ---- public keys ----------------------------------------------------------------------------
-
 TEST(RsaPublicKey, ImportsTheToolsSubjectPublicKeyInfoAndGivesItBack) {
   const Numbers k;
   const auto algorithm = Algorithm(L"RSA");
@@ -186,8 +184,6 @@ TEST(RsaPublicKey, TracesItsAlgorithmAndTheWrappedRefusal) {
                                      }));
 }
 
-// ---- private keys ---------------------------------------------------------------------------
-
 TEST(RsaPrivateKey, ImportsPkcs8AndGivesItBack) {
   const auto key = ImportKey(L"PKCS8", Fixture("rsa2048.pkcs8.der"));
   const auto* rsa = dynamic_cast<IRSAPrivateCRTKey*>(key.get());
@@ -284,8 +280,6 @@ TEST(RsaPrivateKey, NoTraceLineCarriesItsNumbers) {
     }
   }
 }
-
-// ---- key structures for the platform --------------------------------------------------------
 
 TEST(KeyStructures, RsaPublicKeyBecomesTheBlobsOfBothPlatformPaths) {
   const Numbers k;

@@ -45,8 +45,6 @@ std::unique_ptr<CCryptoException> Failure(Verifier& v, const ByteArray& data, co
   return Thrown([&] { v.Verify(data, signature); });
 }
 
-// ---- signatures of the openssl tool ---------------------------------------------------------
-
 // PKCS #1 over each DigestInfo (leaving the signature mode in the caller's map), raw, X9.31.
 TEST(RsaSignature, VerifiesTheToolsSignaturesUnderEachPadding) {
   const ByteArray data = Fixture("data.txt");
@@ -115,8 +113,6 @@ TEST(RsaSignature, TracesItsAnswer) {
   EXPECT_EQ(capture.At(NQLOG_DATA).back(), L"CCNGRSASignature::Verify: returns false");
 }
 
-// ---- parameters and keys --------------------------------------------------------------------
-
 TEST(RsaSignature, RefusesWhatItCannotVerifyWith) {
   const ByteArray signature = Fixture("data.sha256.sig");
   const ByteArray info = DigestInfo("sha256", Fixture("data.txt"));
@@ -161,8 +157,6 @@ TEST(RsaSignature, ASignatureThePlatformRefusesIsAnError) {
               L"CCNGRSASignature::Verify : Error 0xc000000d returned by BCryptEncrypt");
   }
 }
-
-// ---- states ---------------------------------------------------------------------------------
 
 TEST(RsaSignature, FollowsItsLifeCycle) {
   Verifier v(L"PKCS1");
@@ -212,8 +206,6 @@ TEST(RsaSignature, VerifyWithDataWrapsItsFailures) {
   EXPECT_EQ(MessageAt(e.get(), 1), L"Signature is not initialized");
 }
 
-// ---- the CryptoAPI path ---------------------------------------------------------------------
-
 class RsaSignatureWithoutCNG : public WithModuleHooks {};
 
 TEST_F(RsaSignatureWithoutCNG, CryptEncryptPadsTheSignatureAsAnyDataAndRefusesAWholeBlock) {
@@ -235,8 +227,6 @@ TEST_F(RsaSignatureWithoutCNG, CryptEncryptPadsTheSignatureAsAnyDataAndRefusesAW
   MakeCNGAvailable();
   EXPECT_TRUE(v.engine->Verify(Fixture("data.sha256.sig")));
 }
-
-// ---- the signature value --------------------------------------------------------------------
 
 TEST(SignatureValue, HoldsItsAlgorithmAndValue) {
   const auto parameters = std::unique_ptr<IAlgorithmParameters>(IAlgorithmParameters::Create());
