@@ -1,5 +1,4 @@
-// Helpers of the engine tests: bytes from text and hex, algorithms by name, expected failures,
-// and a fixture that leaves the CNG table and the module registry clean.
+// Helpers of the engine tests: bytes, algorithms by name, and a fixture for the module hooks.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +9,7 @@
 
 #include "framework/crypto.cngtable.h"
 #include "platform/testing.h"
+#include "support/hex.h"
 #include "support/thrown.h"
 #include "zt/crypto.h"
 
@@ -19,22 +19,8 @@ using namespace ZT::Framework;
 
 inline ByteArray Text(std::string_view text) { return ByteArray(text.begin(), text.end()); }
 
-inline ByteArray Hex(std::string_view hex) {
-  ByteArray bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
-    bytes.push_back(static_cast<unsigned char>(std::stoul(std::string(hex.substr(i, 2)), nullptr, 16)));
-  return bytes;
-}
-
-inline std::string ToHex(const ByteArray& bytes) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string out;
-  for (unsigned char b : bytes) {
-    out += kDigits[b >> 4];
-    out += kDigits[b & 15];
-  }
-  return out;
-}
+inline ByteArray Hex(std::string_view hex) { return zttest::FromHex(hex); }
+using zttest::ToHex;
 
 inline std::unique_ptr<IAlgorithm> Algorithm(const WString& friendlyName) {
   const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
@@ -51,15 +37,9 @@ inline std::unique_ptr<IKey> RawKey(const ByteArray& bytes, const WString& algor
   return std::unique_ptr<IKey>(IKey::Create(Algorithm(algorithm).get(), L"RAW", bytes));
 }
 
+using zttest::ExpectFailure;
 using zttest::MessageAt;
 using zttest::Thrown;
-
-// `e` is a failure with `id` and `message`.
-inline void ExpectFailure(const std::unique_ptr<CCryptoException>& e, std::uint64_t id, const WString& message) {
-  ASSERT_TRUE(e) << "no exception; expected " << std::string(message.begin(), message.end());
-  EXPECT_EQ(e->getID(), id);
-  EXPECT_EQ(e->getMessage(), message);
-}
 
 // Tests that hook the module registry: the hooks are removed and the table emptied afterwards,
 // so that later tests load it afresh.

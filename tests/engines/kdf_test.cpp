@@ -1,5 +1,4 @@
-// PBKDF2: RFC 6070 and RFC 7914 answers, the parameter map's defaults, the life cycle, and the
-// factory's choice of engine.
+// PBKDF2: RFC 6070 and RFC 7914 answers, defaults, life cycle, and the factory.
 #include <openssl/evp.h>
 
 #include <gmock/gmock.h>

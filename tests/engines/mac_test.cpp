@@ -1,5 +1,4 @@
-// HMAC on CNG: RFC 4231 and RFC 2202 answers, the Init/Mac life cycle, key formats, failures
-// that keep state and data, and the factory's choice of engine.
+// HMAC on CNG: RFC 4231 and RFC 2202 answers, life cycle, key formats, failures, the factory.
 #include <string>
 #include <vector>
 

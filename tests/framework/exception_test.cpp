@@ -10,6 +10,7 @@
 namespace {
 
 using namespace ZT::Framework;
+using zttest::ExpectFailure;
 using zttest::LogCapture;
 using zttest::Thrown;
 
@@ -41,9 +42,7 @@ TEST(RaiseAndWrap, WrappedExceptionCarriesInnerIdItsOwnMessageAndLine) {
   CountedException* inner = nullptr;
   const unsigned line = __LINE__ + 1;
   auto e = Thrown([&] { fn.Wrap(L"new CThing() failed", [&]() -> int { throw inner = new CountedException; }); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_NOT_SUPPORTED);
-  EXPECT_EQ(e->getMessage(), L"new CThing() failed");
+  ExpectFailure(e, CRYPTO_NOT_SUPPORTED, L"new CThing() failed");
   EXPECT_EQ(e->getLineNumber(), line);
   EXPECT_EQ(e->getInnerException(), inner);
   EXPECT_EQ(CountedException::destroyed, 0);
@@ -66,9 +65,7 @@ TEST(RaiseAndWrap, WrapLetsOtherExceptionTypesPassUnlessAskedFor) {
     fn.Wrap<IException>(L"Digest failed",
                         [&]() -> int { throw static_cast<IException*>(new CException(L"f", 1, L"in", 2, nullptr)); });
   });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getMessage(), L"Digest failed");
-  EXPECT_EQ(e->getID(), 2u);
+  ExpectFailure(e, 2, L"Digest failed");
 }
 
 TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
@@ -89,9 +86,7 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
   const auto e = Thrown([&] {
     fail.Run([&] { fail.Raise(CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed", L"Error 0x%x returned by BCryptHashData", 0xC000000Du); });
   });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
-  EXPECT_EQ(e->getMessage(), L"BCryptHashData failed");
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed");
   EXPECT_EQ(e->getLineNumber(), line);
   EXPECT_EQ(e->getFilename(), L"tests/framework/exception_test");
   EXPECT_EQ(e->getInnerException(), nullptr);
@@ -120,8 +115,7 @@ TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
       });
     });
   });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"new CCNGMessageDigest() failed");
   const std::wstring self = zttest::AddressText(&capture);
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|MessageDigest::Create",
@@ -139,8 +133,7 @@ TEST(TraceLines, NullArgumentRaiseWritesOnlyTheReturnsLine) {
     const FunctionTrace fn(L"Signature::Create");
     fn.Run([&] { fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pAlgorithm should not be NULL"); });
   });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
+  ExpectFailure(e, CRYPTO_BAD_PARAM, L"pAlgorithm should not be NULL");
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|Signature::Create",
                                  L"16|Signature::Create Returns pAlgorithm should not be NULL",

@@ -33,29 +33,19 @@ TEST(DataMap, LookupsMissAbsentKeysOtherSpellingsAndOtherKinds) {
   EXPECT_EQ(flag, 1);
 }
 
-TEST(DataMap, EachKindReadsBackAndTheLastValueWins) {
+// Each kind's read-back shows through the typed pairs of the parameter maps (framework tests);
+// here the rules of the map itself.
+TEST(DataMap, TheLastValueWinsBytesAreOneKindAndAKeyMayHaveNoValue) {
   Map map;
   map.Add(L"n", NQData(std::uint64_t{7}));
   map.Add(L"n", NQData(std::uint64_t{8}));
-  map.Add(L"s", NQData(WString(L"text")));
-  map.Add(L"b", ByteArray{1, 2, 3});
   map.Add(L"nb", NQData(ByteArray{4, 5}));  // bytes are one kind, however they were added
-  map.Add(L"f", static_cast<unsigned char>(0xFE));
-  map.Add(L"l", StringList{L"1.2.3", L"2.5.29.37"});
   map.Add(L"p");
-
-  NQData number, text;
-  ByteArray bytes, bytesOfData;
-  unsigned char flag = 0;
-  StringList list;
-  ASSERT_TRUE(map.Get(L"n", number) && map.Get(L"s", text) && map.Get(L"b", bytes) && map.Get(L"nb", bytesOfData) &&
-              map.Get(L"f", flag) && map.Get(L"l", list));
+  NQData number;
+  ByteArray bytesOfData;
+  ASSERT_TRUE(map.Get(L"n", number) && map.Get(L"nb", bytesOfData));
   EXPECT_EQ(number.Uint(), 8u);
-  EXPECT_EQ(text.string(), L"text");
-  EXPECT_EQ(bytes, (ByteArray{1, 2, 3}));
   EXPECT_EQ(bytesOfData, (ByteArray{4, 5}));
-  EXPECT_EQ(flag, 0xFE);
-  EXPECT_EQ(list, (StringList{L"1.2.3", L"2.5.29.37"}));
   EXPECT_TRUE(map.Get(L"p"));
   EXPECT_FALSE(map.Get(L"p", number)) << "a key without a value has no NQData value";
   EXPECT_EQ(map.erase(L"p"), 1u);

@@ -1,5 +1,4 @@
-// CNG hashes and HMACs against FIPS 180-4, RFC 1321, RFC 4231 and RFC 2202, the object memory
-// contract, the property protocol and handle checks.
+// CNG hashes and HMACs: object memory, the property protocol, handles, and RFC 4231.
 
 #include <algorithm>
 #include <thread>
@@ -10,9 +9,6 @@ using namespace zttest;
 
 namespace {
 
-const std::string k448 = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
-const std::string k896 =
-    "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopqrstnopqrstu";
 const ULONG kHmac = BCRYPT_ALG_HANDLE_HMAC_FLAG;
 
 // The whole sequence an engine runs: open, object length, create in caller memory, one update,
@@ -34,39 +30,19 @@ Bytes Hash(const wchar_t* algorithm, const Bytes& data, ULONG openFlags = 0, con
 
 }  // namespace
 
-TEST(CngHash, DigestsAndHmacsMatchPublishedExamples) {
-  const Bytes key0b(20, 0x0b), jefe = FromText("Jefe"), keyAA(131, 0xaa);
-  const std::string hi = "Hi There", what = "what do ya want for nothing?",
-                    big = "Test Using Larger Than Block-Size Key - Hash Key First";
+// Digests and HMAC-SHA1/SHA256 are checked against their vectors through MessageDigest and MAC;
+// here what only the seam reaches: HMAC-SHA384/512 (RFC 4231) and a secret on a plain provider.
+TEST(CngHash, HmacsMatchRfc4231AndAPlainProviderIgnoresTheSecret) {
+  const Bytes key0b(20, 0x0b), jefe = FromText("Jefe");
+  const std::string hi = "Hi There", what = "what do ya want for nothing?";
   const struct {
     const wchar_t* algorithm;
     std::string message;
     const char* expected;
-    ULONG flags = 0;
-    Bytes key = {};
+    ULONG flags;
+    Bytes key;
   } vectors[] = {
-      {L"MD5", "", "d41d8cd98f00b204e9800998ecf8427e"},
-      {L"MD5", "abc", "900150983cd24fb0d6963f7d28e17f72"},
-      {L"MD5", "message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-      {L"SHA1", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
-      {L"SHA1", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d", 0, key0b},  // a plain provider ignores the secret
-      {L"SHA1", k448, "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
-      {L"SHA256", "abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
-      {L"SHA256", k448, "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
-      {L"SHA256", "", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
-      {L"SHA384", "abc",
-       "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7"},
-      {L"SHA384", k896,
-       "09330c33f71147e83d192fc782cd1b4753111b173b3b05d22fa08086e3b0f712fcc7c71a557e2db966c3e9fa91746039"},
-      {L"SHA512", "abc",
-       "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e"
-       "2a9ac94fa54ca49f"},
-      {L"SHA512", k896,
-       "8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018501d289e4900f7e4331b99dec4b5433ac7d329eeb6dd2654"
-       "5e96e55b874be909"},
-      {L"SHA256", hi, "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7", kHmac, key0b},
-      {L"SHA256", what, "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843", kHmac, jefe},
-      {L"SHA256", big, "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54", kHmac, keyAA},
+      {L"SHA1", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d", 0, key0b},
       {L"SHA384", hi,
        "afd03944d84895626b0825f4ab46907f15f9dadbe4101ec682aa034c7cebc59cfaea9ea9076ede7f4af152e8b2fa9cb6", kHmac, key0b},
       {L"SHA384", what,
@@ -77,27 +53,9 @@ TEST(CngHash, DigestsAndHmacsMatchPublishedExamples) {
       {L"SHA512", what,
        "164b7a7bfcf819e2e395fbe73b56e0a387bd64222e831fd610270cd7ea2505549758bf75c05a994a6d034f65f8f0e6fdcaeab1a34d4a6b"
        "4b636e070a38bce737", kHmac, jefe},
-      {L"SHA1", hi, "b617318655057264e28bc0b6fb378c8ef146be00", kHmac, key0b},
-      {L"SHA1", what, "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79", kHmac, jefe},
   };
   for (const auto& v : vectors)
     EXPECT_EQ(ToHex(Hash(v.algorithm, FromText(v.message), v.flags, v.key)), v.expected) << v.message << v.flags;
-}
-
-TEST(CngHash, DataInPiecesHashesAsOneMessage) {
-  const Bytes message = FromText(k896);
-  Provider provider(L"SHA512");
-  for (std::size_t split : {std::size_t{0}, std::size_t{1}, std::size_t{63}, std::size_t{64}, message.size()}) {
-    BCRYPT_HASH_HANDLE hash = nullptr;
-    ASSERT_EQ(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0), STATUS_SUCCESS);
-    PUCHAR data = const_cast<PUCHAR>(message.data());
-    EXPECT_EQ(BCryptHashData(hash, data, static_cast<ULONG>(split), 0), STATUS_SUCCESS);
-    EXPECT_EQ(BCryptHashData(hash, data + split, static_cast<ULONG>(message.size() - split), 0), STATUS_SUCCESS);
-    Bytes digest(64);
-    EXPECT_EQ(BCryptFinishHash(hash, digest.data(), 64, 0), STATUS_SUCCESS);
-    EXPECT_EQ(ToHex(digest).substr(0, 16), "8e959b75dae313da") << split;
-    EXPECT_EQ(BCryptDestroyHash(hash), STATUS_SUCCESS);
-  }
 }
 
 TEST(CngHash, ObjectLivesInCallerMemoryOfFullLengthAndIsWipedOnDestroy) {

@@ -1,5 +1,4 @@
-// CNG block ciphers against NIST SP 800-38A (AES), SP 800-67 (TDES) and FIPS 81 (DES), with
-// CNG's IV, padding and size-query conventions and its key blob checks.
+// CNG block ciphers against SP 800-38A (AES), SP 800-67 (TDES) and FIPS 81 (DES), and their rules.
 
 #include <algorithm>
 

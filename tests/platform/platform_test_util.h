@@ -3,14 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "support/command.h"
+#include "support/hex.h"
 #include "support/tool_runner.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -20,59 +16,33 @@ namespace zttest {
 
 using Bytes = std::vector<unsigned char>;
 
-inline Bytes FromHex(const std::string& hex) {
-  std::string digits;
-  for (char c : hex)
-    if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
-  Bytes out;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-    out.push_back(static_cast<unsigned char>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-  return out;
-}
-
-inline std::string ToHex(const unsigned char* data, std::size_t size) {
-  static const char* digits = "0123456789abcdef";
-  std::string out;
-  for (std::size_t i = 0; i < size; ++i) out += {digits[data[i] >> 4], digits[data[i] & 15]};
-  return out;
-}
-inline std::string ToHex(const Bytes& bytes) { return ToHex(bytes.data(), bytes.size()); }
+inline Bytes FromHex(std::string_view hex) { return zttest::FromHex<Bytes>(hex); }
 inline Bytes FromText(const std::string& text) { return Bytes(text.begin(), text.end()); }
 inline Bytes Concat(Bytes a, const Bytes& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
+// The memory of a blob header or other plain struct.
+template <class T>
+Bytes BytesOf(const T& value) {
+  return Bytes(reinterpret_cast<const unsigned char*>(&value), reinterpret_cast<const unsigned char*>(&value) + sizeof(value));
+}
 inline Bytes Head(const Bytes& b, std::size_t n) { return Bytes(b.begin(), b.begin() + static_cast<long>(n)); }
 
-inline Bytes ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 // A file of tests/fixtures/platform.
 inline std::string PlatformFixturePath(const std::string& name) { return FixturePath("platform/" + name); }
-inline Bytes ReadFixture(const std::string& name) {
-  const Bytes bytes = ReadFile(PlatformFixturePath(name));
-  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << PlatformFixturePath(name);
-  return bytes;
-}
+inline Bytes ReadFixture(const std::string& name) { return ReadFixtureFile("platform/" + name); }
 inline std::string ReadFixtureText(const std::string& name) {
   const Bytes bytes = ReadFixture(name);
   return std::string(bytes.begin(), bytes.end());
 }
 
-// Decrypts `cipher` (big-endian) with the fixture's private key by the openssl command-line
-// tool, with the given pkeyutl options. Empty when the tool refuses it.
+// Decrypts `cipher` (big-endian) with the fixture's private key by the openssl tool, with the
+// given pkeyutl options. Empty when the tool refuses it.
 inline Bytes OpensslDecrypt(const Bytes& cipher, const std::string& options) {
-  const std::string base = testing::TempDir() + "zt_platform_" + std::to_string(::getpid());
-  const std::string in = base + ".in", out = base + ".out";
-  std::ofstream(in, std::ios::binary).write(reinterpret_cast<const char*>(cipher.data()), static_cast<long>(cipher.size()));
-  std::remove(out.c_str());
-  const std::string command = "openssl pkeyutl -decrypt -inkey '" + PlatformFixturePath("rsa2048.key.pem") + "' " +
-                              options + " -in '" + in + "' -out '" + out + "' 2>/dev/null";
-  Bytes plain = std::system(command.c_str()) == 0 ? ReadFile(out) : Bytes();
-  std::remove(in.c_str());
-  std::remove(out.c_str());
-  return plain;
+  return OpensslOutput("pkeyutl -decrypt -inkey " + ShellQuoted(PlatformFixturePath("rsa2048.key.pem")) + " " + options +
+                           " -in {in} -out {out}",
+                       cipher);
 }
 
 // SP 800-38A F.1/F.2: the plaintext, the CBC IV, and AES-128/192/256 in ECB and CBC.
@@ -146,8 +116,9 @@ inline ULONG UlongProperty(BCRYPT_HANDLE object, const wchar_t* name) {
 
 // A KeyDataBlob for `key`.
 inline Bytes KeyDataBlob(const Bytes& key) {
-  BCRYPT_KEY_DATA_BLOB_HEADER header{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1, static_cast<ULONG>(key.size())};
-  return Concat(Bytes(reinterpret_cast<unsigned char*>(&header), reinterpret_cast<unsigned char*>(&header) + sizeof(header)), key);
+  return Concat(BytesOf(BCRYPT_KEY_DATA_BLOB_HEADER{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1,
+                                                   static_cast<ULONG>(key.size())}),
+                key);
 }
 
 // BCryptEncrypt or BCryptDecrypt with the engines' two calls: the size first, then the data.

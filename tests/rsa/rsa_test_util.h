@@ -1,17 +1,12 @@
-// Helpers of the RSA tests: the fixtures of tests/fixtures/rsa (made by the openssl tool), the
-// openssl tool itself as the independent party, and parameter maps.
+// Helpers of the RSA tests: fixtures of tests/fixtures/rsa and the openssl tool as the other party.
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "engines/engine_test_util.h"
+#include "support/command.h"
 #include "support/tool_runner.h"
 
 namespace rsatest {
@@ -20,43 +15,21 @@ using namespace enginetest;
 
 inline std::string FixtureFile(const std::string& name) { return zttest::FixturePath("rsa/" + name); }
 
-inline ByteArray ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) ADD_FAILURE() << "cannot read " << path;
-  return ByteArray(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+inline ByteArray Fixture(const std::string& name) {
+  const auto bytes = zttest::ReadFixtureFile("rsa/" + name);
+  return ByteArray(bytes.begin(), bytes.end());
 }
-
-inline void WriteFile(const std::string& path, const ByteArray& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-inline ByteArray Fixture(const std::string& name) { return ReadFile(FixtureFile(name)); }
 
 // A fixture of hex digits (one line, as openssl asn1parse prints integers).
 inline ByteArray HexFixture(const std::string& name) {
   const ByteArray text = Fixture(name);
-  std::string digits;
-  for (unsigned char c : text)
-    if (std::isxdigit(c)) digits += static_cast<char>(c);
-  return Hex(digits);
+  return Hex(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
 }
 
-// Runs the openssl tool over `input`: `arguments` with "{in}" and "{out}" standing for the files
-// it reads and writes (fixtures named through FixtureFile). The output, or empty when the tool
-// fails.
-inline ByteArray Openssl(std::string arguments, const ByteArray& input) {
-  const std::string base = testing::TempDir() + "zt_rsa_" + std::to_string(::getpid());
-  const std::string in = base + ".in", out = base + ".out";
-  for (const auto& [placeholder, path] : {std::pair{"{in}", in}, std::pair{"{out}", out}})
-    arguments.replace(arguments.find(placeholder), std::string(placeholder).size(), "'" + path + "'");
-  WriteFile(in, input);
-  std::remove(out.c_str());
-  const bool ok = std::system(("openssl " + arguments + " 2>/dev/null").c_str()) == 0;
-  ByteArray output = ok ? ReadFile(out) : ByteArray();
-  std::remove(in.c_str());
-  std::remove(out.c_str());
-  return output;
+// The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
+inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
+  const auto output = zttest::OpensslOutput(arguments, std::vector<unsigned char>(input.begin(), input.end()));
+  return ByteArray(output.begin(), output.end());
 }
 
 // The digest `name` ("sha256", ...) of `data` by the openssl tool.
@@ -77,11 +50,22 @@ inline ByteArray OpensslDecrypt(const ByteArray& cipher, const std::string& opti
                  cipher);
 }
 
-// The raw RSA public operation on a signature of the 2048-bit fixture key: the block it signs.
-inline ByteArray OpensslRecover(const ByteArray& signature) {
-  return Openssl("pkeyutl -verifyrecover -pubin -inkey '" + FixtureFile("rsa2048.pub.pem") +
-                     "' -pkeyopt rsa_padding_mode:none -in {in} -out {out}",
-                 signature);
+// The DigestInfo of `data` hashed by the openssl tool (prefixes of RFC 8017, 9.2 note 1).
+inline ByteArray DigestInfo(const std::string& hash, const ByteArray& data) {
+  const std::pair<const char*, const char*> prefixes[] = {
+      {"md5", "3020300c06082a864886f70d020505000410"},      {"sha1", "3021300906052b0e03021a05000414"},
+      {"sha256", "3031300d060960864801650304020105000420"}, {"sha384", "3041300d060960864801650304020205000430"},
+      {"sha512", "3051300d060960864801650304020305000440"},
+  };
+  for (const auto& [name, prefix] : prefixes) {
+    if (hash != name) continue;
+    ByteArray info = Hex(prefix);
+    const ByteArray digest = OpensslDigest(hash, data);
+    info.insert(info.end(), digest.begin(), digest.end());
+    return info;
+  }
+  ADD_FAILURE() << "no DigestInfo prefix for " << hash;
+  return {};
 }
 
 inline std::unique_ptr<ICryptoParserParameterMap> NewMap() {

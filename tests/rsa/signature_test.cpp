@@ -1,6 +1,5 @@
-// RSA signature verification: signatures made by the openssl tool under each padding, answers of
-// false for what does not match, refusals, the engine's states, the CryptoAPI path, and the
-// signature value class.
+// RSA signature verification of the openssl tool's signatures: answers, refusals, states, the
+// CryptoAPI path, and the signature value class.
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,24 +12,6 @@ namespace {
 
 using namespace rsatest;
 using zttest::LogCapture;
-
-// The DigestInfo prefixes of RFC 8017, 9.2 note 1.
-ByteArray DigestInfo(const std::string& hash, const ByteArray& data) {
-  const std::pair<const char*, const char*> prefixes[] = {
-      {"md5", "3020300c06082a864886f70d020505000410"},      {"sha1", "3021300906052b0e03021a05000414"},
-      {"sha256", "3031300d060960864801650304020105000420"}, {"sha384", "3041300d060960864801650304020205000430"},
-      {"sha512", "3051300d060960864801650304020305000440"},
-  };
-  for (const auto& [name, prefix] : prefixes) {
-    if (hash != name) continue;
-    ByteArray info = Hex(prefix);
-    const ByteArray digest = OpensslDigest(hash, data);
-    info.insert(info.end(), digest.begin(), digest.end());
-    return info;
-  }
-  ADD_FAILURE() << "no DigestInfo prefix for " << hash;
-  return {};
-}
 
 // An engine, its map and the 2048-bit fixture key.
 struct Verifier {
@@ -64,8 +45,6 @@ std::unique_ptr<CCryptoException> Failure(Verifier& v, const ByteArray& data, co
   return Thrown([&] { v.Verify(data, signature); });
 }
 
-// ---- signatures of the openssl tool ---------------------------------------------------------
-
 // PKCS #1 over each DigestInfo (leaving the signature mode in the caller's map), raw, X9.31.
 TEST(RsaSignature, VerifiesTheToolsSignaturesUnderEachPadding) {
   const ByteArray data = Fixture("data.txt");
@@ -97,16 +76,14 @@ TEST(RsaSignature, VerifiesTheToolsSignaturesUnderEachPadding) {
 TEST(RsaSignature, AnswersFalseForWhatDoesNotMatch) {
   const ByteArray info = DigestInfo("sha256", Fixture("data.txt"));
   const ByteArray signature = Fixture("data.sha256.sig");
-  ByteArray lowBitFlipped = signature, middleBitFlipped = signature;
-  lowBitFlipped.back() ^= 0x01;
-  middleBitFlipped[128] ^= 0x10;
+  ByteArray flipped = signature;
+  flipped[128] ^= 0x10;
   const ByteArray truncated(signature.begin(), signature.end() - 1);
 
   Verifier v(L"PKCS1");
   EXPECT_FALSE(v.Verify(DigestInfo("sha256", Fixture("other.txt")), signature));
   EXPECT_FALSE(v.Verify(DigestInfo("sha1", Fixture("data.txt")), signature));
-  EXPECT_FALSE(v.Verify(info, lowBitFlipped));
-  EXPECT_FALSE(v.Verify(info, middleBitFlipped));
+  EXPECT_FALSE(v.Verify(info, flipped));
   EXPECT_FALSE(v.Verify(info, truncated));
   EXPECT_FALSE(v.Verify(info, Fixture("data.sha1.sig")));
   EXPECT_TRUE(v.Verify(info, signature));
@@ -135,8 +112,6 @@ TEST(RsaSignature, TracesItsAnswer) {
   EXPECT_EQ(capture.At(NQLOG_WARNING).back(), L"CCNGRSASignature::Verify : Signature is invalid");
   EXPECT_EQ(capture.At(NQLOG_DATA).back(), L"CCNGRSASignature::Verify: returns false");
 }
-
-// ---- parameters and keys --------------------------------------------------------------------
 
 TEST(RsaSignature, RefusesWhatItCannotVerifyWith) {
   const ByteArray signature = Fixture("data.sha256.sig");
@@ -182,8 +157,6 @@ TEST(RsaSignature, ASignatureThePlatformRefusesIsAnError) {
               L"CCNGRSASignature::Verify : Error 0xc000000d returned by BCryptEncrypt");
   }
 }
-
-// ---- states ---------------------------------------------------------------------------------
 
 TEST(RsaSignature, FollowsItsLifeCycle) {
   Verifier v(L"PKCS1");
@@ -233,8 +206,6 @@ TEST(RsaSignature, VerifyWithDataWrapsItsFailures) {
   EXPECT_EQ(MessageAt(e.get(), 1), L"Signature is not initialized");
 }
 
-// ---- the CryptoAPI path ---------------------------------------------------------------------
-
 class RsaSignatureWithoutCNG : public WithModuleHooks {};
 
 TEST_F(RsaSignatureWithoutCNG, CryptEncryptPadsTheSignatureAsAnyDataAndRefusesAWholeBlock) {
@@ -256,8 +227,6 @@ TEST_F(RsaSignatureWithoutCNG, CryptEncryptPadsTheSignatureAsAnyDataAndRefusesAW
   MakeCNGAvailable();
   EXPECT_TRUE(v.engine->Verify(Fixture("data.sha256.sig")));
 }
-
-// ---- the signature value --------------------------------------------------------------------
 
 TEST(SignatureValue, HoldsItsAlgorithmAndValue) {
   const auto parameters = std::unique_ptr<IAlgorithmParameters>(IAlgorithmParameters::Create());

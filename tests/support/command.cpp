@@ -1,10 +1,14 @@
 #include "support/command.h"
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+
+#include "support/tool_runner.h"
 
 namespace zttest {
 
@@ -25,6 +29,26 @@ std::string CommandOutput(const std::string& command, int* status) {
 std::vector<unsigned char> ReadBinaryFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::vector<unsigned char> ReadFixtureFile(const std::string& relative) {
+  std::vector<unsigned char> bytes = ReadBinaryFile(FixturePath(relative));
+  if (bytes.empty()) ADD_FAILURE() << "missing fixture " << relative;
+  return bytes;
+}
+
+std::vector<unsigned char> OpensslOutput(std::string arguments, const std::vector<unsigned char>& input) {
+  const std::string base = testing::TempDir() + "zt_openssl_" + std::to_string(::getpid());
+  const std::string in = base + ".in", out = base + ".out";
+  for (const auto& [placeholder, path] : {std::pair<std::string, std::string>{"{in}", in}, {"{out}", out}})
+    arguments.replace(arguments.find(placeholder), placeholder.size(), ShellQuoted(path));
+  std::ofstream(in, std::ios::binary).write(reinterpret_cast<const char*>(input.data()), static_cast<std::streamsize>(input.size()));
+  std::remove(out.c_str());
+  const bool ok = std::system(("openssl " + arguments + " 2>/dev/null").c_str()) == 0;
+  std::vector<unsigned char> output = ok ? ReadBinaryFile(out) : std::vector<unsigned char>();
+  std::remove(in.c_str());
+  std::remove(out.c_str());
+  return output;
 }
 
 std::string ShellQuoted(const std::string& text) {

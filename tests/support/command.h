@@ -12,6 +12,14 @@ std::string CommandOutput(const std::string& command, int* status = nullptr);
 // The whole content of a file (empty when it cannot be read).
 std::vector<unsigned char> ReadBinaryFile(const std::string& path);
 
+// The bytes of the fixture file `relative` (under tests/fixtures); a test failure when it is
+// missing or empty.
+std::vector<unsigned char> ReadFixtureFile(const std::string& relative);
+
+// Runs the openssl tool with `arguments`, in which "{in}" stands for a file holding `input` and
+// "{out}" for the file it writes. The output, or empty when the tool fails.
+std::vector<unsigned char> OpensslOutput(std::string arguments, const std::vector<unsigned char>& input);
+
 // `text` quoted for the shell.
 std::string ShellQuoted(const std::string& text);
 

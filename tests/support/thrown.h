@@ -1,7 +1,12 @@
-// The library's exceptions in tests: what a call threw, and the messages of its inner chain.
+// The library's exceptions in tests: what a call threw, its id and message, and the messages of
+// its inner chain.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <cstdint>
 #include <memory>
+#include <string>
 
 #include "zt/exception.h"
 
@@ -16,6 +21,14 @@ std::unique_ptr<ZT::Framework::CCryptoException> Thrown(Call&& call) {
     return std::unique_ptr<ZT::Framework::CCryptoException>(e);
   }
   return nullptr;
+}
+
+// `e` is a failure with `id` and `message`.
+inline void ExpectFailure(const std::unique_ptr<ZT::Framework::CCryptoException>& e, std::uint64_t id,
+                          const ZT::Framework::WString& message) {
+  ASSERT_TRUE(e) << "no exception; expected " << std::string(message.begin(), message.end());
+  EXPECT_EQ(e->getID(), id);
+  EXPECT_EQ(e->getMessage(), message);
 }
 
 // The message of the exception `inner` levels down from `e` ("<none>" when there is none).
