@@ -12,6 +12,7 @@ namespace certtest {
 using namespace ZT::Framework;
 using zttest::FieldOf;
 using zttest::MessageAt;
+using zttest::FromHex;
 using zttest::OpensslX509;
 using zttest::Thrown;
 using zttest::UpperHex;
@@ -20,7 +21,6 @@ inline ByteArray Der(const std::string& name) {
   const auto bytes = zttest::CertBytes(name);
   return ByteArray(bytes.begin(), bytes.end());
 }
-inline ByteArray FromHex(const std::string& hex) { return zttest::FromHex<ByteArray>(hex); }
 
 inline std::unique_ptr<IX509Certificate> Load(const ByteArray& der) {
   return std::unique_ptr<IX509Certificate>(

@@ -40,7 +40,7 @@ TEST(CertificateContext, DecodesTheMembersOfCertInfo) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
 
   // Unique identifiers keep their unused-bit counts (the classes give only the bytes).
-  const Context v2 = NewContext(zttest::FromHex(zttest::kVersion2Certificate));
+  const Context v2 = NewContext(zttest::FromHex<Bytes>(zttest::kVersion2Certificate));
   ASSERT_NE(v2, nullptr) << std::hex << GetLastError();
   EXPECT_EQ(v2->pCertInfo->dwVersion, static_cast<DWORD>(CERT_V2));
   EXPECT_EQ(v2->pCertInfo->IssuerUniqueId.cUnusedBits, 4u);

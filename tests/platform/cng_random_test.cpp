@@ -1,4 +1,4 @@
-// CNG random numbers and the PBKDF2 entry's own rules.
+// CNG random numbers, and PBKDF2: its own rules and published answers.
 
 #include <openssl/evp.h>
 
@@ -43,8 +43,22 @@ TEST(CngPbkdf2, NeedsAnHmacProviderAndSaneArgumentsAndMatchesOpenssl) {
   EXPECT_EQ(BCryptDeriveKeyPBKDF2(hmac, nullptr, 1, nullptr, 0, 1, key.data(), 16, 0), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptDeriveKeyPBKDF2(hmac, password, 1, nullptr, 0, 1, key.data(), 16, 0), STATUS_SUCCESS);
 
-  // RFC 6070 and RFC 7914 run through KeyDerivation (engine tests); here an empty password and
-  // salt with HMAC-SHA512, against OpenSSL's own PBKDF2 on its default context.
+  // One answer of RFC 6070 (HMAC-SHA1) and of RFC 7914 section 11 (HMAC-SHA256); the others run
+  // through KeyDerivation.
+  const auto derive = [](const wchar_t* algorithm, const char* pass, const char* salt, ULONG count, ULONG length) {
+    Provider prf(algorithm, BCRYPT_ALG_HANDLE_HMAC_FLAG);
+    Bytes p = FromText(pass), s = FromText(salt), out(length);
+    EXPECT_EQ(BCryptDeriveKeyPBKDF2(prf, p.data(), static_cast<ULONG>(p.size()), s.data(), static_cast<ULONG>(s.size()),
+                                    count, out.data(), length, 0),
+              STATUS_SUCCESS);
+    return ToHex(out);
+  };
+  EXPECT_EQ(derive(BCRYPT_SHA1_ALGORITHM, "password", "salt", 2, 20), "ea6c014dc72d6f8ccd1ed92ace1d41f0d8de8957");
+  EXPECT_EQ(derive(BCRYPT_SHA256_ALGORITHM, "passwd", "salt", 1, 64),
+            "55ac046e56e3089fec1691c22544b605f94185216dde0465e68b9d57c20dacbc"
+            "49ca9cccf179b645991664b39d77ef317c71b845b1e30bd509112041d3a19783");
+
+  // An empty password and salt with HMAC-SHA512, against OpenSSL's own PBKDF2.
   Provider sha512(BCRYPT_SHA512_ALGORITHM, BCRYPT_ALG_HANDLE_HMAC_FLAG);
   Bytes expected(32), derived(32);
   ASSERT_EQ(PKCS5_PBKDF2_HMAC("", 0, nullptr, 0, 3, EVP_sha512(), 32, expected.data()), 1);

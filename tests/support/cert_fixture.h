@@ -10,6 +10,7 @@
 
 #include "platform/certificates.h"
 #include "support/command.h"
+#include "support/hex.h"
 #include "support/tool_runner.h"
 #include "support/trust_store.h"
 
@@ -38,18 +39,6 @@ inline std::string UpperHex(const unsigned char* data, std::size_t size, const c
 template <class Bytes>
 std::string UpperHex(const Bytes& bytes, const char* separator = "") {
   return UpperHex(bytes.data(), bytes.size(), separator);
-}
-
-// Bytes of hex text (blanks ignored).
-template <class Bytes = std::vector<unsigned char>>
-Bytes FromHex(const std::string& hex) {
-  Bytes out;
-  std::string digits;
-  for (char c : hex)
-    if (c != ' ') digits += c;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-    out.push_back(static_cast<unsigned char>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-  return out;
 }
 
 // The output of `openssl x509 -inform DER -noout <options>` for fixture <name>.der.
