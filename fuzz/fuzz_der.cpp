@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "common/crypto.der.h"
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.h"
+#include "codec/crypto.der.writer.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.structures.h"
 #include "common/crypto.x500text.h"
 #include "fuzz_checks.h"
 #include "zt/crypto.h"

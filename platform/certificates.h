@@ -4,7 +4,7 @@
 //
 // The structures are the published C structures, in the global namespace: blobs are a count and
 // a pointer, integers in a CRYPT_INTEGER_BLOB stand least significant byte first, times are
-// FILETIMEs. (sources/common/crypto.asn1.types.h has owning C++ forms of some of them, with
+// FILETIMEs. (sources/codec/crypto.asn1.types.h has owning C++ forms of some of them, with
 // the same names, inside ZT::Framework: there, write these with "::".)
 //
 // Conventions: functions return TRUE or FALSE (or a pointer, null on failure); the reason for a

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "common/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.structures.h"
 #include "platform/openssl/certcontext.h"
 #include "platform/openssl/revocation.h"
 #include "platform/openssl/truststore.h"

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "common/crypto.der.h"
+#include "codec/crypto.der.h"
 #include "platform/certificates.h"
 
 namespace ZT::Platform {

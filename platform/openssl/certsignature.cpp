@@ -9,7 +9,7 @@
 
 #include <cstring>
 
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.writer.h"
 #include "platform/openssl/certcontext.h"
 #include "platform/openssl/library.h"
 

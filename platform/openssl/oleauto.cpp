@@ -9,7 +9,7 @@
 #include <cwctype>
 #include <optional>
 
-#include "common/crypto.der.time.h"
+#include "codec/crypto.der.time.h"
 #include "platform/systime.h"
 
 namespace Der = ZT::Framework::Der;

@@ -4,7 +4,7 @@
 
 #include "platform/openssl/revocation.h"
 
-#include "common/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.structures.h"
 
 namespace ZT::Platform {
 namespace {

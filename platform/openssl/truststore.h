@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "common/crypto.der.h"
+#include "codec/crypto.der.h"
 #include "platform/openssl/certcontext.h"
 
 namespace ZT::Platform {

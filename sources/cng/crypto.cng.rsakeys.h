@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "common/crypto.asn1.keys.h"
+#include "codec/crypto.asn1.keys.h"
 #include "zt/rsakey.h"
 
 namespace ZT::Framework {

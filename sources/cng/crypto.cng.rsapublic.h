@@ -12,7 +12,7 @@
 #include <cstdint>
 
 #include "cng/crypto.cng.handles.h"
-#include "common/crypto.asn1.keys.h"
+#include "codec/crypto.asn1.keys.h"
 #include "framework/crypto.trace.h"
 
 namespace ZT::Framework {

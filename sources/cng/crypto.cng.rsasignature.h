@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "cng/crypto.cng.engine.h"
-#include "common/crypto.asn1.keys.h"
+#include "codec/crypto.asn1.keys.h"
 #include "zt/signature.h"
 
 namespace ZT::Framework {

@@ -18,7 +18,7 @@
 //   static bool Encode(const Decoded& in, ByteArray* der);
 // A new structure type (a certificate, a public-key info, a key blob) is such a class declared in
 // its own family's header and defined in its own files; nothing here changes. The types of names,
-// general names and extensions are in common/crypto.asn1.structures.h.
+// general names and extensions are in codec/crypto.asn1.structures.h.
 #pragma once
 
 #include <concepts>
@@ -26,9 +26,9 @@
 #include <memory>
 #include <string_view>
 
-#include "common/crypto.asn1.structures.h"
-#include "common/crypto.asn1.types.h"
-#include "common/crypto.der.h"
+#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.der.h"
 #include "framework/crypto.trace.h"
 #include "zt/generalname.h"
 #include "zt/secure.h"

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "cng/crypto.cng.util.h"
-#include "common/crypto.asn1.keys.h"
+#include "codec/crypto.asn1.keys.h"
 #include "platform/platform.h"
 
 namespace ZT::Framework {

@@ -4,7 +4,7 @@
 #include <cwchar>
 
 #include "cng/crypto.cng.util.h"
-#include "common/crypto.der.time.h"
+#include "codec/crypto.der.time.h"
 
 namespace ZT::Framework {
 namespace {

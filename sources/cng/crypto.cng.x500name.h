@@ -2,7 +2,7 @@
 // the X.500 text functions (common/crypto.x500text.h).
 #pragma once
 
-#include "common/crypto.asn1.types.h"
+#include "codec/crypto.asn1.types.h"
 #include "framework/crypto.trace.h"
 #include "zt/x500name.h"
 

@@ -7,7 +7,7 @@
 
 #include "cng/crypto.cng.signature.h"
 #include "cng/crypto.cng.util.h"
-#include "common/crypto.asn1.certificate.h"
+#include "codec/crypto.asn1.certificate.h"
 #include "common/crypto.trace.lines.h"
 #include "framework/crypto.parameters.h"
 

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "common/crypto.asn1.structures.h"
-#include "common/crypto.der.h"
+#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework::X500Text {
 namespace {

@@ -44,7 +44,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/crypto.asn1.types.h"
+#include "codec/crypto.asn1.types.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework::X500Text {

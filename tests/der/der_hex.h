@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "common/crypto.der.h"
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.h"
+#include "codec/crypto.der.writer.h"
 #include "support/hex.h"
 #include "zt/secure.h"
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "common/crypto.der.h"
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.h"
+#include "codec/crypto.der.writer.h"
 #include "der_hex.h"
 
 using namespace ZT::Framework;

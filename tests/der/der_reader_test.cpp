@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/crypto.der.h"
+#include "codec/crypto.der.h"
 #include "der_hex.h"
 #include "support/command.h"
 #include "support/tool_runner.h"

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "common/crypto.der.h"
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.h"
+#include "codec/crypto.der.writer.h"
 #include "der_hex.h"
 
 using namespace ZT::Framework;

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.writer.h"
 #include "names_test_util.h"
 #include "support/log_capture.h"
 

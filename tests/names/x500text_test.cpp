@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.structures.h"
 #include "common/crypto.x500text.h"
 #include "names_test_util.h"
 

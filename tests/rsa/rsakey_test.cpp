@@ -4,7 +4,7 @@
 
 #include "cng/crypto.cng.rsakeys.h"
 #include "cng/crypto.cng.util.keys.h"
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.writer.h"
 #include "rsa_test_util.h"
 #include "support/log_capture.h"
 

@@ -2,9 +2,9 @@
 // (CERT_SIGNED_CONTENT_INFO), and its structure type for CryptoUtil::DecodeObject.
 #pragma once
 
-#include "common/crypto.asn1.keys.h"
-#include "common/crypto.asn1.types.h"
-#include "common/crypto.der.h"
+#include "codec/crypto.asn1.keys.h"
+#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework {
 

@@ -22,8 +22,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/crypto.der.h"
-#include "common/crypto.der.time.h"
+#include "codec/crypto.der.h"
+#include "codec/crypto.der.time.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework::Der {

@@ -2,9 +2,9 @@
 // steps that the extension decoders share.
 #include <cstring>
 
-#include "common/crypto.asn1.readers.h"
-#include "common/crypto.asn1.structures.h"
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.asn1.readers.h"
+#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.der.writer.h"
 
 namespace ZT::Framework {
 

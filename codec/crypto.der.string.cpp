@@ -3,7 +3,7 @@
 // written as wchar_t: one unit per code point where wchar_t has 32 bits, UTF-16 where it has 16.
 #include <cstdint>
 
-#include "common/crypto.der.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework::Der {
 namespace {

@@ -1,6 +1,6 @@
-#include "common/crypto.asn1.keys.h"
+#include "codec/crypto.asn1.keys.h"
 
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.writer.h"
 
 namespace ZT::Framework {
 

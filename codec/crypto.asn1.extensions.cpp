@@ -2,8 +2,8 @@
 // sequence of any, attribute), each written as the steps of its ASN.1 definition.
 #include <limits>
 
-#include "common/crypto.asn1.readers.h"
-#include "common/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.readers.h"
+#include "codec/crypto.asn1.structures.h"
 
 namespace ZT::Framework::Structure {
 

@@ -1,6 +1,6 @@
 // The DER cursor: identifier and length octets, element reads, and the primitive types whose
 // contents are numbers or bits. Strings, OIDs and times have files of their own.
-#include "common/crypto.der.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework::Der {
 namespace {

@@ -1,6 +1,6 @@
-#include "common/crypto.asn1.certificate.h"
+#include "codec/crypto.asn1.certificate.h"
 
-#include "common/crypto.asn1.readers.h"
+#include "codec/crypto.asn1.readers.h"
 
 namespace ZT::Framework::Structure {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/crypto.der.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework::Der {
 namespace {

@@ -7,8 +7,8 @@
 
 #include <string>
 
-#include "common/crypto.asn1.types.h"
-#include "common/crypto.der.h"
+#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.der.h"
 
 #ifndef szOID_RSA_RSA
 #define szOID_RSA_RSA "1.2.840.113549.1.1.1"

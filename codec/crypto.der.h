@@ -39,7 +39,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/crypto.der.time.h"
+#include "codec/crypto.der.time.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework::Der {

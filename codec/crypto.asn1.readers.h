@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "common/crypto.asn1.types.h"
-#include "common/crypto.der.h"
+#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework::Asn1Read {
 

@@ -11,8 +11,8 @@
 
 #include <cstdint>
 
-#include "common/crypto.asn1.types.h"
-#include "common/crypto.der.h"
+#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.der.h"
 
 namespace ZT::Framework::Structure {
 

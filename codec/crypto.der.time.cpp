@@ -1,5 +1,5 @@
 // UTCTime and GeneralizedTime in their DER forms (X.690 11.7 and 11.8), and calendar arithmetic.
-#include "common/crypto.der.time.h"
+#include "codec/crypto.der.time.h"
 
 #include <cstdio>
 

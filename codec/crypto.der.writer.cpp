@@ -1,5 +1,5 @@
 // The DER writer: headers, length fix-up on close, SET OF ordering and the primitive types.
-#include "common/crypto.der.writer.h"
+#include "codec/crypto.der.writer.h"
 
 #include <algorithm>
 
