@@ -55,7 +55,7 @@ namespace ZT::Platform::Testing {
 
 // Call failures. FailCall(entry, code, nth, count) makes the entry of that published name
 // ("BCryptHashData", "CryptGenRandom", "CertGetCertificateChain", ...) fail on its nth call from
-// now (1: the next one) and on the count - 1 calls after it; the calls before and after run as
+// now (1, or 0: the next one) and on the count - 1 calls after it; the calls before and after run as
 // usual. A failing call does nothing but report the failure as the platform does:
 // - NTSTATUS (BCrypt*), SECURITY_STATUS (NCrypt*), HRESULT (CoCreateGuid, VarDateFromStr) and
 //   errno_t (rand_s) entries return `code`;
@@ -63,10 +63,12 @@ namespace ZT::Platform::Testing {
 //   SystemTimeToFileTime, SetDllDirectoryW, LoadLibraryW, GetProcAddress) set `code` as the
 //   thread's last error and return FALSE or null;
 // - VariantTimeToSystemTime returns FALSE (it reports no code).
-// Entries that have no failure to report have no failure point: releases (BCryptDestroyHash,
+// The check comes before the entry looks at its arguments. Releases (BCryptDestroyHash,
 // BCryptCloseAlgorithmProvider, CryptReleaseContext, CertFreeCertificateContext, FreeLibrary,
-// ...), whose failure no caller can act on, and CertDuplicateCertificateContext,
-// CertFindExtension, CertVerifyTimeValidity, GetSystemTimeAsFileTime, Get/SetLastError.
+// ...) cannot be made to fail: no caller acts on their result, and a release that did not happen
+// would only leak. Nor can the entries that have no failure result:
+// CertDuplicateCertificateContext, CertFindExtension (null means "not found"),
+// CertVerifyTimeValidity, GetSystemTimeAsFileTime, GetLastError and SetLastError.
 //
 // Calls are counted across all threads, and only calls from outside the seam count (the seam's
 // own use of an entry, such as the trust store reading its certificates, neither fails nor

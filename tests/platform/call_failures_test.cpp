@@ -1,5 +1,6 @@
 // Armed call failures: which calls fail, how each kind of entry reports it, and that the seam's
 // own use of an entry is not counted.
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -15,7 +16,9 @@ class CallFailures : public ::testing::Test {
   void TearDown() override { Testing::ResetCallFailures(); }
 };
 
-NTSTATUS SystemRandom(unsigned char* byte) { return BCryptGenRandom(nullptr, byte, 1, BCRYPT_USE_SYSTEM_PREFERRED_RNG); }
+NTSTATUS SystemRandom(unsigned char* byte) {
+  return BCryptGenRandom(nullptr, byte, 1, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+}
 
 TEST_F(CallFailures, OnlyTheArmedCallsFailAndArmingAgainReplaces) {
   unsigned char byte = 0;

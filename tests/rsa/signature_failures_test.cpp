@@ -3,6 +3,7 @@
 // left open, and that the engine still holds its key and data.
 #include "rsa_test_util.h"
 #include "support/call_failures.h"
+#include "support/log_capture.h"
 
 namespace {
 
@@ -39,6 +40,22 @@ class SignatureCallFailuresWithoutCNG : public WithModuleHooks {};
 TEST_F(SignatureCallFailuresWithoutCNG, EachCallOnCryptoApiFails) {
   MakeCNGUnavailable();
   ExpectSignatureFailures("cryptoapi", Text("short"), false);
+}
+
+// A public exponent wider than 32 bits has no CryptoAPI key blob: the fallback cannot take the
+// key, and says so as the failed decoding of that blob.
+TEST_F(SignatureCallFailuresWithoutCNG, AKeyTheProviderCannotHoldIsAFailedDecoding) {
+  MakeCNGUnavailable();
+  const NoHandleLeft handles;
+  const std::unique_ptr<IRSAPublicKey> key(IRSAPublicKey::Create(HexFixture("rsa2048.n.hex"), Hex("0100000001")));
+  const std::unique_ptr<Signature> engine(Signature::Create(Algorithm(L"RSA").get(), nullptr));
+  engine->Init(key.get());
+  engine->Update(Text("block"));
+  zttest::LogCapture capture(NQLOG_ERROR);
+  const auto e = Thrown([&] { engine->Verify(Text("short")); });
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"CryptDecodeObjectEx(RSA_CSP_PUBLICKEYBLOB) failed!");
+  EXPECT_EQ(capture.At(NQLOG_ERROR).back(),
+            L"CCNGRSASignature::Verify : Error 0x80093103 returned by CryptDecodeObjectEx(RSA_CSP_PUBLICKEYBLOB)");
 }
 
 }  // namespace
