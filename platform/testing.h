@@ -3,8 +3,11 @@
 //   can drive the CNG table loader down its failure paths; module names are matched as
 //   LoadLibraryW matches them.
 // - The trust store of the chain engine (platform/certificates.h).
+// - Call failures: any entry of the seam that reports failures can be made to fail on a given
+//   call, so that tests reach the failure paths of its callers.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "platform/wintypes.h"
@@ -45,5 +48,46 @@ void ReplaceTrustStore(const TrustStoreContents& contents);
 
 // Back to the system trust store.
 void RestoreTrustStore();
+
+}  // namespace ZT::Platform::Testing
+
+namespace ZT::Platform::Testing {
+
+// Call failures. FailCall(entry, code, nth, count) makes the entry of that published name
+// ("BCryptHashData", "CryptGenRandom", "CertGetCertificateChain", ...) fail on its nth call from
+// now (1, or 0: the next one) and on the count - 1 calls after it; the calls before and after run as
+// usual. A failing call does nothing but report the failure as the platform does:
+// - NTSTATUS (BCrypt*), SECURITY_STATUS (NCrypt*), HRESULT (CoCreateGuid, VarDateFromStr) and
+//   errno_t (rand_s) entries return `code`;
+// - entries that report through GetLastError (the CryptoAPI calls, the certificate services,
+//   SystemTimeToFileTime, SetDllDirectoryW, LoadLibraryW, GetProcAddress) set `code` as the
+//   thread's last error and return FALSE or null;
+// - VariantTimeToSystemTime returns FALSE (it reports no code).
+// The check comes before the entry looks at its arguments. Releases (BCryptDestroyHash,
+// BCryptCloseAlgorithmProvider, CryptReleaseContext, CertFreeCertificateContext, FreeLibrary,
+// ...) cannot be made to fail: no caller acts on their result, and a release that did not happen
+// would only leak. Nor can the entries that have no failure result:
+// CertDuplicateCertificateContext, CertFindExtension (null means "not found"),
+// CertVerifyTimeValidity, GetSystemTimeAsFileTime, GetLastError and SetLastError.
+//
+// Calls are counted across all threads, and only calls from outside the seam count (the seam's
+// own use of an entry, such as the trust store reading its certificates, neither fails nor
+// counts). Arming an entry again replaces what was armed for it; count 0 disarms it. While
+// nothing is armed the check costs each entry one relaxed atomic load.
+void FailCall(const char* entry, DWORD code, unsigned nth, unsigned count = 1);
+
+// FailCall(entry, code, 1, 1): the next call fails.
+void FailNextCall(const char* entry, DWORD code);
+
+// The failing calls armed and still to come (0 once every armed failure has happened): a test
+// sees from it that the entry it armed was really called.
+std::size_t PendingCallFailures();
+
+// Disarms every entry.
+void ResetCallFailures();
+
+// The number of handles of the seam that are live: algorithm providers, hashes, keys, secrets,
+// CryptoAPI contexts and keys. A failure path that releases everything leaves it as it was.
+std::size_t LiveHandleCount();
 
 }  // namespace ZT::Platform::Testing

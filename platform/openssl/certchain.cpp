@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "codec/crypto.asn1.structures.h"
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/certcontext.h"
 #include "platform/openssl/revocation.h"
 #include "platform/openssl/truststore.h"
@@ -224,6 +225,7 @@ extern "C" {
 BOOL WINAPI CertGetCertificateChain(HCERTCHAINENGINE hChainEngine, PCCERT_CONTEXT pCertContext, LPFILETIME pTime,
                                     HCERTSTORE hAdditionalStore, PCERT_CHAIN_PARA pChainPara, DWORD dwFlags, LPVOID,
                                     PCCERT_CHAIN_CONTEXT* ppChainContext) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   if (hChainEngine != nullptr || hAdditionalStore != nullptr || pCertContext == nullptr || pChainPara == nullptr ||
       ppChainContext == nullptr || pChainPara->cbSize < offsetof(CERT_CHAIN_PARA, RequestedIssuancePolicy) ||
       pChainPara->RequestedUsage.Usage.cUsageIdentifier != 0)

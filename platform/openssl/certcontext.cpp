@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/library.h"
 
 using namespace ZT::Platform;
@@ -238,12 +239,7 @@ bool SameName(const CERT_NAME_BLOB& a, const CERT_NAME_BLOB& b) {
   return a.cbData == b.cbData && (a.cbData == 0 || std::memcmp(a.pbData, b.pbData, a.cbData) == 0);
 }
 
-}  // namespace ZT::Platform
-
-extern "C" {
-
-PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded,
-                                                   DWORD cbCertEncoded) {
+PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded, DWORD cbCertEncoded) {
   if ((dwCertEncodingType & X509_ASN_ENCODING) == 0) return Fail(E_INVALIDARG);
   if (pbCertEncoded == nullptr || cbCertEncoded == 0) return Fail(CRYPT_E_ASN1_EOD);
   try {
@@ -267,6 +263,16 @@ PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, con
   }
 }
 
+}  // namespace ZT::Platform
+
+extern "C" {
+
+PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded,
+                                                   DWORD cbCertEncoded) {
+  ZT_FAIL_POINT_LAST_ERROR(nullptr);
+  return ZT::Platform::NewCertificateContext(dwCertEncodingType, pbCertEncoded, cbCertEncoded);
+}
+
 PCCERT_CONTEXT WINAPI CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
   if (pCertContext != nullptr) BlockOf(pCertContext)->references.fetch_add(1, std::memory_order_relaxed);
   return pCertContext;
@@ -281,6 +287,7 @@ BOOL WINAPI CertFreeCertificateContext(PCCERT_CONTEXT pCertContext) {
 
 BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId, void* pvData,
                                               DWORD* pcbData) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   if (pCertContext == nullptr || pcbData == nullptr) {
     SetLastError(E_INVALIDARG);
     return FALSE;

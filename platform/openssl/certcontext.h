@@ -21,6 +21,9 @@ inline CertContextRef ShareContext(PCCERT_CONTEXT context) {
   return CertContextRef(CertDuplicateCertificateContext(context));
 }
 
+// CertCreateCertificateContext as the seam itself calls it (armed call failures do not apply).
+PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded, DWORD cbCertEncoded);
+
 // The bytes of a blob.
 inline ZT::Framework::Der::Bytes BlobBytes(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "codec/crypto.der.writer.h"
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/certcontext.h"
 #include "platform/openssl/library.h"
 
@@ -194,6 +195,7 @@ extern "C" {
 
 BOOL WINAPI CryptVerifyCertificateSignature(HCRYPTPROV_LEGACY, DWORD dwCertEncodingType, const BYTE* pbEncoded,
                                             DWORD cbEncoded, PCERT_PUBLIC_KEY_INFO pPublicKey) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   DWORD status = 0;
   if ((dwCertEncodingType & X509_ASN_ENCODING) == 0 || pbEncoded == nullptr || pPublicKey == nullptr) {
     status = static_cast<DWORD>(E_INVALIDARG);

@@ -2,6 +2,7 @@
 
 #include <openssl/core_names.h>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.objects.h"
 
 using namespace ZT::Platform;
@@ -51,6 +52,7 @@ extern "C" {
 
 NTSTATUS WINAPI BCryptCreateHash(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_HASH_HANDLE* phHash, PUCHAR pbHashObject,
                                  ULONG cbHashObject, PUCHAR pbSecret, ULONG cbSecret, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const Provider* provider = FindHandle<Provider>(hAlgorithm, HandleKind::Algorithm);
     if (provider == nullptr) return STATUS_INVALID_HANDLE;
@@ -72,6 +74,7 @@ NTSTATUS WINAPI BCryptCreateHash(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_HASH_HANDL
 }
 
 NTSTATUS WINAPI BCryptHashData(BCRYPT_HASH_HANDLE hHash, PUCHAR pbInput, ULONG cbInput, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   HashObject* hash = FindHash(hHash);
   // A finished hash that is not reusable can only be destroyed: it no longer names a hash.
   if (hash == nullptr || hash->finished) return STATUS_INVALID_HANDLE;
@@ -83,6 +86,7 @@ NTSTATUS WINAPI BCryptHashData(BCRYPT_HASH_HANDLE hHash, PUCHAR pbInput, ULONG c
 }
 
 NTSTATUS WINAPI BCryptFinishHash(BCRYPT_HASH_HANDLE hHash, PUCHAR pbOutput, ULONG cbOutput, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   HashObject* hash = FindHash(hHash);
   if (hash == nullptr || hash->finished) return STATUS_INVALID_HANDLE;
   // The output must be exactly the digest's size.

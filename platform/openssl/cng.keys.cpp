@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <memory>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.keys.h"
 
 using namespace ZT::Platform;
@@ -106,6 +107,7 @@ extern "C" {
 
 NTSTATUS WINAPI BCryptImportKeyPair(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_KEY_HANDLE hImportKey, LPCWSTR pszBlobType,
                                     BCRYPT_KEY_HANDLE* phKey, PUCHAR pbInput, ULONG cbInput, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const Provider* provider = FindHandle<Provider>(hAlgorithm, HandleKind::Algorithm);
     if (provider == nullptr) return STATUS_INVALID_HANDLE;
@@ -125,6 +127,7 @@ NTSTATUS WINAPI BCryptImportKeyPair(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_KEY_HAN
 
 NTSTATUS WINAPI BCryptExportKey(BCRYPT_KEY_HANDLE hKey, BCRYPT_KEY_HANDLE hExportKey, LPCWSTR pszBlobType,
                                 PUCHAR pbOutput, ULONG cbOutput, ULONG* pcbResult, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     KeyObject* key = FindHandle<KeyObject>(hKey, HandleKind::Key);
     if (key == nullptr) return STATUS_INVALID_HANDLE;
@@ -141,6 +144,7 @@ NTSTATUS WINAPI BCryptExportKey(BCRYPT_KEY_HANDLE hKey, BCRYPT_KEY_HANDLE hExpor
 
 NTSTATUS WINAPI BCryptGenerateKeyPair(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_KEY_HANDLE* phKey, ULONG dwLength,
                                       ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const Provider* provider = FindHandle<Provider>(hAlgorithm, HandleKind::Algorithm);
     if (provider == nullptr) return STATUS_INVALID_HANDLE;
@@ -158,6 +162,7 @@ NTSTATUS WINAPI BCryptGenerateKeyPair(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_KEY_H
 }
 
 NTSTATUS WINAPI BCryptFinalizeKeyPair(BCRYPT_KEY_HANDLE hKey, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     KeyObject* key = FindHandle<KeyObject>(hKey, HandleKind::Key);
     if (key == nullptr || key->kind == KeyKind::Symmetric) return STATUS_INVALID_HANDLE;
@@ -182,6 +187,7 @@ NTSTATUS WINAPI BCryptDestroyKey(BCRYPT_KEY_HANDLE hKey) {
 
 NTSTATUS WINAPI BCryptEncrypt(BCRYPT_KEY_HANDLE hKey, PUCHAR pbInput, ULONG cbInput, VOID* pPaddingInfo, PUCHAR pbIV,
                               ULONG cbIV, PUCHAR pbOutput, ULONG cbOutput, ULONG* pcbResult, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     return Crypt(hKey, {pbInput, cbInput, pPaddingInfo, pbIV, cbIV, pbOutput, cbOutput, pcbResult, dwFlags}, true);
   });
@@ -189,6 +195,7 @@ NTSTATUS WINAPI BCryptEncrypt(BCRYPT_KEY_HANDLE hKey, PUCHAR pbInput, ULONG cbIn
 
 NTSTATUS WINAPI BCryptDecrypt(BCRYPT_KEY_HANDLE hKey, PUCHAR pbInput, ULONG cbInput, VOID* pPaddingInfo, PUCHAR pbIV,
                               ULONG cbIV, PUCHAR pbOutput, ULONG cbOutput, ULONG* pcbResult, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     return Crypt(hKey, {pbInput, cbInput, pPaddingInfo, pbIV, cbIV, pbOutput, cbOutput, pcbResult, dwFlags}, false);
   });
@@ -196,6 +203,7 @@ NTSTATUS WINAPI BCryptDecrypt(BCRYPT_KEY_HANDLE hKey, PUCHAR pbInput, ULONG cbIn
 
 NTSTATUS WINAPI BCryptSecretAgreement(BCRYPT_KEY_HANDLE hPrivKey, BCRYPT_KEY_HANDLE hPubKey,
                                       BCRYPT_SECRET_HANDLE* phAgreedSecret, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const AsymmetricKey* privateKey = FindReadyKeyPair(hPrivKey);
     const AsymmetricKey* publicKey = FindReadyKeyPair(hPubKey);
@@ -212,6 +220,7 @@ NTSTATUS WINAPI BCryptSecretAgreement(BCRYPT_KEY_HANDLE hPrivKey, BCRYPT_KEY_HAN
 
 NTSTATUS WINAPI BCryptDeriveKey(BCRYPT_SECRET_HANDLE hSharedSecret, LPCWSTR pwszKDF, BCryptBufferDesc* pParameterList,
                                 PUCHAR pbDerivedKey, ULONG cbDerivedKey, ULONG* pcbResult, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const SecretObject* secret = FindHandle<SecretObject>(hSharedSecret, HandleKind::Secret);
     if (secret == nullptr) return STATUS_INVALID_HANDLE;

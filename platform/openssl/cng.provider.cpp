@@ -3,6 +3,7 @@
 #include <cwchar>
 #include <memory>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.objects.h"
 
 using namespace ZT::Platform;
@@ -97,6 +98,7 @@ extern "C" {
 
 NTSTATUS WINAPI BCryptOpenAlgorithmProvider(BCRYPT_ALG_HANDLE* phAlgorithm, LPCWSTR pszAlgId,
                                             LPCWSTR pszImplementation, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     if (phAlgorithm == nullptr || pszAlgId == nullptr) return STATUS_INVALID_PARAMETER;
     if ((dwFlags & ~kProviderFlags) != 0) return STATUS_INVALID_PARAMETER;
@@ -122,6 +124,7 @@ NTSTATUS WINAPI BCryptCloseAlgorithmProvider(BCRYPT_ALG_HANDLE hAlgorithm, ULONG
 
 NTSTATUS WINAPI BCryptGetProperty(BCRYPT_HANDLE hObject, LPCWSTR pszProperty, PUCHAR pbOutput, ULONG cbOutput,
                                   ULONG* pcbResult, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   void* object = nullptr;
   const HandleKind kind = HandleTable::Instance().KindOf(reinterpret_cast<std::uintptr_t>(hObject), &object);
   if (kind != HandleKind::Algorithm && kind != HandleKind::Hash && kind != HandleKind::Key) return STATUS_INVALID_HANDLE;
@@ -138,6 +141,7 @@ NTSTATUS WINAPI BCryptGetProperty(BCRYPT_HANDLE hObject, LPCWSTR pszProperty, PU
 
 NTSTATUS WINAPI BCryptSetProperty(BCRYPT_HANDLE hObject, LPCWSTR pszProperty, PUCHAR pbInput, ULONG cbInput,
                                   ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   void* object = nullptr;
   const HandleKind kind = HandleTable::Instance().KindOf(reinterpret_cast<std::uintptr_t>(hObject), &object);
   if (kind != HandleKind::Algorithm && kind != HandleKind::Hash && kind != HandleKind::Key) return STATUS_INVALID_HANDLE;

@@ -2,6 +2,7 @@
 
 #include <openssl/core_names.h>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.objects.h"
 
 using namespace ZT::Platform;
@@ -27,6 +28,7 @@ NTSTATUS CheckGenerator(BCRYPT_ALG_HANDLE hAlgorithm, ULONG dwFlags) {
 extern "C" {
 
 NTSTATUS WINAPI BCryptGenRandom(BCRYPT_ALG_HANDLE hAlgorithm, PUCHAR pbBuffer, ULONG cbBuffer, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     if ((dwFlags & ~kRandomFlags) != 0) return STATUS_INVALID_PARAMETER;
     if (const NTSTATUS status = CheckGenerator(hAlgorithm, dwFlags); !NT_SUCCESS(status)) return status;
@@ -46,6 +48,7 @@ NTSTATUS WINAPI BCryptGenRandom(BCRYPT_ALG_HANDLE hAlgorithm, PUCHAR pbBuffer, U
 NTSTATUS WINAPI BCryptDeriveKeyPBKDF2(BCRYPT_ALG_HANDLE hPrf, PUCHAR pbPassword, ULONG cbPassword, PUCHAR pbSalt,
                                       ULONG cbSalt, ULONGLONG cIterations, PUCHAR pbDerivedKey, ULONG cbDerivedKey,
                                       ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const Provider* provider = FindHandle<Provider>(hPrf, HandleKind::Algorithm);
     // Only keyed hashes (providers opened with the HMAC flag) serve as the PRF.

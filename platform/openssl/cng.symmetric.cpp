@@ -2,6 +2,7 @@
 
 #include <cwchar>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.keys.h"
 
 using namespace ZT::Platform;
@@ -156,6 +157,7 @@ extern "C" {
 NTSTATUS WINAPI BCryptImportKey(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_KEY_HANDLE hImportKey, LPCWSTR pszBlobType,
                                 BCRYPT_KEY_HANDLE* phKey, PUCHAR pbKeyObject, ULONG cbKeyObject, PUCHAR pbInput,
                                 ULONG cbInput, ULONG dwFlags) {
+  ZT_FAIL_POINT_STATUS(NTSTATUS);
   return Guarded([&]() -> NTSTATUS {
     const Provider* provider = FindHandle<Provider>(hAlgorithm, HandleKind::Algorithm);
     if (provider == nullptr) return STATUS_INVALID_HANDLE;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.keys.h"
 #include "platform/wincrypt.h"
 
@@ -259,6 +260,7 @@ extern "C" {
 
 BOOL WINAPI CryptAcquireContextW(HCRYPTPROV* phProv, LPCWSTR szContainer, LPCWSTR szProvider, DWORD dwProvType,
                                  DWORD dwFlags) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   return GuardedApi([&]() -> BOOL {
     if (phProv == nullptr) return Fail(ERROR_INVALID_PARAMETER);
     if ((dwFlags & ~kAcquireFlags) != 0) return Fail(NTE_BAD_FLAGS);
@@ -284,6 +286,7 @@ BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
 }
 
 BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   return GuardedApi([&]() -> BOOL {
     if (FindProvider(hProv) == nullptr) return Fail(NTE_BAD_UID);
     if (pbBuffer == nullptr && dwLen != 0) return Fail(ERROR_INVALID_PARAMETER);
@@ -296,6 +299,7 @@ BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
 
 BOOL WINAPI CryptImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD dwDataLen, HCRYPTKEY /*hPubKey*/,
                            DWORD dwFlags, HCRYPTKEY* phKey) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   return GuardedApi([&]() -> BOOL {
     const CryptProvider* provider = FindProvider(hProv);
     if (provider == nullptr) return Fail(NTE_BAD_UID);
@@ -312,6 +316,7 @@ BOOL WINAPI CryptImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD dwDataLen
 }
 
 BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   CryptKey* key = FindKey(hKey);
   if (key == nullptr) return Fail(NTE_BAD_KEY);
   if (dwFlags != 0) return Fail(NTE_BAD_FLAGS);
@@ -342,6 +347,7 @@ BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, 
 
 BOOL WINAPI CryptEncrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwFlags, BYTE* pbData, DWORD* pdwDataLen,
                          DWORD dwBufLen) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   return GuardedApi([&]() -> BOOL {
     CryptKey* key = FindKey(hKey);
     if (key == nullptr) return Fail(NTE_BAD_KEY);
@@ -353,6 +359,7 @@ BOOL WINAPI CryptEncrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwF
 }
 
 BOOL WINAPI CryptDecrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwFlags, BYTE* pbData, DWORD* pdwDataLen) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   return GuardedApi([&]() -> BOOL {
     CryptKey* key = FindKey(hKey);
     if (key == nullptr) return Fail(NTE_BAD_KEY);

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "platform/testing.h"
+
 namespace ZT::Platform {
 
 namespace {
@@ -149,4 +151,20 @@ void* HandleTable::Remove(std::uintptr_t handle, HandleKind kind) {
   return object;
 }
 
+std::size_t HandleTable::LiveCount() const {
+  std::size_t live = 0;
+  const std::uint32_t used = m_used.load(std::memory_order_acquire);
+  for (std::uint32_t index = 0; index < used; ++index) {
+    const Slot* slot = SlotAt(index);
+    if (slot != nullptr && (slot->state.load(std::memory_order_acquire) & 0xFF) != 0) ++live;
+  }
+  return live;
+}
+
 }  // namespace ZT::Platform
+
+namespace ZT::Platform::Testing {
+
+std::size_t LiveHandleCount() { return HandleTable::Instance().LiveCount(); }
+
+}  // namespace ZT::Platform::Testing

@@ -39,6 +39,8 @@ class HandleTable {
   // Releases a live handle of that kind and returns its object (the caller destroys it), or
   // null when the handle was not live: a second release of the same value finds nothing.
   void* Remove(std::uintptr_t handle, HandleKind kind);
+  // The number of live handles of every kind, counted slot by slot (for tests: not cheap).
+  std::size_t LiveCount() const;
 
   HandleTable(const HandleTable&) = delete;
   HandleTable& operator=(const HandleTable&) = delete;

@@ -10,6 +10,7 @@
 #include "platform/bcrypt.h"
 #include "platform/libloader.h"
 #include "platform/ncrypt.h"
+#include "platform/openssl/callfailures.h"
 #include "platform/testing.h"
 
 namespace {
@@ -121,9 +122,13 @@ bool IsOrdinal(LPCSTR procName) { return reinterpret_cast<std::uintptr_t>(procNa
 
 extern "C" {
 
-BOOL WINAPI SetDllDirectoryW(LPCWSTR) { return TRUE; }
+BOOL WINAPI SetDllDirectoryW(LPCWSTR) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
+  return TRUE;
+}
 
 HMODULE WINAPI LoadLibraryW(LPCWSTR lpLibFileName) {
+  ZT_FAIL_POINT_LAST_ERROR(nullptr);
   if (lpLibFileName == nullptr) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
@@ -140,6 +145,7 @@ HMODULE WINAPI LoadLibraryW(LPCWSTR lpLibFileName) {
 }
 
 FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName) {
+  ZT_FAIL_POINT_LAST_ERROR(nullptr);
   Registry& registry = Registry::Instance();
   const std::lock_guard<std::mutex> lock(registry.mutex);
   Module* module = registry.ByHandle(hModule);

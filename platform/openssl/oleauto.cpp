@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "codec/crypto.der.time.h"
+#include "platform/openssl/callfailures.h"
 #include "platform/systime.h"
 
 namespace Der = ZT::Framework::Der;
@@ -149,6 +150,7 @@ void WINAPI GetSystemTimeAsFileTime(LPFILETIME lpSystemTimeAsFileTime) {
 }
 
 BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* lpSystemTime, LPFILETIME lpFileTime) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
   if (lpSystemTime == nullptr || lpFileTime == nullptr || lpSystemTime->wMilliseconds > 999) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return FALSE;
@@ -172,6 +174,7 @@ BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* lpSystemTime, LPFILETIME lpFi
 }
 
 HRESULT WINAPI VarDateFromStr(LPCOLESTR strIn, LCID lcid, ULONG dwFlags, DATE* pdateOut) {
+  ZT_FAIL_POINT_STATUS(HRESULT);
   if (strIn == nullptr || pdateOut == nullptr || dwFlags != 0 ||
       (lcid != LOCALE_USER_DEFAULT && lcid != LOCALE_SYSTEM_DEFAULT))
     return E_INVALIDARG;
@@ -188,6 +191,7 @@ HRESULT WINAPI VarDateFromStr(LPCOLESTR strIn, LCID lcid, ULONG dwFlags, DATE* p
 }
 
 INT WINAPI VariantTimeToSystemTime(DATE vtime, LPSYSTEMTIME lpSystemTime) {
+  ZT_FAIL_POINT_RESULT(FALSE);
   // The whole days count towards zero; the fraction is the time of day on either side of 0.
   const double wholeDays = std::trunc(vtime);
   if (lpSystemTime == nullptr || !(wholeDays >= kFirstDay && wholeDays <= kLastDay)) return FALSE;

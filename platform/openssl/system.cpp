@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/guid.h"
+#include "platform/openssl/callfailures.h"
 #include "platform/openssl/library.h"
 
 namespace {
@@ -20,6 +21,7 @@ DWORD WINAPI GetLastError(void) { return t_lastError; }
 void WINAPI SetLastError(DWORD dwErrCode) { t_lastError = dwErrCode; }
 
 HRESULT WINAPI CoCreateGuid(GUID* pguid) {
+  ZT_FAIL_POINT_STATUS(HRESULT);
   if (pguid == nullptr) return E_INVALIDARG;
   unsigned char bytes[sizeof(GUID)];
   if (!ZT::Platform::RandomBytes(bytes, sizeof(bytes), nullptr, 0)) return E_FAIL;
@@ -34,6 +36,7 @@ HRESULT WINAPI CoCreateGuid(GUID* pguid) {
 }
 
 errno_t rand_s(unsigned int* randomValue) {
+  ZT_FAIL_POINT_STATUS(errno_t);
   if (randomValue == nullptr) return EINVAL;
   unsigned int value = 0;
   if (!ZT::Platform::RandomBytes(reinterpret_cast<unsigned char*>(&value), sizeof(value), nullptr, 0)) {

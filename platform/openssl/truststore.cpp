@@ -82,7 +82,7 @@ std::vector<CertContextRef> Contexts(const DerList& certificates) {
   std::vector<CertContextRef> contexts;
   for (const auto& der : certificates)
     if (PCCERT_CONTEXT context =
-            CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())))
+            NewCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())))
       contexts.emplace_back(context);
   return contexts;
 }
