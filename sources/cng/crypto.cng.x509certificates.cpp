@@ -209,7 +209,7 @@ void CCNGX509Certificate::ReadValidity() {
 }
 
 void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
-  const ByteArray baEncoded = GetEncoded();
+  const ByteArray baEncoded = Encoded();
   CERT_SIGNED_CONTENT_INFO signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
     return CryptoUtil::DecodeObject<Structure::SignedContent>(baEncoded);
   });
@@ -252,15 +252,18 @@ ICertificate* CCNGX509Certificate::Clone() const {
   const FunctionTrace fn(L"CCNGX509Certificate::Clone", this);
   return fn.Run([&] {
     return fn.Wrap(L"CCNGX509Certificate::Clone() New CCNGX509Certificate failed",
-                   [&] { return new CCNGX509Certificate(GetEncoded()); });
+                   [&] { return new CCNGX509Certificate(Encoded()); });
   });
 }
 
 ByteArray CCNGX509Certificate::GetEncoded() const {
-  return BlobBytes(m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded);
+  return TracedBytes(L"CCNGX509Certificate::GetEncoded", this, L"baEncoded", Encoded());
 }
 
-WString CCNGX509Certificate::GetFormat() const { return CERT_FORMAT_X509; }
+WString CCNGX509Certificate::GetFormat() const {
+  const FunctionTrace fn(L"CCNGX509Certificate::GetFormat", this);
+  return fn.Run([] { return WString(CERT_FORMAT_X509); });
+}
 
 IPublicKey* CCNGX509Certificate::GetPublicKey() const {
   return TracedValue<IPublicKey*>(L"CCNGX509Certificate::GetPublicKey", this, L"m_pPublicKey=%#x", m_pPublicKey.get());
@@ -526,6 +529,10 @@ bool CCNGX509Certificate::IsEncipherOnly() const {
 }
 bool CCNGX509Certificate::IsDecipherOnly() const {
   return KeyUsageBit(L"CCNGX509Certificate::IsDecipherOnly", 1, 0x80, L"bDecipherOnly");
+}
+
+ByteArray CCNGX509Certificate::Encoded() const {
+  return BlobBytes(m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded);
 }
 
 const ::CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {

@@ -71,6 +71,8 @@ class CCNGX509Certificate final : public IX509Certificate {
   void ReadPublicKey(const FunctionTrace& fn);
 
   const CERT_INFO& Info() const { return *m_pCertContext.get()->pCertInfo; }
+  // The bytes the certificate was made from, untraced (GetEncoded traces).
+  ByteArray Encoded() const;
   // The extension `pszObjId` of the context, or null.
   const ::CERT_EXTENSION* FindExtension(const char* pszObjId) const;
   // The key-usage bit `mask` of byte `index`, logged as "<label>=%d".
