@@ -2,8 +2,11 @@
 // context of the platform's certificate services.
 #pragma once
 
-#include <map>
 #include <memory>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "cng/crypto.cng.handles.h"
 #include "framework/crypto.trace.h"
@@ -57,10 +60,14 @@ class CCNGX509Certificate final : public IX509Certificate {
   bool IsDecipherOnly() const override;
 
  private:
+  // An extension of the context: its criticality and its value's bytes, which stay in the
+  // context's encoding.
   struct Extension {
     bool bCritical;
-    ByteArray baValue;
+    std::span<const std::uint8_t> value;
   };
+  // Extensions by OID text (the context's own), in ascending order.
+  using ExtensionTable = std::vector<std::pair<std::string_view, Extension>>;
 
   // The steps of construction after the context is made, in order.
   void DecodeCertificate(const FunctionTrace& fn);
@@ -71,8 +78,10 @@ class CCNGX509Certificate final : public IX509Certificate {
   void ReadPublicKey(const FunctionTrace& fn);
 
   const CERT_INFO& Info() const { return *m_pCertContext.get()->pCertInfo; }
-  // The bytes the certificate was made from, untraced (GetEncoded traces).
-  ByteArray Encoded() const;
+  // The bytes the certificate was made from (the context's), untraced (GetEncoded traces).
+  std::span<const std::uint8_t> Encoded() const;
+  // The extension `oid` of the table, or null.
+  const Extension* FindInTable(std::string_view oid) const;
   // The extension `pszObjId` of the context, or null.
   const ::CERT_EXTENSION* FindExtension(const char* pszObjId) const;
   // The key-usage bit `mask` of byte `index`, logged as "<label>=%d".
@@ -90,7 +99,7 @@ class CCNGX509Certificate final : public IX509Certificate {
   std::unique_ptr<ISignature> m_pSignature;
   std::int32_t m_nVersion = 0;
   ByteArray m_baHash;
-  std::map<WString, Extension> m_extensions;  // ordered by OID text
+  ExtensionTable m_extensions;
   ByteArray m_baKeyUsage;
   ByteArray m_baPublicKeyInfo;
   std::unique_ptr<IPublicKey> m_pPublicKey;
