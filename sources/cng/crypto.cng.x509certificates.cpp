@@ -43,18 +43,6 @@ ByteArray BlobBytes(const ::CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbDat
 ByteArray BlobBytes(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
 Der::Bytes BlobView(const ::CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 
-// OIDs are dotted digits: their wide and narrow texts map character for character.
-WString WideOid(std::string_view oid) { return WString(oid.begin(), oid.end()); }
-// The narrow text of a wide OID; false when a character cannot be in an OID's text.
-bool NarrowOid(const WString& sOID, std::string* oid) {
-  oid->reserve(sOID.size());
-  for (const wchar_t c : sOID) {
-    if (c < 0x20 || c > 0x7E) return false;
-    oid->push_back(static_cast<char>(c));
-  }
-  return true;
-}
-
 // The SHA-1 thumbprint of a context: the size first, then the bytes.
 ByteArray ReadHash(const FunctionTrace& fn, PCCERT_CONTEXT context) {
   DWORD size = 0;
@@ -226,17 +214,13 @@ void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
       fn.Wrap(L"new CSignature() failed", [&] { return new CCNGSignature(std::move(algorithm), m_baSignatureValue); }));
 }
 
-// Sorted by OID text; of two extensions with one OID the first in certificate order is kept.
+// In certificate order; the first of two extensions with one OID is kept.
 void CCNGX509Certificate::ReadExtensions() {
-  m_extensions.reserve(Info().cExtension);
   for (DWORD i = 0; i < Info().cExtension; ++i) {
     const ::CERT_EXTENSION& extension = Info().rgExtension[i];
-    m_extensions.emplace_back(extension.pszObjId, Extension{extension.fCritical != FALSE, BlobView(extension.Value)});
+    m_extensions.emplace(CryptoUtil::CharStringToString(extension.pszObjId),
+                         Extension{extension.fCritical != FALSE, BlobView(extension.Value)});
   }
-  const auto byOid = [](const auto& a, const auto& b) { return a.first < b.first; };
-  std::stable_sort(m_extensions.begin(), m_extensions.end(), byOid);
-  const auto sameOid = [](const auto& a, const auto& b) { return a.first == b.first; };
-  m_extensions.erase(std::unique(m_extensions.begin(), m_extensions.end(), sameOid), m_extensions.end());
 }
 
 // Always read as an RSA key: a certificate with another key type cannot be made. The DER of the
@@ -391,8 +375,7 @@ void CCNGX509Certificate::ListExtensions(ICryptoParserFilter* pExtFilter, String
       if (filter->Get(kFilterCriticalKey, flag)) critical = flag != 0;
       if (filter->Get(kFilterOIDKey, value) && value.kind() == NQData::Kind::String) oid = value.string();
     }
-    for (const auto& [extensionOid, extension] : m_extensions) {
-      const WString sOID = WideOid(extensionOid);
+    for (const auto& [sOID, extension] : m_extensions) {
       if ((critical && *critical != extension.bCritical) || (oid && *oid != sOID)) continue;
       out.push_back(sOID);
     }
@@ -406,13 +389,12 @@ ByteArray CCNGX509Certificate::GetExtensionValue(const WString& sOID) const {
       fn.Warning(L"sOID=empty!");
       return ByteArray();
     }
-    std::string oid;
-    const Extension* found = NarrowOid(sOID, &oid) ? FindInTable(oid) : nullptr;
-    if (found == nullptr) {
+    const auto found = m_extensions.find(sOID);
+    if (found == m_extensions.end()) {
       TraceOutcome(fn, L"Unknown extension %s", sOID);
       return ByteArray();
     }
-    const ByteArray baExtensionValue = BlobBytes(found->value);
+    const ByteArray baExtensionValue = BlobBytes(found->second.value);
     if (baExtensionValue.empty())
       TraceOutcome(fn, L"Found empty value for extension %s", sOID);
     else
@@ -544,12 +526,6 @@ bool CCNGX509Certificate::IsDecipherOnly() const {
 
 Der::Bytes CCNGX509Certificate::Encoded() const {
   return {m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded};
-}
-
-const CCNGX509Certificate::Extension* CCNGX509Certificate::FindInTable(std::string_view oid) const {
-  const auto found = std::lower_bound(m_extensions.begin(), m_extensions.end(), oid,
-                                      [](const auto& entry, std::string_view key) { return entry.first < key; });
-  return found != m_extensions.end() && found->first == oid ? &found->second : nullptr;
 }
 
 const ::CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {

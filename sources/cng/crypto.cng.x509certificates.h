@@ -2,11 +2,9 @@
 // context of the platform's certificate services.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <span>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "cng/crypto.cng.handles.h"
 #include "framework/crypto.trace.h"
@@ -66,8 +64,6 @@ class CCNGX509Certificate final : public IX509Certificate {
     bool bCritical;
     std::span<const std::uint8_t> value;
   };
-  // Extensions by OID text (the context's own), in ascending order.
-  using ExtensionTable = std::vector<std::pair<std::string_view, Extension>>;
 
   // The steps of construction after the context is made, in order.
   void DecodeCertificate(const FunctionTrace& fn);
@@ -80,8 +76,6 @@ class CCNGX509Certificate final : public IX509Certificate {
   const CERT_INFO& Info() const { return *m_pCertContext.get()->pCertInfo; }
   // The bytes the certificate was made from (the context's), untraced (GetEncoded traces).
   std::span<const std::uint8_t> Encoded() const;
-  // The extension `oid` of the table, or null.
-  const Extension* FindInTable(std::string_view oid) const;
   // The extension `pszObjId` of the context, or null.
   const ::CERT_EXTENSION* FindExtension(const char* pszObjId) const;
   // The key-usage bit `mask` of byte `index`, logged as "<label>=%d".
@@ -99,7 +93,7 @@ class CCNGX509Certificate final : public IX509Certificate {
   std::unique_ptr<ISignature> m_pSignature;
   std::int32_t m_nVersion = 0;
   ByteArray m_baHash;
-  ExtensionTable m_extensions;
+  std::map<WString, Extension> m_extensions;  // ordered by OID text
   ByteArray m_baKeyUsage;
   ByteArray m_baPublicKeyInfo;
   std::unique_ptr<IPublicKey> m_pPublicKey;
