@@ -1,4 +1,4 @@
-// A strict DER reader on a byte cursor.
+// A strict DER reader on a byte cursor (with the few lenient readings listed below).
 //
 // A Reader is a non-owning view of bytes (pointer, size) plus the nesting depth at which those
 // bytes stand. Each Read... call takes one whole TLV element off the front of the cursor and, on
