@@ -9,7 +9,7 @@ using namespace certtest;
 
 struct Unusual {
   const char* name;
-  bool pkiLogon;                   // UPN, digital signature and smart-card logon are all there
+  bool pkiLogon;                       // UPN, digital signature and smart-card logon are all there
   const wchar_t* notBefore = nullptr;  // what the library gives where it differs from openssl
 };
 
@@ -22,10 +22,17 @@ std::wstring OpensslDate(const std::string& fields, const std::string& key) {
 
 TEST(UnusualCertificates, ReadWholeAndAgreeWithTheOpensslTool) {
   const Unusual cases[] = {
-      {"odd_serial_negative", false},   {"odd_serial_zero", false},     {"odd_serial_21_bytes", false},
-      {"odd_dates_utc_window", false},  {"odd_dates_generalized", false}, {"odd_utc_no_seconds", true},
-      {"odd_time_offsets", true},       {"odd_boolean_01", true},       {"odd_empty_eku", false},
-      {"odd_empty_san", false},         {"odd_before_1601", true, L"Invalid Date"},
+      {"odd_serial_negative", false},
+      {"odd_serial_zero", false},
+      {"odd_serial_21_bytes", false},
+      {"odd_dates_utc_window", false},
+      {"odd_dates_generalized", false},
+      {"odd_utc_no_seconds", true},
+      {"odd_time_offsets", true},
+      {"odd_boolean_01", true},
+      {"odd_empty_eku", false},
+      {"odd_empty_san", false},
+      {"odd_before_1601", true, L"Invalid Date"},
   };
   const auto issuer = Load("intermediate");
   for (const Unusual& c : cases) {
@@ -39,8 +46,7 @@ TEST(UnusualCertificates, ReadWholeAndAgreeWithTheOpensslTool) {
     EXPECT_EQ(Std(certificate->GetNotBefore()), c.notBefore ? c.notBefore : OpensslDate(fields, "notBefore"));
     EXPECT_EQ(Std(certificate->GetNotAfter()), OpensslDate(fields, "notAfter"));
     EXPECT_TRUE(certificate->VerifySignature(issuer->GetPublicKey()));
-    EXPECT_EQ(ICertificateProperties::nqIsCertOKForPKILogon(der.data(), static_cast<unsigned>(der.size())),
-              c.pkiLogon);
+    EXPECT_EQ(ICertificateProperties::nqIsCertOKForPKILogon(der.data(), static_cast<unsigned>(der.size())), c.pkiLogon);
   }
 }
 
@@ -69,8 +75,8 @@ TEST(UnusualCertificates, NonCanonicalTrueAndEmptyListsAreRead) {
   const ByteArray emptyEku = Der("odd_empty_eku");
   EXPECT_TRUE(Load(emptyEku)->GetExtendedKeyUsage().empty());
   bool found = true;
-  EXPECT_FALSE(ICertificateProperties::nqGetEKUFromCertificate(
-      emptyEku.data(), static_cast<unsigned>(emptyEku.size()), L"1.3.6.1.4.1.311.20.2.2", &found));
+  EXPECT_FALSE(ICertificateProperties::nqGetEKUFromCertificate(emptyEku.data(), static_cast<unsigned>(emptyEku.size()),
+                                                               L"1.3.6.1.4.1.311.20.2.2", &found));
   EXPECT_FALSE(found);
   EXPECT_TRUE(Load("odd_empty_san")->GetSubjectAlternativeNames().empty());
 }

@@ -34,7 +34,8 @@ bool ReadsWhole(const char* hex, Read&& read) {
 }  // namespace
 
 TEST(DerBoolean, ReadsAnyNonZeroOctetAsTrueAndWritesFF) {
-  const std::pair<const char*, bool> cases[] = {{"0101ff", true}, {"010100", false}, {"010101", true}, {"010180", true}};
+  const std::pair<const char*, bool> cases[] = {
+      {"0101ff", true}, {"010100", false}, {"010101", true}, {"010180", true}};
   for (const auto& [hex, expected] : cases) {
     bool value = !expected;
     EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return r.ReadBoolean(&value); }) && value == expected) << hex;
