@@ -2,7 +2,8 @@
 // constructed elements (and into OCTET STRING and BIT STRING contents that hold DER, as
 // extensions do), decodes every primitive it meets, and checks that what decodes encodes back
 // to exactly the input bytes. DER has one encoding per value, so any difference is a bug in the
-// reader (it accepted something that is not DER) or in the writer: the target aborts on it.
+// reader (it accepted something that is not DER) or in the writer: the target aborts on it. The
+// forms read leniently (crypto.der.h) are checked to mean what their DER form means.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -58,11 +59,28 @@ void CheckOid(Bytes contents, Bytes element) {
   RequireEncodes(element, [&](Writer& w) { w.AddOid(text); });
 }
 
+// The DER form of `time`: UTCTime where it can be one and `utc` asks for it, else GeneralizedTime.
+ByteArray DerTime(const CalendarTime& time, bool utc) {
+  ByteArray out;
+  if (!(utc && EncodeUtcTime(time, &out))) {
+    out.clear();
+    Require(EncodeGeneralizedTime(time, &out));
+  }
+  return out;
+}
+
 void CheckTime(Tag tag, Bytes contents, Bytes element) {
   CalendarTime time;
   const bool utc = tag.number == kUtcTimeType;
   if (!(utc ? DecodeUtcTime(contents, &time) : DecodeGeneralizedTime(contents, &time))) return;
-  RequireEncodes(element, [&](Writer& w) { utc ? w.AddUtcTime(time) : w.AddGeneralizedTime(time); });
+  // The lenient forms (no seconds, a difference from UTC, a long fraction) have a DER form of
+  // the same instant; the DER forms are that form themselves.
+  const ByteArray der = DerTime(time, utc);
+  CalendarTime again;
+  const bool derUtc = der.size() == 13;
+  Require((derUtc ? DecodeUtcTime(der, &again) : DecodeGeneralizedTime(der, &again)) && again == time);
+  if (derUtc == utc && std::equal(der.begin(), der.end(), contents.begin(), contents.end()))
+    RequireEncodes(element, [&](Writer& w) { utc ? w.AddUtcTime(time) : w.AddGeneralizedTime(time); });
   CalendarTime back;
   Require(FromUnixSeconds(ToUnixSeconds(time), &back));
   Require(back.year == time.year && back.month == time.month && back.day == time.day &&
@@ -84,7 +102,9 @@ void CheckUniversalPrimitive(Tag tag, Bytes contents, Bytes element, unsigned de
   bool flag;
   switch (tag.number) {
     case kBooleanType:
-      if (DecodeBoolean(contents, &flag)) RequireEncodes(element, [&](Writer& w) { w.AddBoolean(flag); });
+      // Any non-zero octet reads as true; only 00 and FF are DER.
+      if (DecodeBoolean(contents, &flag) && (contents[0] == 0x00 || contents[0] == 0xFF))
+        RequireEncodes(element, [&](Writer& w) { w.AddBoolean(flag); });
       return;
     case kIntegerType:
     case kEnumeratedType:

@@ -251,6 +251,11 @@ extern "C" {
 // exactly one certificate in DER: anything after it, or any tag, length or value error, fails
 // with CRYPT_E_ASN1_BADTAG (not a SEQUENCE) or CRYPT_E_ASN1_CORRUPT; null or no bytes:
 // CRYPT_E_ASN1_EOD; another encoding type: E_INVALIDARG. Released by CertFreeCertificateContext.
+// The forms that issued certificates carry beside DER are read as the codec reads them
+// (sources/codec/crypto.der.h: BOOLEAN true as any non-zero octet, times without seconds or with
+// a difference from UTC, which is applied). A validity time before 1601, which a FILETIME cannot
+// hold, is kept as its tick count read as a signed 64-bit number (negative): no FILETIME
+// conversion accepts it, and CertVerifyTimeValidity orders it before every other time.
 PCCERT_CONTEXT WINAPI CertCreateCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded,
                                                    DWORD cbCertEncoded);
 
@@ -271,7 +276,8 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
 // The first extension of rgExtensions whose OID equals pszObjId, or null (CRYPT_E_NOT_FOUND).
 PCERT_EXTENSION WINAPI CertFindExtension(LPCSTR pszObjId, DWORD cExtensions, CERT_EXTENSION rgExtensions[]);
 
-// -1 when the time (null: now) is before NotBefore, 1 when it is after NotAfter, else 0.
+// -1 when the time (null: now) is before NotBefore, 1 when it is after NotAfter, else 0. The
+// times are compared as signed 64-bit tick counts (a validity time before 1601 is negative).
 LONG WINAPI CertVerifyTimeValidity(LPFILETIME pTimeToVerify, PCERT_INFO pCertInfo);
 
 // Whether the signed object pbEncoded (a certificate, or a CRL: any SEQUENCE { toBeSigned,

@@ -1,5 +1,6 @@
 // The exported factories of the library's interfaces.
 
+#include <cwchar>
 #include <memory>
 #include <string_view>
 
@@ -45,6 +46,12 @@ IECDomainParameters* IECDomainParameters::Create() {
 
 namespace {
 
+// True when `text` is exactly `row` (a table entry); stops at the first difference instead of
+// measuring the entry first, since every certificate read looks up its algorithms in the table.
+bool IsEntry(const WString& text, const wchar_t* row) {
+  return std::wcscmp(text.c_str(), row) == 0 && text.size() == std::wcslen(row);
+}
+
 std::unique_ptr<IAlgorithmParameters> CloneParameters(const FunctionTrace& fn, IAlgorithmParameters* pParameters) {
   if (pParameters == nullptr) fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pParameters should not be NULL");
   return std::unique_ptr<IAlgorithmParameters>(pParameters->Clone());
@@ -58,7 +65,7 @@ IAlgorithm* IAlgorithm::CreateFromOID(const WString& sOID, IAlgorithmParameters*
     // An OID outside the table names itself.
     WString sFriendlyName = sOID;
     for (const AlgorithmRow& row : AlgorithmTable()) {
-      if (std::wstring_view(row.oid) != kUnknownOID && sOID == row.oid) {
+      if (IsEntry(sOID, row.oid) && std::wcscmp(row.oid, kUnknownOID) != 0) {
         sFriendlyName = row.friendlyName;
         break;
       }
@@ -74,7 +81,7 @@ IAlgorithm* IAlgorithm::CreateFromFriendlyName(const WString& sFriendlyName, IAl
   return fn.Run([&] {
     const AlgorithmRow* found = nullptr;
     for (const AlgorithmRow& row : AlgorithmTable()) {
-      if (sFriendlyName == row.friendlyName) {
+      if (IsEntry(sFriendlyName, row.friendlyName)) {
         found = &row;
         break;
       }

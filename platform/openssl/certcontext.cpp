@@ -54,10 +54,11 @@ void SetBits(CRYPT_BIT_BLOB* blob, const Der::BitString& bits) {
   blob->cUnusedBits = bits.unusedBits;
 }
 
+// A validity time; before 1601 its ticks are negative (see CertCreateCertificateContext).
 bool ReadFileTime(Der::Reader& in, FILETIME* out) {
   Der::CalendarTime time;
-  std::uint64_t ticks = 0;
-  if (!in.ReadTime(&time) || !Der::ToFileTimeTicks(time, &ticks)) return false;
+  if (!in.ReadTime(&time)) return false;
+  const auto ticks = static_cast<std::uint64_t>(Der::SignedFileTimeTicks(time));
   out->dwLowDateTime = static_cast<DWORD>(ticks);
   out->dwHighDateTime = static_cast<DWORD>(ticks >> 32);
   return true;
@@ -324,9 +325,10 @@ LONG WINAPI CertVerifyTimeValidity(LPFILETIME pTimeToVerify, PCERT_INFO pCertInf
     GetSystemTimeAsFileTime(&now);
     pTimeToVerify = &now;
   }
-  const std::uint64_t time = Ticks(*pTimeToVerify);
-  if (time < Ticks(pCertInfo->NotBefore)) return -1;
-  if (time > Ticks(pCertInfo->NotAfter)) return 1;
+  const auto signedTicks = [](const FILETIME& t) { return static_cast<std::int64_t>(Ticks(t)); };
+  const std::int64_t time = signedTicks(*pTimeToVerify);
+  if (time < signedTicks(pCertInfo->NotBefore)) return -1;
+  if (time > signedTicks(pCertInfo->NotAfter)) return 1;
   return 0;
 }
 

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <ctime>
+#include <cwchar>
 #include <cwctype>
 #include <optional>
 
@@ -27,6 +28,12 @@ constexpr double kLastDay = 2958465.0;
 constexpr std::int64_t kFileTimeEpochSeconds = 11644473600;
 constexpr std::uint64_t kTicksPerSecond = 10000000;
 
+// The names of the user-default locale (English), upper case.
+constexpr const wchar_t* kMonthNames[] = {L"JANUARY", L"FEBRUARY", L"MARCH",     L"APRIL",   L"MAY",      L"JUNE",
+                                          L"JULY",    L"AUGUST",   L"SEPTEMBER", L"OCTOBER", L"NOVEMBER", L"DECEMBER"};
+constexpr const wchar_t* kDayNames[] = {L"SUNDAY",   L"MONDAY", L"TUESDAY", L"WEDNESDAY",
+                                        L"THURSDAY", L"FRIDAY", L"SATURDAY"};
+
 // A cursor over the date text.
 class DateText {
  public:
@@ -41,13 +48,26 @@ class DateText {
     ++m_p;
     return true;
   }
-  // A letter pair such as "AM", in any case.
-  bool TakeWord(const wchar_t* word) {
-    std::size_t i = 0;
-    for (; word[i] != L'\0'; ++i)
-      if (static_cast<wchar_t>(std::towupper(m_p[i])) != word[i]) return false;
-    m_p += i;
-    return true;
+  // `word` (upper case) in any case, not followed by another letter.
+  bool TakeWord(const wchar_t* word) { return TakeLetters(word, std::wcslen(word)); }
+  // One of `names` (upper case) in full, or its first three letters: `*index` gets its place.
+  template <std::size_t N>
+  bool TakeName(const wchar_t* const (&names)[N], int* index) {
+    for (std::size_t i = 0; i < N; ++i) {
+      if (TakeWord(names[i]) || TakeLetters(names[i], 3)) {
+        *index = static_cast<int>(i);
+        return true;
+      }
+    }
+    return false;
+  }
+  // Blanks with at most one of `separators` among them; false when there is nothing of either.
+  bool SkipSeparator(const wchar_t* separators) {
+    const wchar_t* start = m_p;
+    SkipBlanks();
+    if (*m_p != L'\0' && std::wcschr(separators, *m_p) != nullptr) ++m_p;
+    SkipBlanks();
+    return m_p != start;
   }
   // `min`..`max` decimal digits; `*count` gets how many there were.
   bool Number(int min, int max, int* value, int* count = nullptr) {
@@ -68,6 +88,14 @@ class DateText {
   }
 
  private:
+  bool TakeLetters(const wchar_t* word, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+      if (static_cast<wchar_t>(std::towupper(m_p[i])) != word[i]) return false;
+    if (std::iswalpha(m_p[count])) return false;
+    m_p += count;
+    return true;
+  }
+
   const wchar_t* m_p;
 };
 
@@ -98,30 +126,100 @@ bool ReadIsoDate(DateText text, ParsedDate* out) {
   return text.AtEnd();
 }
 
-// The hour of a 12-hour clock with its AM or PM; false for an hour outside 1..12.
-bool ApplyMeridiem(DateText& text, int* hour) {
+// The hour of a 12-hour clock with its AM or PM (`*found` says whether one was there); false for
+// an hour outside 1..12 with one.
+bool ApplyMeridiem(DateText& text, int* hour, bool* found) {
   const bool am = text.TakeWord(L"AM");
   const bool pm = !am && text.TakeWord(L"PM");
-  if (!am && !pm) return true;
+  *found = am || pm;
+  if (!*found) return true;
   if (*hour < 1 || *hour > 12) return false;
   *hour = *hour % 12 + (pm ? 12 : 0);
   return true;
 }
 
-// M/D/YYYY or M/D/YY [h:mm[:ss]] [AM|PM]
-bool ReadUserDate(DateText text, ParsedDate* out) {
-  int yearDigits = 0;
-  if (!text.Number(1, 2, &out->time.month) || !text.Take(L'/') || !text.Number(1, 2, &out->time.day) ||
-      !text.Take(L'/') || !text.Number(2, 4, &out->time.year, &yearDigits) || yearDigits == 3)
-    return false;
-  if (yearDigits == 2) out->time.year += out->time.year < 30 ? 2000 : 1900;
-  text.SkipBlanks();
-  if (!text.AtEnd()) {
-    if (!ReadTime(text, false, out)) return false;
-    text.SkipBlanks();
-    if (!ApplyMeridiem(text, &out->time.hour)) return false;
-    text.SkipBlanks();
+// A year of two digits is 20YY below 30 and 19YY from 30 on; of four, as written.
+bool ReadYear(DateText& text, int* year) {
+  int digits = 0;
+  if (!text.Number(2, 4, year, &digits) || digits == 3) return false;
+  if (digits == 2) *year += *year < 30 ? 2000 : 1900;
+  return true;
+}
+
+// YYYY/M/D, or M/D/YYYY and M/D/YY; "-" or "." may stand for both "/".
+bool ReadNumericDate(DateText& text, Der::CalendarTime* t) {
+  int first = 0, digits = 0;
+  if (!text.Number(1, 4, &first, &digits) || digits == 3) return false;
+  wchar_t separator = 0;
+  for (const wchar_t c : {L'/', L'-', L'.'})
+    if (separator == 0 && text.Take(c)) separator = c;
+  if (separator == 0) return false;
+  if (digits == 4) {
+    t->year = first;
+    return text.Number(1, 2, &t->month) && text.Take(separator) && text.Number(1, 2, &t->day);
   }
+  t->month = first;
+  return text.Number(1, 2, &t->day) && text.Take(separator) && ReadYear(text, &t->year);
+}
+
+// "Jan 2, 2024", "January 2 2024", "2 January 2024", "2-Jan-2024": a month's name or its first
+// three letters, the day before or after it, then the year.
+bool ReadNamedMonthDate(DateText& text, Der::CalendarTime* t) {
+  int month = 0;
+  const bool dayFirst = !text.TakeName(kMonthNames, &month);
+  if (dayFirst && !(text.Number(1, 2, &t->day) && text.SkipSeparator(L"-/.") && text.TakeName(kMonthNames, &month)))
+    return false;
+  if (!dayFirst && !(text.SkipSeparator(L"-/.") && text.Number(1, 2, &t->day))) return false;
+  t->month = month + 1;
+  return text.SkipSeparator(L",-/.") && ReadYear(text, &t->year);
+}
+
+// A date in one of the two forms above; `text` and `*t` change only when one is read.
+bool ReadUserDatePart(DateText& text, Der::CalendarTime* t) {
+  for (const auto read : {ReadNumericDate, ReadNamedMonthDate}) {
+    DateText trial = text;
+    Der::CalendarTime date = *t;
+    if (read(trial, &date)) {
+      text = trial;
+      *t = date;
+      return true;
+    }
+  }
+  return false;
+}
+
+// h:mm[:ss] [AM|PM], or h AM|PM.
+bool ReadUserTimePart(DateText& text, ParsedDate* out) {
+  DateText clock = text;
+  const bool withMinutes = ReadTime(clock, false, out);
+  if (!withMinutes) {
+    clock = text;
+    if (!clock.Number(1, 2, &out->time.hour)) return false;
+    out->time.minute = out->time.second = 0;
+  }
+  clock.SkipBlanks();
+  bool meridiem = false;
+  if (!ApplyMeridiem(clock, &out->time.hour, &meridiem) || (!withMinutes && !meridiem)) return false;
+  text = clock;
+  return true;
+}
+
+// [weekday[,]] date [time], or [weekday[,]] time [date]; a time alone is on day 0 of a DATE
+// (1899-12-30). A weekday's name is read and not checked against the date.
+bool ReadUserDate(DateText text, ParsedDate* out) {
+  int weekday = 0;
+  if (text.TakeName(kDayNames, &weekday)) text.SkipSeparator(L",");
+  Der::CalendarTime& t = out->time;
+  t.year = 1899, t.month = 12, t.day = 30;
+  if (ReadUserDatePart(text, &t)) {
+    text.SkipBlanks();
+    if (!text.AtEnd() && !ReadUserTimePart(text, out)) return false;
+  } else {
+    if (!ReadUserTimePart(text, out)) return false;
+    text.SkipBlanks();
+    if (!text.AtEnd() && !ReadUserDatePart(text, &t)) return false;
+  }
+  text.SkipBlanks();
   return text.AtEnd();
 }
 

@@ -61,7 +61,10 @@ ByteArray CCNGCVCCertificate::GetEncoded() const {
   });
 }
 
-WString CCNGCVCCertificate::GetFormat() const { return CERT_FORMAT_CVC; }
+WString CCNGCVCCertificate::GetFormat() const {
+  const FunctionTrace fn(L"CCNGCVCCertificate::GetFormat", this);
+  return fn.Run([] { return WString(CERT_FORMAT_CVC); });
+}
 
 IPublicKey* CCNGCVCCertificate::GetPublicKey() const {
   return NotImplemented<IPublicKey*>(L"CCNGCVCCertificate::GetPublicKey", this);

@@ -32,9 +32,14 @@ IRSAPrivateCRTKey::~IRSAPrivateCRTKey() = default;
 // ---- public key -----------------------------------------------------------------------------
 
 CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers)
-    : m_pAlgorithm(std::move(pAlgorithm)), m_numbers(std::move(numbers)) {
+    : CCNGRSAPublicKey(std::move(pAlgorithm), std::move(numbers), ByteArray()) {}
+
+CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers,
+                                   ByteArray baEncoded)
+    : m_pAlgorithm(std::move(pAlgorithm)), m_numbers(std::move(numbers)), m_baEncoded(std::move(baEncoded)) {
   const FunctionTrace fn(L"CCNGRSAPublicKey::CCNGRSAPublicKey", this);
   fn.Run([&] {
+    if (!m_baEncoded.empty()) return;
     CERT_PUBLIC_KEY_INFO info{RsaEncryption(), {}};
     info.PublicKey.pbData = CryptoUtil::EncodeObject<Structure::RsaPublicKey>(m_numbers);
     m_baEncoded = CryptoUtil::EncodeObject<Structure::X509PublicKeyInfo>(info);
@@ -55,6 +60,10 @@ CCNGRSAPublicKey* CCNGRSAPublicKey::Import(std::unique_ptr<IAlgorithm> pAlgorith
     RequireRsaEncryption(fn, info.Algorithm);
     if (info.PublicKey.cUnusedBits != 0) fn.Raise(CRYPTO_BAD_PARAM, L"The public key is not a whole number of bytes");
     RsaPublicKeyNumbers numbers = CryptoUtil::DecodeObject<Structure::RsaPublicKey>(info.PublicKey.pbData);
+    // With NULL parameters the bytes are the key's own encoding already (both decoders read DER
+    // only); without parameters the key writes its encoding with them.
+    if (info.Algorithm.Parameters == kNullParameters)
+      return new CCNGRSAPublicKey(std::move(pAlgorithm), std::move(numbers), baSubjectPublicKeyInfo);
     return new CCNGRSAPublicKey(std::move(pAlgorithm), std::move(numbers));
   });
 }

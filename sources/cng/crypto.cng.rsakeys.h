@@ -30,6 +30,10 @@ class CCNGRSAPublicKey final : public IRSAPublicKey {
   static CCNGRSAPublicKey* Import(std::unique_ptr<IAlgorithm> pAlgorithm, const ByteArray& baSubjectPublicKeyInfo);
 
  private:
+  // As above, with `baEncoded` the SubjectPublicKeyInfo that encoding `numbers` gives, or empty
+  // to have it written.
+  CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers, ByteArray baEncoded);
+
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
   RsaPublicKeyNumbers m_numbers;
   ByteArray m_baEncoded;

@@ -50,11 +50,11 @@ concept EncodableStructure = requires(const typename T::Decoded& in, ByteArray* 
 
 class CryptoUtil {
  public:
-  // The structure of type `Type` decoded from `baEncoded`. Fails with CRYPTO_BAD_PARAM
-  // ("Error decoding the blob (0x80093103)") when the bytes are not exactly one DER encoding of
-  // that structure.
+  // The structure of type `Type` decoded from `baEncoded` (a byte array, or a view of bytes
+  // that stay alive during the call). Fails with CRYPTO_BAD_PARAM ("Error decoding the blob
+  // (0x80093103)") when the bytes are not exactly one DER encoding of that structure.
   template <DecodableStructure Type>
-  static typename Type::Decoded DecodeObject(const ByteArray& baEncoded);
+  static typename Type::Decoded DecodeObject(Der::Bytes baEncoded);
 
   // The DER encoding of `value` as structure type `Type`. Fails with CRYPTO_BAD_PARAM
   // ("Error encoding the blob (0x80093103)") when a member cannot be encoded (a character its
@@ -103,12 +103,12 @@ class CryptoUtil {
 };
 
 template <DecodableStructure Type>
-typename Type::Decoded CryptoUtil::DecodeObject(const ByteArray& baEncoded) {
+typename Type::Decoded CryptoUtil::DecodeObject(Der::Bytes baEncoded) {
   const FunctionTrace fn(L"CryptoUtil::DecodeObject");
   return fn.Run([&] {
     fn.Data(L"lpszStructType=%s", Type::kName);
     typename Type::Decoded decoded{};
-    if (!Type::Decode(Der::Bytes(baEncoded.data(), baEncoded.size()), &decoded))
+    if (!Type::Decode(baEncoded, &decoded))
       RaiseCodingFailure(fn, L"decoding", CRYPTO_BAD_PARAM);
     return decoded;
   });

@@ -1,8 +1,6 @@
 // CryptoUtil::FileTimeToString: a FILETIME rendered with a strftime-like format, in UTC and in
 // English whatever the process locale (the text is read by people and compared by tests, and
 // the C library's strftime would follow the locale).
-#include <cwchar>
-
 #include "cng/crypto.cng.util.h"
 #include "codec/crypto.der.time.h"
 
@@ -30,10 +28,15 @@ int DayOfYear(const Der::CalendarTime& time) {
   return static_cast<int>(DaysSinceEpoch(time) - DaysSinceEpoch(newYear)) + 1;
 }
 
+// `value` (not negative) in decimal, with leading zeros to at least `digits` digits; written by
+// hand because a date is rendered for every certificate read and swprintf costs more than the
+// rest of the rendering.
 void AppendNumber(WString& out, int value, int digits) {
   wchar_t text[16];
-  std::swprintf(text, 16, L"%0*d", digits, value);
-  out += text;
+  int length = 0;
+  for (unsigned v = static_cast<unsigned>(value); v != 0 || length < digits; v /= 10)
+    text[length++] = static_cast<wchar_t>(L'0' + v % 10);
+  while (length > 0) out.push_back(text[--length]);
 }
 
 // Appends conversion `c` of `time`; false for a conversion that is not supported.

@@ -75,14 +75,13 @@ WString CCNGX500Name::GetName(unsigned int uiFormat) const {
   return fn.Run([&] {
     fn.Data(L"uiFormat=%u", uiFormat);
     const std::uint32_t dwStrType = CERT_X500_NAME_STR | (uiFormat & kHonouredFormatBits);
-    const std::uint32_t size = X500Text::CertNameToStrW(X509_ASN_ENCODING, &m_baEncodedName, dwStrType, nullptr, 0);
-    if (size <= 1) {
+    // The text CertNameToStrW gives for m_baEncodedName, from the name decoded at construction:
+    // decoding it again for every rendering would double the cost of reading a name.
+    WString sName = X500Text::NameInfoToStr(m_nameInfo, dwStrType);
+    if (sName.empty()) {
       TraceOutcome(fn, L"Empty string found");
       return WString();
     }
-    WString sName(size, L'\0');
-    X500Text::CertNameToStrW(X509_ASN_ENCODING, &m_baEncodedName, dwStrType, sName.data(), size);
-    sName.resize(size - 1);
     fn.Data(L"sName=%s", sName);
     return sName;
   });

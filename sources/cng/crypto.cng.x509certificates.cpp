@@ -40,6 +40,8 @@ ByteArray BlobBytes(const BYTE* pbData, DWORD cbData) {
   return cbData == 0 ? ByteArray() : ByteArray(pbData, pbData + cbData);
 }
 ByteArray BlobBytes(const ::CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbData, blob.cbData); }
+ByteArray BlobBytes(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
+Der::Bytes BlobView(const ::CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 
 // The SHA-1 thumbprint of a context: the size first, then the bytes.
 ByteArray ReadHash(const FunctionTrace& fn, PCCERT_CONTEXT context) {
@@ -63,17 +65,7 @@ WString DateText(const FILETIME& time) {
   }
 }
 
-// The public-key info in the library's form, and the platform's view of one (which points into
-// it and lives no longer).
-CERT_PUBLIC_KEY_INFO ToLibraryForm(const ::CERT_PUBLIC_KEY_INFO& info) {
-  CERT_PUBLIC_KEY_INFO out;
-  out.Algorithm.pszObjId = info.Algorithm.pszObjId;
-  out.Algorithm.Parameters = BlobBytes(info.Algorithm.Parameters);
-  out.PublicKey.pbData = BlobBytes(info.PublicKey.pbData, info.PublicKey.cbData);
-  out.PublicKey.cUnusedBits = info.PublicKey.cUnusedBits;
-  return out;
-}
-
+// The platform's view of a public-key info (which points into it and lives no longer).
 ::CERT_PUBLIC_KEY_INFO PlatformView(CERT_PUBLIC_KEY_INFO& info) {
   ::CERT_PUBLIC_KEY_INFO view{};
   view.Algorithm.pszObjId = info.Algorithm.pszObjId.data();
@@ -209,9 +201,8 @@ void CCNGX509Certificate::ReadValidity() {
 }
 
 void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
-  const ByteArray baEncoded = GetEncoded();
   CERT_SIGNED_CONTENT_INFO signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
-    return CryptoUtil::DecodeObject<Structure::SignedContent>(baEncoded);
+    return CryptoUtil::DecodeObject<Structure::SignedContent>(Encoded());
   });
   m_baTBSCertificate = std::move(signedContent.ToBeSigned);
   m_baSignatureValue = std::move(signedContent.Signature.pbData);
@@ -228,15 +219,18 @@ void CCNGX509Certificate::ReadExtensions() {
   for (DWORD i = 0; i < Info().cExtension; ++i) {
     const ::CERT_EXTENSION& extension = Info().rgExtension[i];
     m_extensions.emplace(CryptoUtil::CharStringToString(extension.pszObjId),
-                         Extension{extension.fCritical != FALSE, BlobBytes(extension.Value)});
+                         Extension{extension.fCritical != FALSE, BlobView(extension.Value)});
   }
 }
 
-// Always read as an RSA key: a certificate with another key type cannot be made.
+// Always read as an RSA key: a certificate with another key type cannot be made. The DER of the
+// public-key info is taken as it stands in the signed part: the context read it strictly, so
+// encoding the context's public-key info would give these bytes back.
 void CCNGX509Certificate::ReadPublicKey(const FunctionTrace& fn) {
-  m_baPublicKeyInfo = fn.Wrap(L"EncodeObject() failed", [&] {
-    return CryptoUtil::EncodeObject<Structure::X509PublicKeyInfo>(ToLibraryForm(Info().SubjectPublicKeyInfo));
-  });
+  Der::Bytes publicKeyInfo;
+  if (!Structure::SubjectPublicKeyInfoOf(m_baTBSCertificate, &publicKeyInfo))
+    fn.Raise(CRYPTO_BAD_PARAM, L"EncodeObject() failed");
+  m_baPublicKeyInfo = BlobBytes(publicKeyInfo);
   m_pPublicKey.reset(fn.Wrap(L"new IPublicKey failed", [&]() -> IPublicKey* {
     std::unique_ptr<IKey> key(IKey::Create(RsaAlgorithm().get(), L"X509", m_baPublicKeyInfo));
     auto* publicKey = dynamic_cast<IPublicKey*>(key.get());
@@ -252,15 +246,18 @@ ICertificate* CCNGX509Certificate::Clone() const {
   const FunctionTrace fn(L"CCNGX509Certificate::Clone", this);
   return fn.Run([&] {
     return fn.Wrap(L"CCNGX509Certificate::Clone() New CCNGX509Certificate failed",
-                   [&] { return new CCNGX509Certificate(GetEncoded()); });
+                   [&] { return new CCNGX509Certificate(BlobBytes(Encoded())); });
   });
 }
 
 ByteArray CCNGX509Certificate::GetEncoded() const {
-  return BlobBytes(m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded);
+  return TracedBytes(L"CCNGX509Certificate::GetEncoded", this, L"baEncoded", BlobBytes(Encoded()));
 }
 
-WString CCNGX509Certificate::GetFormat() const { return CERT_FORMAT_X509; }
+WString CCNGX509Certificate::GetFormat() const {
+  const FunctionTrace fn(L"CCNGX509Certificate::GetFormat", this);
+  return fn.Run([] { return WString(CERT_FORMAT_X509); });
+}
 
 IPublicKey* CCNGX509Certificate::GetPublicKey() const {
   return TracedValue<IPublicKey*>(L"CCNGX509Certificate::GetPublicKey", this, L"m_pPublicKey=%#x", m_pPublicKey.get());
@@ -397,7 +394,7 @@ ByteArray CCNGX509Certificate::GetExtensionValue(const WString& sOID) const {
       TraceOutcome(fn, L"Unknown extension %s", sOID);
       return ByteArray();
     }
-    const ByteArray& baExtensionValue = found->second.baValue;
+    const ByteArray baExtensionValue = BlobBytes(found->second.value);
     if (baExtensionValue.empty())
       TraceOutcome(fn, L"Found empty value for extension %s", sOID);
     else
@@ -414,9 +411,9 @@ ByteArray CCNGX509Certificate::GetKeyUsage() const {
       TraceOutcome(fn, L"No key usage extension");
       return ByteArray();
     }
-    const ByteArray value = BlobBytes(extension->Value);
-    CRYPT_BIT_BLOB bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
-                                  [&] { return CryptoUtil::DecodeObject<Structure::KeyUsage>(value); });
+    CRYPT_BIT_BLOB bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+      return CryptoUtil::DecodeObject<Structure::KeyUsage>(BlobView(extension->Value));
+    });
     if (bits.pbData.empty()) TraceOutcome(fn, L"Found empty value for key usage extension");
     return std::move(bits.pbData);
   });
@@ -431,9 +428,8 @@ StringList CCNGX509Certificate::GetExtendedKeyUsage() const {
       TraceOutcome(fn, L"No extented key usage extension");
       return usages;
     }
-    const ByteArray value = BlobBytes(extension->Value);
     const CERT_ENHKEY_USAGE usage = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
-      return CryptoUtil::DecodeObject<Structure::EnhancedKeyUsage>(value);
+      return CryptoUtil::DecodeObject<Structure::EnhancedKeyUsage>(BlobView(extension->Value));
     });
     for (const std::string& oid : usage.rgpszUsageIdentifier) usages.push_back(CryptoUtil::CharStringToString(oid));
     return usages;
@@ -449,9 +445,9 @@ GeneralNameList CCNGX509Certificate::GetSubjectAlternativeNames() const {
       TraceOutcome(fn, L"No Subject alternative name");
       return GeneralNameList();
     }
-    const ByteArray value = BlobBytes(extension->Value);
-    const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
-                                            [&] { return CryptoUtil::DecodeObject<Structure::AlternateName>(value); });
+    const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+      return CryptoUtil::DecodeObject<Structure::AlternateName>(BlobView(extension->Value));
+    });
     // Owned here until every entry is made, so a failing entry releases the ones before it.
     std::vector<std::unique_ptr<IGeneralName>> names;
     for (const CERT_ALT_NAME_ENTRY& entry : info.rgAltEntry)
@@ -526,6 +522,10 @@ bool CCNGX509Certificate::IsEncipherOnly() const {
 }
 bool CCNGX509Certificate::IsDecipherOnly() const {
   return KeyUsageBit(L"CCNGX509Certificate::IsDecipherOnly", 1, 0x80, L"bDecipherOnly");
+}
+
+Der::Bytes CCNGX509Certificate::Encoded() const {
+  return {m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded};
 }
 
 const ::CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <span>
 
 #include "cng/crypto.cng.handles.h"
 #include "framework/crypto.trace.h"
@@ -57,9 +58,11 @@ class CCNGX509Certificate final : public IX509Certificate {
   bool IsDecipherOnly() const override;
 
  private:
+  // An extension of the context: its criticality and its value's bytes, which stay in the
+  // context's encoding.
   struct Extension {
     bool bCritical;
-    ByteArray baValue;
+    std::span<const std::uint8_t> value;
   };
 
   // The steps of construction after the context is made, in order.
@@ -71,6 +74,8 @@ class CCNGX509Certificate final : public IX509Certificate {
   void ReadPublicKey(const FunctionTrace& fn);
 
   const CERT_INFO& Info() const { return *m_pCertContext.get()->pCertInfo; }
+  // The bytes the certificate was made from (the context's), untraced (GetEncoded traces).
+  std::span<const std::uint8_t> Encoded() const;
   // The extension `pszObjId` of the context, or null.
   const ::CERT_EXTENSION* FindExtension(const char* pszObjId) const;
   // The key-usage bit `mask` of byte `index`, logged as "<label>=%d".

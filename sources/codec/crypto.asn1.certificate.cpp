@@ -15,4 +15,13 @@ bool SignedContent::Decode(Der::Bytes der, Decoded* out) {
   return true;
 }
 
+bool SubjectPublicKeyInfoOf(Der::Bytes tbs, Der::Bytes* spki) {
+  Der::Reader seq;
+  bool present = false;
+  Der::Reader version;
+  return Der::ReadWhole(tbs, Der::kSequence, &seq) && seq.ReadOptional(Der::ExplicitTag(0), &version, &present) &&
+         seq.Skip(Der::kInteger) && seq.Skip(Der::kSequence) && seq.Skip(Der::kSequence) &&
+         seq.Skip(Der::kSequence) && seq.Skip(Der::kSequence) && seq.ReadElement(Der::kSequence, spki);
+}
+
 }  // namespace ZT::Framework::Structure

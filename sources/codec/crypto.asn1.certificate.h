@@ -25,6 +25,13 @@ struct SignedContent {
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
+// The subjectPublicKeyInfo element of a TBSCertificate as it stands in `tbs`:
+//   TBSCertificate ::= SEQUENCE { version [0] EXPLICIT Version DEFAULT v1, serialNumber INTEGER,
+//     signature AlgorithmIdentifier, issuer Name, validity Validity, subject Name,
+//     subjectPublicKeyInfo SubjectPublicKeyInfo, ... }
+// The fields before it are stepped over by their tags; fails when one is missing.
+bool SubjectPublicKeyInfoOf(Der::Bytes tbs, Der::Bytes* spki);
+
 }  // namespace Structure
 
 }  // namespace ZT::Framework

@@ -240,8 +240,7 @@ bool KeyUsageRestriction::Decode(Bytes der, Decoded* out) {
 
 bool EnhancedKeyUsage::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(
-        seq, [&](Reader& r) { return ReadOidText(r, &out->rgpszUsageIdentifier.emplace_back()); }, 1);
+    return ReadEach(seq, [&](Reader& r) { return ReadOidText(r, &out->rgpszUsageIdentifier.emplace_back()); });
   });
 }
 

@@ -215,8 +215,7 @@ bool ReadGeneralName(Reader& in, CERT_ALT_NAME_ENTRY* out) {
 bool ReadGeneralNames(Reader& in, CERT_ALT_NAME_INFO* out, Tag tag) {
   Reader seq;
   return in.Read(tag, &seq) &&
-         ReadEach(
-             seq, [&](Reader& r) { return ReadGeneralName(r, &out->rgAltEntry.emplace_back()); }, 1);
+         ReadEach(seq, [&](Reader& r) { return ReadGeneralName(r, &out->rgAltEntry.emplace_back()); });
 }
 
 }  // namespace Asn1Read

@@ -26,7 +26,9 @@ bool ReadObjidBlob(Der::Reader& in, CRYPT_OBJID_BLOB* out);
 bool ReadNameValue(Der::Reader& in, std::uint32_t* valueType, CERT_RDN_VALUE_BLOB* value);
 // One GeneralName.
 bool ReadGeneralName(Der::Reader& in, CERT_ALT_NAME_ENTRY* out);
-// GeneralNames: a SEQUENCE (or `tag` when implicitly tagged) of at least one GeneralName.
+// GeneralNames: a SEQUENCE (or `tag` when implicitly tagged) of GeneralName. Its definition asks
+// for at least one, but empty lists are issued (an empty alternative-name extension) and OpenSSL
+// reads them: an empty SEQUENCE is an empty list.
 bool ReadGeneralNames(Der::Reader& in, CERT_ALT_NAME_INFO* out, Der::Tag tag = Der::kSequence);
 
 // Runs `readBody` on the contents of `der`, which must be one element with `tag` and nothing

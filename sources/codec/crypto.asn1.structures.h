@@ -35,7 +35,8 @@ struct AnyString {
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
-// GeneralNames (the alternative-name extensions 2.5.29.7, 2.5.29.8, 2.5.29.17, 2.5.29.18).
+// GeneralNames (the alternative-name extensions 2.5.29.7, 2.5.29.8, 2.5.29.17, 2.5.29.18); an
+// empty SEQUENCE is an empty list (see Asn1Read::ReadGeneralNames).
 struct AlternateName {
   using Decoded = CERT_ALT_NAME_INFO;
   static constexpr const wchar_t* kName = L"X509_ALTERNATE_NAME";
@@ -126,7 +127,8 @@ struct KeyUsageRestriction {
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
-// ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId.
+// ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId. An empty SEQUENCE, which issuers
+// write and OpenSSL reads, is read as an empty list.
 struct EnhancedKeyUsage {
   using Decoded = CERT_ENHKEY_USAGE;
   static constexpr const wchar_t* kName = L"2.5.29.37";

@@ -300,8 +300,8 @@ bool ReadWholeAny(Bytes der, Tag* tag, Reader* contents) {
 }
 
 bool DecodeBoolean(Bytes contents, bool* out) {
-  if (contents.size() != 1 || (contents[0] != 0x00 && contents[0] != 0xFF)) return false;
-  *out = contents[0] == 0xFF;
+  if (contents.size() != 1) return false;
+  *out = contents[0] != 0x00;
   return true;
 }
 

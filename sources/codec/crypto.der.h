@@ -1,4 +1,4 @@
-// A strict DER reader on a byte cursor.
+// A strict DER reader on a byte cursor (with the few lenient readings listed below).
 //
 // A Reader is a non-owning view of bytes (pointer, size) plus the nesting depth at which those
 // bytes stand. Each Read... call takes one whole TLV element off the front of the cursor and, on
@@ -29,8 +29,13 @@
 //   at most four length octets, and never past the end of what remains;
 // - nesting: a sub-reader is one level deeper than its parent and a reader at kMaxDepth reads
 //   nothing, so any recursive walk over Readers is bounded by kMaxDepth.
-// The ordering of SET OF components is NOT checked on read: certificates in the field carry
-// names whose multi-valued RDNs are not sorted, and refusing them would refuse those certificates.
+// Read leniently, because certificates in the field carry these forms and OpenSSL reads them
+// (refusing one would refuse the whole certificate):
+// - the ordering of SET OF components is not checked: multi-valued RDNs are not always sorted;
+// - a BOOLEAN true may be any non-zero octet (DecodeBoolean);
+// - UTCTime without seconds or with a difference from UTC, GeneralizedTime likewise and with a
+//   fraction that ends in zeros (DecodeUtcTime, DecodeGeneralizedTime in crypto.der.time.h).
+// Everything the writer produces is DER.
 #pragma once
 
 #include <cstddef>
@@ -237,7 +242,8 @@ bool ReadWholeAny(Bytes der, Tag* tag, Reader* contents);
 // Content decoders: the DER rules of each type applied to contents octets alone, for callers
 // that hold contents already (an implicitly tagged field read with Read).
 
-// BOOLEAN: exactly one octet, 0x00 (false) or 0xFF (true).
+// BOOLEAN: exactly one octet, 0x00 false and any other value true. DER writes true as 0xFF
+// only, but issuers have written 0x01 (BER allows any non-zero octet) and OpenSSL reads it.
 bool DecodeBoolean(Bytes contents, bool* out);
 // INTEGER: at least one octet, and no redundant leading 0x00 or 0xFF octet.
 bool IsMinimalInteger(Bytes contents);

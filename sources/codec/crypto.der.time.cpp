@@ -1,4 +1,5 @@
-// UTCTime and GeneralizedTime in their DER forms (X.690 11.7 and 11.8), and calendar arithmetic.
+// UTCTime and GeneralizedTime as certificates carry them (see crypto.der.time.h), and calendar
+// arithmetic.
 #include "codec/crypto.der.time.h"
 
 #include <cstdio>
@@ -64,19 +65,30 @@ class TimeText {
     ++m_pos;
     return true;
   }
-  // A GeneralizedTime fraction after the '.': one to nine digits, the last one not zero.
+  bool AtDigit() const { return m_pos < m_text.size() && m_text[m_pos] >= '0' && m_text[m_pos] <= '9'; }
+  // A GeneralizedTime fraction of a second after the '.': one or more digits; those past the
+  // ninth are finer than a nanosecond and dropped.
   bool Fraction(std::uint32_t* nanosecond) {
     std::uint32_t value = 0;
     int count = 0;
-    std::uint8_t last = 0;
-    while (m_pos < m_text.size() && m_text[m_pos] >= '0' && m_text[m_pos] <= '9') {
-      if (++count > 9) return false;
-      last = m_text[m_pos++];
-      value = value * 10 + (last - '0');
-    }
-    if (count == 0 || last == '0') return false;
+    for (; AtDigit(); ++m_pos, ++count)
+      if (count < 9) value = value * 10 + (m_text[m_pos] - '0');
+    if (count == 0) return false;
     for (; count < 9; ++count) value *= 10;
     *nanosecond = value;
+    return true;
+  }
+  // The zone that ends a time: "Z", or the local time's difference from UTC as "+hhmm" or
+  // "-hhmm" (local time = UTC + difference), in seconds.
+  bool Zone(int* offsetSeconds) {
+    if (Accept('Z')) {
+      *offsetSeconds = 0;
+      return true;
+    }
+    const int sign = Accept('+') ? 1 : Accept('-') ? -1 : 0;
+    int hours, minutes;
+    if (sign == 0 || !Digits(2, &hours) || !Digits(2, &minutes) || hours > 23 || minutes > 59) return false;
+    *offsetSeconds = sign * (hours * 3600 + minutes * 60);
     return true;
   }
   bool AtEnd() const { return m_pos == m_text.size(); }
@@ -86,10 +98,27 @@ class TimeText {
   std::size_t m_pos = 0;
 };
 
-// "MMDDHHMMSS", the part both forms share after the year.
-bool ReadMonthToSecond(TimeText* text, CalendarTime* t) {
-  return text->Digits(2, &t->month) && text->Digits(2, &t->day) && text->Digits(2, &t->hour) &&
-         text->Digits(2, &t->minute) && text->Digits(2, &t->second);
+// "MMDDhhmm[ss]", the part both forms share after the year; the seconds may be left out (they
+// are 0 then), and `*withSeconds` says whether they were there.
+bool ReadMonthToSecond(TimeText* text, CalendarTime* t, bool* withSeconds) {
+  if (!text->Digits(2, &t->month) || !text->Digits(2, &t->day) || !text->Digits(2, &t->hour) ||
+      !text->Digits(2, &t->minute))
+    return false;
+  *withSeconds = text->AtDigit();
+  return !*withSeconds || text->Digits(2, &t->second);
+}
+
+// The UTC time of local time `t` in a zone `offsetSeconds` ahead of UTC; fails on an invalid
+// local time or a UTC time outside years 0..9999.
+bool ToUtc(CalendarTime t, int offsetSeconds, CalendarTime* out) {
+  if (!IsValidCalendarTime(t)) return false;
+  if (offsetSeconds != 0) {
+    const std::uint32_t nanosecond = t.nanosecond;
+    if (!FromUnixSeconds(ToUnixSeconds(t) - offsetSeconds, &t)) return false;
+    t.nanosecond = nanosecond;
+  }
+  *out = t;
+  return true;
 }
 
 void AppendText(const char* text, int length, ByteArray* out) { out->insert(out->end(), text, text + length); }
@@ -105,22 +134,23 @@ bool IsValidCalendarTime(const CalendarTime& t) {
 bool DecodeUtcTime(std::span<const std::uint8_t> contents, CalendarTime* out) {
   TimeText text(contents);
   CalendarTime t;
-  int yy;
-  if (!text.Digits(2, &yy) || !ReadMonthToSecond(&text, &t) || !text.Accept('Z') || !text.AtEnd()) return false;
+  int yy, offset;
+  bool withSeconds;
+  if (!text.Digits(2, &yy) || !ReadMonthToSecond(&text, &t, &withSeconds) || !text.Zone(&offset) || !text.AtEnd())
+    return false;
   t.year = yy < 50 ? 2000 + yy : 1900 + yy;
-  if (!IsValidCalendarTime(t)) return false;
-  *out = t;
-  return true;
+  return ToUtc(t, offset, out);
 }
 
 bool DecodeGeneralizedTime(std::span<const std::uint8_t> contents, CalendarTime* out) {
   TimeText text(contents);
   CalendarTime t;
-  if (!text.Digits(4, &t.year) || !ReadMonthToSecond(&text, &t)) return false;
-  if (text.Accept('.') && !text.Fraction(&t.nanosecond)) return false;
-  if (!text.Accept('Z') || !text.AtEnd() || !IsValidCalendarTime(t)) return false;
-  *out = t;
-  return true;
+  int offset;
+  bool withSeconds;
+  if (!text.Digits(4, &t.year) || !ReadMonthToSecond(&text, &t, &withSeconds)) return false;
+  if (withSeconds && text.Accept('.') && !text.Fraction(&t.nanosecond)) return false;
+  if (!text.Zone(&offset) || !text.AtEnd()) return false;
+  return ToUtc(t, offset, out);
 }
 
 bool EncodeUtcTime(const CalendarTime& t, ByteArray* out) {
@@ -170,10 +200,14 @@ bool FromUnixSeconds(std::int64_t seconds, CalendarTime* out) {
   return true;
 }
 
+std::int64_t SignedFileTimeTicks(const CalendarTime& t) {
+  const std::int64_t seconds = ToUnixSeconds(t) + kFileTimeEpochDays * kSecondsPerDay;
+  return seconds * static_cast<std::int64_t>(kTicksPerSecond) + t.nanosecond / 100;
+}
+
 bool ToFileTimeTicks(const CalendarTime& t, std::uint64_t* ticks) {
   if (!IsValidCalendarTime(t) || t.year < 1601) return false;
-  const std::int64_t seconds = ToUnixSeconds(t) + kFileTimeEpochDays * kSecondsPerDay;
-  *ticks = static_cast<std::uint64_t>(seconds) * kTicksPerSecond + t.nanosecond / 100;
+  *ticks = static_cast<std::uint64_t>(SignedFileTimeTicks(t));
   return true;
 }
 

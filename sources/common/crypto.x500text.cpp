@@ -418,6 +418,8 @@ std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_B
   return CopyOut(NameToText(info, dwStrType), psz, csz);
 }
 
+WString NameInfoToStr(const CERT_NAME_INFO& info, std::uint32_t dwStrType) { return NameToText(info, dwStrType); }
+
 bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, std::uint32_t dwStrType,
                     void* /*pvReserved*/, std::uint8_t* pbEncoded, std::uint32_t* pcbEncoded,
                     const wchar_t** ppszError) {

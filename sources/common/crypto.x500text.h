@@ -54,6 +54,9 @@ namespace ZT::Framework::X500Text {
 // gives "" and sets the last error to CRYPT_E_ASN1_CORRUPT.
 std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_BLOB* pName, std::uint32_t dwStrType,
                              wchar_t* psz, std::uint32_t csz);
+// The text CertNameToStrW renders for a name, from the name already decoded (X509Name::Decode),
+// without its terminator.
+WString NameInfoToStr(const CERT_NAME_INFO& info, std::uint32_t dwStrType);
 
 // Renders one attribute value, unquoted: a string's characters (TeletexString read as UTF-8
 // when it is valid UTF-8, else one octet per character), "#" and upper-case hex for the others.

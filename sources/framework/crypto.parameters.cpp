@@ -136,9 +136,11 @@ constexpr const wchar_t* TrailerField = L"AlgorithmParametersTrailerField";
 CAlgorithmParameters::~CAlgorithmParameters() = default;
 
 IAlgorithmParameters* CAlgorithmParameters::Clone() const {
+  // The keys as map keys made once: every algorithm a certificate is read with clones these.
+  static const WString kKeys[] = {key::Encoded, key::AlgPadding, key::HashAlgoOID,
+                                  key::MaskGenAlgoOID, key::SaltLen, key::TrailerField};
   auto* copy = new CAlgorithmParameters;
-  for (const wchar_t* name : {key::Encoded, key::AlgPadding, key::HashAlgoOID, key::MaskGenAlgoOID, key::SaltLen,
-                              key::TrailerField}) {
+  for (const WString& name : kKeys) {
     NQData value;
     if (Get(name, value)) copy->Add(name, value);
   }

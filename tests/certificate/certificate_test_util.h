@@ -44,4 +44,16 @@ inline std::vector<std::wstring> Strings(const StringList& list) {
   return out;
 }
 
+// openssl's form of a serial: hex of the magnitude, "-" before a negative one.
+inline std::string SerialAsOpensslPrints(ByteArray bytes) {
+  const bool negative = !bytes.empty() && (bytes[0] & 0x80);
+  if (negative) {  // two's complement: invert and add one
+    for (auto& b : bytes) b = static_cast<unsigned char>(~b);
+    for (auto it = bytes.rbegin(); it != bytes.rend() && ++*it == 0; ++it) {
+    }
+  }
+  while (bytes.size() > 1 && bytes[0] == 0) bytes.erase(bytes.begin());
+  return (negative ? "-" : "") + UpperHex(bytes);
+}
+
 }  // namespace certtest

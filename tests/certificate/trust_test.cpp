@@ -125,6 +125,25 @@ TEST(CVCCertificate, IsAnEmptyPlaceholder) {
   }
 }
 
+// The getters that answer without the parsed content trace their entry and exit too.
+TEST(CertificateTrace, FormatAndEncodingGettersWriteEntryAndExit) {
+  const auto x509 = Load("logon");
+  const std::unique_ptr<ICertificate> cvc(ICertificate::Create(CERT_FORMAT_CVC, ByteArray()));
+  const std::wstring x509Self = zttest::AddressText(x509.get()), cvcSelf = zttest::AddressText(cvc.get());
+  LogCapture log(NQLOG_EXIT);
+  x509->GetFormat();
+  x509->GetEncoded();
+  cvc->GetFormat();
+  EXPECT_EQ(log.Trace(), (std::vector<std::wstring>{
+                             L"8|CCNGX509Certificate::GetFormat : this=" + x509Self,
+                             L"16|CCNGX509Certificate::GetFormat",
+                             L"8|CCNGX509Certificate::GetEncoded : this=" + x509Self,
+                             L"16|CCNGX509Certificate::GetEncoded",
+                             L"8|CCNGCVCCertificate::GetFormat : this=" + cvcSelf,
+                             L"16|CCNGCVCCertificate::GetFormat",
+                         }));
+}
+
 TEST(CVCCertificate, TracesItsArgumentsBeforeRefusing) {
   const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_CVC, ByteArray()));
   LogCapture log;

@@ -278,9 +278,10 @@ TEST(X509Certificate, ValidityNowAndAtAGivenDate) {
   EXPECT_FALSE(expired->CheckValidity());
   EXPECT_TRUE(Load("logon")->CheckValidity());
   // The text forms are the seam's (DateText); the bounds are inclusive.
-  for (const wchar_t* inside : {L"2021-01-01T00:00:00", L"06/01/2020 12:00:00 PM"})
+  for (const wchar_t* inside : {L"2021-01-01T00:00:00", L"06/01/2020 12:00:00 PM", L"Jun 1, 2020", L"2020.06.01"})
     EXPECT_TRUE(expired->CheckValidity(inside)) << inside;
-  for (const wchar_t* outside : {L"2019-12-31 23:59:59", L"1/2/2021"})
+  // A time alone is on 1899-12-30.
+  for (const wchar_t* outside : {L"2019-12-31 23:59:59", L"1/2/2021", L"10:30"})
     EXPECT_FALSE(expired->CheckValidity(outside)) << outside;
 
   const LogCapture log;

@@ -66,11 +66,33 @@ TEST(DateText, ReadsTheUserDefaultForm) {
   });
 }
 
+TEST(DateText, ReadsMonthNamesYearFirstDatesAndTimesAlone) {
+  ExpectDates({
+      {L"Jan 2, 2024", 45293.0},
+      {L"2 January 2024", 45293.0},
+      {L"January 2 2024", 45293.0},
+      {L"2-Jan-2024", 45293.0},
+      {L"tuesday, jan 2, 24", 45293.0},
+      {L"2024/01/02", 45293.0},
+      {L"2024.1.2", 45293.0},
+      {L"1-2-2024", 45293.0},
+      {L"1.2.24 6:00 PM", 45293.75},
+      {L"2024/01/02 18:00", 45293.75},
+      {L"10:30 1/2/2024", 45293.4375},
+      {L"Jan 2, 2024 10:30 am", 45293.4375},
+      // A time alone is on day 0, 1899-12-30.
+      {L"10:30", 0.4375},
+      {L"10:30:15 PM", 81015.0 / 86400},
+      {L"6 PM", 0.75},
+  });
+}
+
 TEST(DateText, RefusesOtherTextAndImpossibleDates) {
   for (const wchar_t* text :
        {L"", L"tomorrow", L"2024-13-01", L"2023-02-29", L"02/30/2024", L"13/01/2024", L"2024-01-01T24:00",
         L"2024-01-01T10:60", L"2024-01-01T10:00+01:00", L"2024-01-01 x", L"1/1/2024 13:00 PM", L"1/1/2024 0:00 AM",
-        L"1/1/202", L"12:00", L"2024/01/01", L"10000-01-01"}) {
+        L"1/1/202", L"10000-01-01", L"Janu 2, 2024", L"Jan 2", L"2 Jan", L"Jan 32, 2024", L"1/2-2024", L"10",
+        L"10:30 PM PM", L"2024/1/2/3", L"Monday"}) {
     EXPECT_EQ(Parse(text).result, DISP_E_TYPEMISMATCH) << text;
   }
   EXPECT_EQ(Parse(L"0099-12-31").result, DISP_E_OVERFLOW);

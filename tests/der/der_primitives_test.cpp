@@ -33,12 +33,16 @@ bool ReadsWhole(const char* hex, Read&& read) {
 
 }  // namespace
 
-TEST(DerBoolean, AcceptsOnlyTheTwoDerValues) {
-  bool value = false;
-  EXPECT_TRUE(ReadsWhole("0101ff", [&](Reader& r) { return r.ReadBoolean(&value); }) && value);
-  EXPECT_TRUE(ReadsWhole("010100", [&](Reader& r) { return r.ReadBoolean(&value); }) && !value);
+TEST(DerBoolean, ReadsAnyNonZeroOctetAsTrueAndWritesFF) {
+  const std::pair<const char*, bool> cases[] = {
+      {"0101ff", true}, {"010100", false}, {"010101", true}, {"010180", true}};
+  for (const auto& [hex, expected] : cases) {
+    bool value = !expected;
+    EXPECT_TRUE(ReadsWhole(hex, [&](Reader& r) { return r.ReadBoolean(&value); }) && value == expected) << hex;
+  }
   EXPECT_EQ(Written([](Writer& w) { w.AddBoolean(true); }), "0101ff");
-  for (const char* hex : {"010101", "01017f", "0100", "01020000"}) {
+  bool value = false;
+  for (const char* hex : {"0100", "01020000", "0102ff00"}) {
     EXPECT_FALSE(ReadsWhole(hex, [&](Reader& r) { return r.ReadBoolean(&value); })) << hex;
   }
 }
@@ -244,18 +248,50 @@ TEST(DerTime, ReadsAndWritesUtcTimeInItsWindowAndGeneralizedTimeWithFractions) {
   }
 }
 
-TEST(DerTime, RefusesInvalidDatesAndNonDerForms) {
+// The forms issued certificates carry beside DER, read as UTC (the first two offsets are those of
+// the fixture odd_time_offsets, whose dates `openssl x509 -dates` prints the same).
+TEST(DerTime, ReadsTimesWithoutSecondsWithOffsetsAndLongFractions) {
+  const std::pair<const char*, CalendarTime> utc[] = {
+      {"4912312359Z", {2049, 12, 31, 23, 59, 0, 0}},
+      {"240101000000+0100", {2023, 12, 31, 23, 0, 0, 0}},
+      {"4912312359-0130", {2050, 1, 1, 1, 29, 0, 0}},
+      {"500101000000+0000", {1950, 1, 1, 0, 0, 0, 0}},
+  };
+  const std::pair<const char*, CalendarTime> generalized[] = {
+      {"202402291234Z", {2024, 2, 29, 12, 34, 0, 0}},
+      {"20240229123456.780Z", {2024, 2, 29, 12, 34, 56, 780000000}},
+      {"20240229123456.1234567891Z", {2024, 2, 29, 12, 34, 56, 123456789}},
+      {"20240301003456.5+0100", {2024, 2, 29, 23, 34, 56, 500000000}},
+      {"15000101000000Z", {1500, 1, 1, 0, 0, 0, 0}},
+  };
+  for (const auto& [text, expected] : utc) {
+    const std::string s(text);
+    CalendarTime t;
+    EXPECT_TRUE(DecodeUtcTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t) && t == expected)
+        << s;
+  }
+  for (const auto& [text, expected] : generalized) {
+    const std::string s(text);
+    CalendarTime t;
+    EXPECT_TRUE(DecodeGeneralizedTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t) &&
+                t == expected)
+        << s;
+  }
+}
+
+TEST(DerTime, RefusesInvalidDatesAndOtherForms) {
   const char* const utc[] = {"491331235959Z", "490230000000Z", "230229000000Z", "491231235959",
-                             "491231235959+0100", "4912312359Z", "491231235960Z", "491231240000Z",
-                             "491200235959Z", "4912312359590Z", "49123123595aZ"};
+                             "49123123Z",     "491231235960Z", "491231240000Z", "491200235959Z",
+                             "4912312359590Z", "49123123595aZ", "491231235959+2400", "491231235959+0160",
+                             "491231235959+01", "4912312359.5Z", "491231235959z"};
   for (const char* text : utc) {
     const std::string s(text);
     CalendarTime t;
     EXPECT_FALSE(DecodeUtcTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t)) << s;
   }
-  const char* const generalized[] = {"20240229123456.780Z", "20240229123456.Z", "20240229123456,7Z",
-                                     "20240229123456.1234567891Z", "202402291234Z", "20230229000000Z",
-                                     "20240229123456", "20240229123456.5+0100"};
+  const char* const generalized[] = {"20240229123456.Z", "20240229123456,7Z", "2024022912Z",  "20230229000000Z",
+                                     "20240229123456",   "202402291234.5Z",   "00000101000000+0100",
+                                     "99991231235959-0001"};
   for (const char* text : generalized) {
     const std::string s(text);
     CalendarTime t;
@@ -283,6 +319,7 @@ TEST(DerTime, ConvertsToUnixSecondsAndFileTimeTicks) {
   EXPECT_EQ(ticks, 116444736000000000u + 1234567);
   EXPECT_TRUE(ToFileTimeTicks({1601, 1, 1, 0, 0, 0, 0}, &ticks) && ticks == 0);
   EXPECT_FALSE(ToFileTimeTicks({1600, 12, 31, 23, 59, 59, 0}, &ticks));
+  EXPECT_EQ(SignedFileTimeTicks({1600, 12, 31, 23, 59, 59, 0}), -10000000);
   CalendarTime t;
   EXPECT_TRUE(FromFileTimeTicks(116444736000000000u + 1234567, &t));
   EXPECT_EQ(t, (CalendarTime{1970, 1, 1, 0, 0, 0, 123456700}));

@@ -181,7 +181,7 @@ TEST(DerNesting, FollowsThirtyTwoLevelsAndRefusesTheThirtyThird) {
 }
 
 TEST(DerReader, LeavesTheCursorUntouchedWhenAReadFails) {
-  const ByteArray der = Hex("010101 0500");  // BOOLEAN with a non-DER value, then NULL
+  const ByteArray der = Hex("010200ff 0500");  // BOOLEAN of two octets, then NULL
   Reader reader(der);
   bool flag;
   Bytes integer;

@@ -247,10 +247,10 @@ TEST(DecodeOID, AnX400AddressFailsTheWholeRendering) {
 
 TEST(DecodeOID, ValuesThatDoNotDecodeFail) {
   for (const auto& [oid, hex] : std::initializer_list<std::pair<const wchar_t*, const char*>>{
-           {L"2.5.29.19", "3003010101"},                   // BOOLEAN neither 00 nor ff
+           {L"2.5.29.19", "30040102ff00"},                 // BOOLEAN of two octets
            {L"2.5.29.19", "30060101ff02010300"},           // trailing octet
            {L"2.5.29.15", "030201"},                       // cut BIT STRING
-           {L"2.5.29.37", "3000"},                         // no purpose at all
+           {L"2.5.29.37", "30020600"},                     // an empty OID
            {L"1.3.6.1.4.1.311.21.1", "02050100000000"},    // beyond 32 bits
            {L"2.5.29.32", "300a3008060355"},               // cut OID
            {L"2.5.4.3", "0c02c328"},                       // not UTF-8

@@ -45,7 +45,7 @@ TEST(ToolOid, TranslatesBothWays) {
 TEST(ToolDecode, PrintsTheRenderingExactly) {
   EXPECT_EQ(RunTool({"decode", "2.5.29.19", "30060101ff020100"}).out,
             "[Basic Constraints]\r\nSubject Type=CA\r\nPath Length Constraint=0\r\n\r\n");
-  const auto bad = RunTool({"decode", "2.5.29.19", "3003010101"});
+  const auto bad = RunTool({"decode", "2.5.29.19", "30040102ff00"});
   EXPECT_EQ(bad.status, 2);
   EXPECT_EQ(bad.err, "ztcrypto: DecodeObject() failed (ID:4000 (CRYPTO_BAD_PARAM))\n");
 }
