@@ -99,7 +99,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
 
 WString CCNGRSASignature::ReadPadding(const FunctionTrace& fn) const {
   WString padding = L"None";
-  WrapAs(fn, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] {
+  ReadMap(fn, [&] {
     if (m_pParams != nullptr) m_pParams->GetPadding(padding);
   });
   return padding;
@@ -130,13 +130,13 @@ ByteArray CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn, const
 ByteArray CCNGRSASignature::ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const {
   if (padding == L"PKCS1") {
     // The caller's own map says which PKCS #1 block to build: the signature block.
-    m_pParams->SetPkcs1OperationMode(0);
+    ReadMap(fn, [&] { m_pParams->SetPkcs1OperationMode(0); });
     return EncodeWith(fn, L"PKCS1", k);
   }
   if (padding == L"None") return m_baData;
   if (padding == L"X_931") {
     unsigned char hashAlgorithm = 0;
-    if (!m_pParams->GetHashAlgoPaddingMode(hashAlgorithm))
+    if (!ReadMap(fn, [&] { return m_pParams->GetHashAlgoPaddingMode(hashAlgorithm); }))
       fn.Raise(CRYPTO_BAD_PARAM, L"Padding X9.31 but no Hash Algid in params");
     return EncodeWith(fn, L"X_931", k);
   }
@@ -145,7 +145,7 @@ ByteArray CCNGRSASignature::ExpectedEncoding(const FunctionTrace& fn, const WStr
 
 ByteArray CCNGRSASignature::EncodeWith(const FunctionTrace& fn, const wchar_t* scheme, std::uint32_t k) const {
   const std::unique_ptr<IPadding> padding(
-      WrapAs(fn, CRYPTO_UNKNOWN_ERROR, L"Unsupported padding", [&] { return IPadding::Create(scheme, k, m_pParams); }));
+      fn.WrapAs(CRYPTO_UNKNOWN_ERROR, L"Unsupported padding", [&] { return IPadding::Create(scheme, k, m_pParams); }));
   ByteArray encoded;
   fn.Wrap(L"Decode EncodedMessage Failed", [&] { padding->EncodeData(m_baData, encoded); });
   return encoded;

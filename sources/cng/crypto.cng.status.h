@@ -32,20 +32,6 @@ inline void CheckStatus(const FunctionTrace& fn, LONG status, const wchar_t* cal
 void CheckLastError(const FunctionTrace& fn, BOOL ok, const wchar_t* call, const WString& message,
                     CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine());
 
-// Runs `step`; a CCryptoException leaving it becomes the inner exception of a new one with
-// `message` and `id` (not the caught id, unlike FunctionTrace::Wrap), logged at level 1.
-template <class Step>
-std::invoke_result_t<Step&> WrapAs(const FunctionTrace& fn, CryptoExceptionId id, const WString& message, Step&& step,
-                                   SourceLine where = SourceLine()) {
-  try {
-    return step();
-  } catch (CCryptoException* caught) {
-    CCryptoException* wrapped = NewCryptoException(where, message, id, caught);
-    fn.Error(L"%s", message);
-    throw wrapped;
-  }
-}
-
 // The pointer and length a platform call takes for a byte array: null and 0 when it is empty.
 // Platform calls take non-const pointers even for input.
 inline PUCHAR InputBytes(const ByteArray& bytes) {

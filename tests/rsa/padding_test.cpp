@@ -85,6 +85,25 @@ TEST(PaddingFactory, RefusesWhatItCannotBuild) {
   }
 }
 
+TEST(PaddingFactory, ACallersMapThatThrowsIsAParameterError) {
+  for (const auto& [name, failing] : {std::pair{L"X_931", L"GetHashAlgoPaddingMode"},
+                                      std::pair{L"PKCS1", L"GetPkcs1OperationMode"}}) {
+    CallersMap map;
+    map.failing = {failing};
+    ExpectMapFailure(Thrown([&] { delete IPadding::Create(name, 256, &map); }));
+  }
+  // Read when encoding and decoding: the X9.31 hash identifier and the OAEP label.
+  CallersMap map;
+  map.SetHashAlgoPaddingMode(0x34);
+  const std::unique_ptr<IPadding> x931(IPadding::Create(L"X_931", 256, &map));
+  const std::unique_ptr<IPadding> oaep(IPadding::Create(L"OAEP", 256, &map));
+  map.failing = {L"GetHashAlgoPaddingMode", L"GetOAEPEncodingParamMode"};
+  ByteArray out;
+  ExpectMapFailure(Thrown([&] { x931->EncodeData(Message(20), out); }));
+  ExpectMapFailure(Thrown([&] { oaep->EncodeData(Message(20), out); }));
+  ExpectMapFailure(Thrown([&] { oaep->DecodeData(Repeat(256, 0), out); }));
+}
+
 TEST(PaddingFactory, TracesARefusal) {
   const auto map = NewMap();
   LogCapture capture;
