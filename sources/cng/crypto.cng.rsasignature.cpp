@@ -81,12 +81,13 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn);
     const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     std::uint32_t k = 0;
-    const ByteArray EM = RecoverEncodedMessage(fn, info, baSignature, &k);
+    const std::optional<ByteArray> EM = RecoverEncodedMessage(fn, info, baSignature, &k);
     const ByteArray expected = ExpectedEncoding(fn, padding, k);
 
     // Byte for byte, whatever the padding: an X9.31 signer that sent n - s instead of s
-    // recovers the complement of its block, which does not match.
-    const bool valid = EM == expected;
+    // recovers the complement of its block, which does not match. A signature of another
+    // length than k recovers nothing and is invalid.
+    const bool valid = EM && *EM == expected;
     fn.Warning(L"%s", valid ? L"Signature is valid" : L"Signature is invalid");
     nqlogLog(kTraceCategory, NQLOG_DATA, L"CCNGRSASignature::Verify: returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.
@@ -112,16 +113,20 @@ const CCNGRSAPublicKey& CCNGRSASignature::RequireRsaPublicKey(const FunctionTrac
   return *key;
 }
 
-ByteArray CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
-                                                  const ByteArray& baSignature, std::uint32_t* k) const {
+std::optional<ByteArray> CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn,
+                                                                 const CERT_PUBLIC_KEY_INFO& info,
+                                                                 const ByteArray& baSignature,
+                                                                 std::uint32_t* k) const {
   ByteArray EM;
   if (CryptoSoftCNGWrapper::LoadCNGLibrary()) {
     ImportedCngRsaKey platformKey(fn, info);
     *k = platformKey.KeyLength();
+    if (baSignature.size() != *k) return std::nullopt;
     platformKey.Encrypt(fn, baSignature, nullptr, BCRYPT_PAD_NONE, EM);
   } else {
     ImportedCryptoApiRsaKey platformKey(fn, info);
     *k = platformKey.KeyLength();
+    if (baSignature.size() != *k) return std::nullopt;
     platformKey.Encrypt(fn, baSignature, EM);
   }
   return EM;
