@@ -1,9 +1,10 @@
-// The digest, HMAC and PBKDF2 engines beside the raw OpenSSL one-shot call each wraps, on
+// The digest, HMAC, PBKDF2 and random engines beside the raw OpenSSL one-shot call each wraps, on
 // OpenSSL's default context: "<operation>/ours" and "<operation>/openssl".
 #include <benchmark/benchmark.h>
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
+#include <openssl/rand.h>
 
 #include <memory>
 #include <string>
@@ -104,6 +105,27 @@ void Pbkdf2Openssl(benchmark::State& state) {
   }
 }
 
+// GenerateRandom of `size` bytes for every iteration, beside RAND_bytes on the default context.
+void RandomOurs(benchmark::State& state, std::size_t size) {
+  const std::unique_ptr<RandomGenerator> generator(
+      RandomGenerator::Create(Algorithm(L"FIPS186DSARNG").get(), nullptr));
+  ByteArray out;
+  for (auto _ : state) {
+    generator->GenerateRandom(static_cast<std::uint32_t>(size), out);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+}
+
+void RandomOpenssl(benchmark::State& state, std::size_t size) {
+  ByteArray out(size);
+  for (auto _ : state) {
+    if (RAND_bytes(out.data(), static_cast<int>(size)) != 1) state.SkipWithError("RAND_bytes");
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+}
+
 const bool kRegistered = [] {
   const std::pair<const char*, std::size_t> sizes[] = {{"64B", 64}, {"1KiB", 1024}, {"1MiB", 1 << 20}};
   for (const auto& [label, size] : sizes) {
@@ -112,6 +134,12 @@ const bool kRegistered = [] {
     benchmark::RegisterBenchmark(("sha256-digest" + suffix + "/openssl").c_str(), DigestOpenssl, size);
     benchmark::RegisterBenchmark(("hmac-sha256" + suffix + "/ours").c_str(), HmacOurs, size);
     benchmark::RegisterBenchmark(("hmac-sha256" + suffix + "/openssl").c_str(), HmacOpenssl, size);
+  }
+  const std::pair<const char*, std::size_t> randomSizes[] = {{"64B", 64}, {"1MiB", 1 << 20}, {"16MiB", 16 << 20}};
+  for (const auto& [label, size] : randomSizes) {
+    const std::string name = std::string("random-") + label;
+    benchmark::RegisterBenchmark((name + "/ours").c_str(), RandomOurs, size);
+    benchmark::RegisterBenchmark((name + "/openssl").c_str(), RandomOpenssl, size);
   }
   benchmark::RegisterBenchmark("pbkdf2-hmac-sha256/10000/ours", Pbkdf2Ours)->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("pbkdf2-hmac-sha256/10000/openssl", Pbkdf2Openssl)->Unit(benchmark::kMillisecond);

@@ -223,13 +223,13 @@ IPadding* IPadding::Create(const WString& sName, unsigned int nKeyLength, ICrypt
       return fn.Wrap(L"new COAEPPadding() failed", [&] { return new COAEPPadding(nKeyLength, pParams); });
     if (sName == L"X_931") {
       unsigned char hashAlgorithm = 0;
-      if (!pParams->GetHashAlgoPaddingMode(hashAlgorithm))
+      if (!ReadMap(fn, [&] { return pParams->GetHashAlgoPaddingMode(hashAlgorithm); }))
         fn.Raise(CRYPTO_BAD_PARAM, L"Hash alogo Padding type is not set");
       return fn.Wrap(L"new CX931Padding() failed", [&] { return new CX931Padding(nKeyLength, pParams); });
     }
     if (sName == L"PKCS1") {
       unsigned char operation = 0;
-      if (!pParams->GetPkcs1OperationMode(operation))
+      if (!ReadMap(fn, [&] { return pParams->GetPkcs1OperationMode(operation); }))
         fn.Raise(CRYPTO_BAD_PARAM, L"Pkcs1 operation parameter is not set");
       if (operation == 0)
         return fn.Wrap(L"new CPKCS1SignPadding() failed", [&] { return new CPKCS1SignPadding(nKeyLength, pParams); });

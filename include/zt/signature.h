@@ -47,11 +47,13 @@ class ZT_CRYPTO_API Signature {
   // Appends `baInput` to the buffer; before Init, CRYPTO_ILLEGAL_STATE.
   virtual void Update(const ByteArray& baInput) = 0;
   // Whether `baSignature` is a signature of the buffered data under the key. A signature that
-  // does not match is false, not an exception. Throws CRYPTO_ILLEGAL_STATE before Init,
+  // does not match is false, not an exception; so is, before any public operation, a signature
+  // whose length is not exactly k, the modulus length in bytes (RFC 8017, 8.2.2 step 1: one with
+  // its leading zero bytes dropped is refused too). Throws CRYPTO_ILLEGAL_STATE before Init,
   // CRYPTO_BAD_PARAM after Init(IPrivateKey*) or for X9.31 without a hash byte, CRYPTO_NOT_SUPPORTED
   // for a key that is not an RSA public key of this library, CRYPTO_NO_SUCH_PADDING for a padding
   // name outside the three, CRYPTO_INTERNAL_ERROR when the platform refuses the key or the
-  // signature (a signature longer than the modulus or not below it).
+  // signature (a k-byte signature not below the modulus).
   virtual bool Verify(const ByteArray& baSignature) = 0;
   // Appends `baInput`, then as Verify(baSignature); failures come wrapped as "Verify failed".
   virtual bool Verify(const ByteArray& baInput, const ByteArray& baSignature) = 0;

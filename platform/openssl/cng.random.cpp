@@ -34,13 +34,10 @@ NTSTATUS WINAPI BCryptGenRandom(BCRYPT_ALG_HANDLE hAlgorithm, PUCHAR pbBuffer, U
     if (const NTSTATUS status = CheckGenerator(hAlgorithm, dwFlags); !NT_SUCCESS(status)) return status;
     if (!BufferOk(pbBuffer, cbBuffer)) return STATUS_INVALID_PARAMETER;
     if (cbBuffer == 0) return STATUS_SUCCESS;
-    bool ok = false;
-    if ((dwFlags & BCRYPT_RNG_USE_ENTROPY_IN_BUFFER) != 0) {
-      const SecretBytes entropy(pbBuffer, cbBuffer);
-      ok = RandomBytes(pbBuffer, cbBuffer, entropy.data(), entropy.size());
-    } else {
-      ok = RandomBytes(pbBuffer, cbBuffer, nullptr, 0);
-    }
+    // The buffer's content, when asked for, is the additional input of its own replacement.
+    const bool entropyInBuffer = (dwFlags & BCRYPT_RNG_USE_ENTROPY_IN_BUFFER) != 0;
+    const bool ok =
+        RandomBytes(pbBuffer, cbBuffer, entropyInBuffer ? pbBuffer : nullptr, entropyInBuffer ? cbBuffer : 0);
     return ok ? STATUS_SUCCESS : STATUS_UNSUCCESSFUL;
   });
 }

@@ -292,8 +292,7 @@ BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer) {
     if (pbBuffer == nullptr && dwLen != 0) return Fail(ERROR_INVALID_PARAMETER);
     if (dwLen == 0) return TRUE;
     // The buffer's content is mixed in as additional input, as the providers document.
-    const SecretBytes additional(pbBuffer, dwLen);
-    return RandomBytes(pbBuffer, dwLen, additional.data(), additional.size()) ? TRUE : Fail(NTE_FAIL);
+    return RandomBytes(pbBuffer, dwLen, pbBuffer, dwLen) ? TRUE : Fail(NTE_FAIL);
   });
 }
 

@@ -108,23 +108,26 @@ void Library::MakeHmacTemplates() {
 }
 
 bool RandomBytes(unsigned char* out, std::size_t size, const unsigned char* additional, std::size_t additionalSize) {
-  OSSL_LIB_CTX* context = Library::Get().Context();
+  const Library& library = Library::Get();
+  OSSL_LIB_CTX* context = library.Context();
   if (context == nullptr) return false;
   if (size == 0) return true;
   if (additionalSize == 0) return RAND_bytes_ex(context, out, size, 0) == 1;
-  // The caller's bytes go in as the DRBG's additional input (SP 800-90A), which is how
-  // "entropy in the buffer" can add to, but never weaken, the generator's output.
+  // The caller's bytes are condensed once into a SHA-256 digest, which goes in as the additional
+  // input of the request (SP 800-90A): it can add to the generator's output but never weaken it.
+  // Every byte of the caller's buffer changes the digest, and the digest keeps up to 256 bits of
+  // whatever entropy the buffer holds, as much as the DRBG's 256-bit strength can use. One digest
+  // for the whole request keeps the cost linear in the buffer's size; EVP_RAND_generate splits
+  // a long request into the DRBG's largest ones and hands every part the same digest.
   EVP_RAND_CTX* drbg = RAND_get0_public(context);
-  if (drbg == nullptr) return false;
-  // The DRBG serves at most 64 KiB a request (its default maximum); smaller chunks stay below it.
-  constexpr std::size_t kChunk = 4096;
-  const unsigned int strength = EVP_RAND_get_strength(drbg);
-  for (std::size_t done = 0; done < size;) {
-    const std::size_t chunk = std::min(size - done, kChunk);
-    if (EVP_RAND_generate(drbg, out + done, chunk, strength, 0, additional, additionalSize) != 1) return false;
-    done += chunk;
-  }
-  return true;
+  const EVP_MD* sha256 = library.Digest(DigestId::SHA256);
+  if (drbg == nullptr || sha256 == nullptr) return false;
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int digestSize = 0;
+  const bool ok = EVP_Digest(additional, additionalSize, digest, &digestSize, sha256, nullptr) == 1 &&
+                  EVP_RAND_generate(drbg, out, size, EVP_RAND_get_strength(drbg), 0, digest, digestSize) == 1;
+  OPENSSL_cleanse(digest, sizeof digest);
+  return ok;
 }
 
 }  // namespace ZT::Platform

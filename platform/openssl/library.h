@@ -132,7 +132,8 @@ class Library {
 const char* DigestName(DigestId id);
 
 // Random bytes from the private context's generator, with `additional` mixed in as
-// additional input (may be empty). False on failure.
+// additional input (may be empty; it is read in full before `out` is written, so it may be
+// `out` itself). Linear in both sizes. False on failure.
 bool RandomBytes(unsigned char* out, std::size_t size, const unsigned char* additional, std::size_t additionalSize);
 
 }  // namespace ZT::Platform

@@ -1,5 +1,8 @@
 // Per-thread last error, GUIDs and the run-time library's rand_s.
 
+#include <pthread.h>
+
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -11,6 +14,50 @@ namespace {
 
 // Windows keeps the last error per thread; so does this.
 thread_local DWORD t_lastError = ERROR_SUCCESS;
+
+// rand_s hands out the generator's output four bytes at a time, from a block drawn at once: one
+// request of the generator costs as much as a few kilobytes of its output, and callers draw
+// rand_s byte by byte over long buffers. Each thread has its own block; the bytes handed out are
+// wiped from it at once, the rest when the thread ends. A forked child discards the block it
+// inherited, so that parent and child never hand out the same values.
+class RandomPool {
+ public:
+  ~RandomPool() { OPENSSL_cleanse(m_bytes, sizeof m_bytes); }
+
+  bool Take(unsigned int* value) {
+    if (!Holds(sizeof *value) && !Refill()) return false;
+    std::memcpy(value, m_bytes + m_used, sizeof *value);
+    // A plain store wipes here: the block lives on and is handed to the generator again, so the
+    // compiler cannot drop it, and it costs no call per value.
+    std::memset(m_bytes + m_used, 0, sizeof *value);
+    m_used += sizeof *value;
+    return true;
+  }
+
+ private:
+  // Counts the forks in the children; read by every thread's pool.
+  static inline std::atomic<unsigned> s_forks{0};
+
+  bool Holds(std::size_t size) const {
+    return m_used + size <= sizeof m_bytes && m_forks == s_forks.load(std::memory_order_relaxed);
+  }
+
+  bool Refill() {
+    // Registered before the first block exists, so that no fork goes unseen.
+    static const bool watching =
+        pthread_atfork(nullptr, nullptr, [] { s_forks.fetch_add(1, std::memory_order_relaxed); }) == 0;
+    if (!watching || !ZT::Platform::RandomBytes(m_bytes, sizeof m_bytes, nullptr, 0)) return false;
+    m_used = 0;
+    m_forks = s_forks.load(std::memory_order_relaxed);
+    return true;
+  }
+
+  unsigned char m_bytes[4096];
+  std::size_t m_used = sizeof m_bytes;  // empty: filled on first use
+  unsigned m_forks = 0;
+};
+
+thread_local RandomPool t_randomPool;
 
 }  // namespace
 
@@ -39,7 +86,7 @@ errno_t rand_s(unsigned int* randomValue) {
   ZT_FAIL_POINT_STATUS(errno_t);
   if (randomValue == nullptr) return EINVAL;
   unsigned int value = 0;
-  if (!ZT::Platform::RandomBytes(reinterpret_cast<unsigned char*>(&value), sizeof(value), nullptr, 0)) {
+  if (!t_randomPool.Take(&value)) {
     // The run-time library sets the value to 0 when the system generator fails.
     *randomValue = 0;
     return ENOMEM;

@@ -57,7 +57,7 @@ void CCNGMessageDigest::Update(const ByteArray& baInput) {
 
 void CCNGMessageDigest::Digest(const ByteArray& baInput, ByteArray& baDigest) {
   const FunctionTrace fn(L"CCNGMessageDigest::Digest", this);
-  fn.Run([&] { fn.Wrap<IException>(L"Digest failed", [&] { DigestWith(&baInput, baDigest); }); });
+  fn.Run([&] { fn.Wrap(L"Digest failed", [&] { DigestWith(&baInput, baDigest); }); });
 }
 
 void CCNGMessageDigest::Digest(ByteArray& baDigest) { DigestWith(nullptr, baDigest); }

@@ -31,7 +31,7 @@ struct Pbkdf2Parameters {
 
 Pbkdf2Parameters ReadParameters(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams) {
   Pbkdf2Parameters parameters;
-  WrapAs(fn, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] {
+  ReadMap(fn, [&] {
     if (pParams == nullptr) return;
     pParams->GetIterationCount(parameters.iterations);
     pParams->GetHMACAlgorithmName(parameters.prf);

@@ -50,7 +50,7 @@ void CCNGMACSHA::Update(const ByteArray& baInput) {
 
 void CCNGMACSHA::Mac(const ByteArray& baInput, ByteArray& baMac) {
   const FunctionTrace fn(L"CCNGMACSHA::Mac(2 parameters)", this);
-  fn.Run([&] { fn.Wrap<IException>(L"Mac failed", [&] { MacWith(&baInput, baMac); }); });
+  fn.Run([&] { fn.Wrap(L"Mac failed", [&] { MacWith(&baInput, baMac); }); });
 }
 
 void CCNGMACSHA::Mac(ByteArray& baMac) { MacWith(nullptr, baMac); }

@@ -81,12 +81,13 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn);
     const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     std::uint32_t k = 0;
-    const ByteArray EM = RecoverEncodedMessage(fn, info, baSignature, &k);
+    const std::optional<ByteArray> EM = RecoverEncodedMessage(fn, info, baSignature, &k);
     const ByteArray expected = ExpectedEncoding(fn, padding, k);
 
     // Byte for byte, whatever the padding: an X9.31 signer that sent n - s instead of s
-    // recovers the complement of its block, which does not match.
-    const bool valid = EM == expected;
+    // recovers the complement of its block, which does not match. A signature of another
+    // length than k recovers nothing and is invalid.
+    const bool valid = EM && *EM == expected;
     fn.Warning(L"%s", valid ? L"Signature is valid" : L"Signature is invalid");
     nqlogLog(kTraceCategory, NQLOG_DATA, L"CCNGRSASignature::Verify: returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.
@@ -99,7 +100,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
 
 WString CCNGRSASignature::ReadPadding(const FunctionTrace& fn) const {
   WString padding = L"None";
-  WrapAs(fn, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] {
+  ReadMap(fn, [&] {
     if (m_pParams != nullptr) m_pParams->GetPadding(padding);
   });
   return padding;
@@ -112,16 +113,20 @@ const CCNGRSAPublicKey& CCNGRSASignature::RequireRsaPublicKey(const FunctionTrac
   return *key;
 }
 
-ByteArray CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
-                                                  const ByteArray& baSignature, std::uint32_t* k) const {
+std::optional<ByteArray> CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn,
+                                                                 const CERT_PUBLIC_KEY_INFO& info,
+                                                                 const ByteArray& baSignature,
+                                                                 std::uint32_t* k) const {
   ByteArray EM;
   if (CryptoSoftCNGWrapper::LoadCNGLibrary()) {
     ImportedCngRsaKey platformKey(fn, info);
     *k = platformKey.KeyLength();
+    if (baSignature.size() != *k) return std::nullopt;
     platformKey.Encrypt(fn, baSignature, nullptr, BCRYPT_PAD_NONE, EM);
   } else {
     ImportedCryptoApiRsaKey platformKey(fn, info);
     *k = platformKey.KeyLength();
+    if (baSignature.size() != *k) return std::nullopt;
     platformKey.Encrypt(fn, baSignature, EM);
   }
   return EM;
@@ -130,13 +135,13 @@ ByteArray CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn, const
 ByteArray CCNGRSASignature::ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const {
   if (padding == L"PKCS1") {
     // The caller's own map says which PKCS #1 block to build: the signature block.
-    m_pParams->SetPkcs1OperationMode(0);
+    ReadMap(fn, [&] { m_pParams->SetPkcs1OperationMode(0); });
     return EncodeWith(fn, L"PKCS1", k);
   }
   if (padding == L"None") return m_baData;
   if (padding == L"X_931") {
     unsigned char hashAlgorithm = 0;
-    if (!m_pParams->GetHashAlgoPaddingMode(hashAlgorithm))
+    if (!ReadMap(fn, [&] { return m_pParams->GetHashAlgoPaddingMode(hashAlgorithm); }))
       fn.Raise(CRYPTO_BAD_PARAM, L"Padding X9.31 but no Hash Algid in params");
     return EncodeWith(fn, L"X_931", k);
   }
@@ -145,7 +150,7 @@ ByteArray CCNGRSASignature::ExpectedEncoding(const FunctionTrace& fn, const WStr
 
 ByteArray CCNGRSASignature::EncodeWith(const FunctionTrace& fn, const wchar_t* scheme, std::uint32_t k) const {
   const std::unique_ptr<IPadding> padding(
-      WrapAs(fn, CRYPTO_UNKNOWN_ERROR, L"Unsupported padding", [&] { return IPadding::Create(scheme, k, m_pParams); }));
+      fn.WrapAs(CRYPTO_UNKNOWN_ERROR, L"Unsupported padding", [&] { return IPadding::Create(scheme, k, m_pParams); }));
   ByteArray encoded;
   fn.Wrap(L"Decode EncodedMessage Failed", [&] { padding->EncodeData(m_baData, encoded); });
   return encoded;

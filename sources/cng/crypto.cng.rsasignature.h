@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "cng/crypto.cng.engine.h"
 #include "codec/crypto.asn1.keys.h"
@@ -40,8 +41,10 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
   // The key of Init, which must be this library's RSA public key.
   const CCNGRSAPublicKey& RequireRsaPublicKey(const FunctionTrace& fn) const;
   // EM: the raw public operation on the signature, on CNG or CryptoAPI; `*k` gets the key length.
-  ByteArray RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
-                                  const ByteArray& baSignature, std::uint32_t* k) const;
+  // Nothing for a signature that is not k bytes long (RFC 8017, 8.2.2 step 1): it is not handed
+  // to the platform.
+  std::optional<ByteArray> RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
+                                                 const ByteArray& baSignature, std::uint32_t* k) const;
   // The k-byte encoding of the buffered data under `padding`.
   ByteArray ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const;
   ByteArray EncodeWith(const FunctionTrace& fn, const wchar_t* scheme, std::uint32_t k) const;

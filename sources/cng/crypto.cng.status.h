@@ -5,7 +5,8 @@
 //   CheckLastError(fn, CryptGenRandom(...), L"CryptGenRandom", L"CryptGenRandom failed");
 //
 // Each raises through the function's trace (crypto.trace.h), so the exception records the line
-// of the check and the level-1 line names the function and the failed call.
+// of the check and the level-1 line names the function and the failed call. Messages are taken
+// as plain text: a check that passes builds no string.
 #pragma once
 
 #include "framework/crypto.cngtable.h"
@@ -15,36 +16,22 @@ namespace ZT::Framework {
 
 // Loads the CNG service table (CryptoSoftCNGWrapper::LoadCNGLibrary). When it cannot be
 // loaded: logs "<name> : Unable to load CNG library" at level 1 and raises `message` with `id`.
-void RequireCNG(const FunctionTrace& fn, const WString& message = L"Load CNG library failed",
+void RequireCNG(const FunctionTrace& fn, const wchar_t* message = L"Load CNG library failed",
                 CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine());
 
 // Raises `message` with `id` for a failure status (negative NTSTATUS or SECURITY_STATUS),
 // logging "<name> : Error 0x%x returned by <call>" with the status. Success returns.
-[[noreturn]] void RaiseStatus(const FunctionTrace& fn, LONG status, const wchar_t* call, const WString& message,
+[[noreturn]] void RaiseStatus(const FunctionTrace& fn, LONG status, const wchar_t* call, const wchar_t* message,
                               CryptoExceptionId id, SourceLine where);
 
-inline void CheckStatus(const FunctionTrace& fn, LONG status, const wchar_t* call, const WString& message,
+inline void CheckStatus(const FunctionTrace& fn, LONG status, const wchar_t* call, const wchar_t* message,
                         CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine()) {
   if (status < 0) RaiseStatus(fn, status, call, message, id, where);
 }
 
 // The same for a CryptoAPI call that returned FALSE: the status is GetLastError().
-void CheckLastError(const FunctionTrace& fn, BOOL ok, const wchar_t* call, const WString& message,
+void CheckLastError(const FunctionTrace& fn, BOOL ok, const wchar_t* call, const wchar_t* message,
                     CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine());
-
-// Runs `step`; a CCryptoException leaving it becomes the inner exception of a new one with
-// `message` and `id` (not the caught id, unlike FunctionTrace::Wrap), logged at level 1.
-template <class Step>
-std::invoke_result_t<Step&> WrapAs(const FunctionTrace& fn, CryptoExceptionId id, const WString& message, Step&& step,
-                                   SourceLine where = SourceLine()) {
-  try {
-    return step();
-  } catch (CCryptoException* caught) {
-    CCryptoException* wrapped = NewCryptoException(where, message, id, caught);
-    fn.Error(L"%s", message);
-    throw wrapped;
-  }
-}
 
 // The pointer and length a platform call takes for a byte array: null and 0 when it is empty.
 // Platform calls take non-const pointers even for input.

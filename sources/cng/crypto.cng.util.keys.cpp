@@ -67,9 +67,12 @@ bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out) {
   const std::uint32_t magic = ReadLittleEndian32(p + 8);
   const std::uint32_t bitlen = ReadLittleEndian32(p + 12);
   const std::uint32_t pubexp = ReadLittleEndian32(p + 16);
-  if (magic != BCRYPT_RSAPRIVATE_MAGIC || bitlen == 0 || bitlen % 16 != 0 || pubexp == 0) return false;
-  const std::size_t full = bitlen / 8;
-  const std::size_t half = bitlen / 16;
+  if (magic != BCRYPT_RSAPRIVATE_MAGIC || bitlen == 0 || pubexp == 0) return false;
+  // Fields are sized by the bit length rounded up to whole bytes, as the platform and the openssl
+  // tool lay them out for keys of any length (2047, 1025, 2056 bits): a 2056-bit key's primes
+  // take 129 bytes each.
+  const std::size_t full = (std::size_t{bitlen} + 7) / 8;
+  const std::size_t half = (std::size_t{bitlen} + 15) / 16;
   if (blob.size() != kHeaderSize + 2 * full + 5 * half) return false;
 
   std::size_t at = kHeaderSize;

@@ -46,9 +46,10 @@ Header BlobHeader(const ByteArray& blob, std::size_t offset = 0) {
 }
 
 // The numbers of a CryptoAPI RSA private-key blob: BLOBHEADER (PRIVATEKEYBLOB, version 2,
-// reserved 0, CALG_RSA_KEYX or CALG_RSA_SIGN), RSAPUBKEY (magic "RSA2", bitlen a multiple of 16,
-// pubexp), then modulus (bitlen/8 bytes), prime1, prime2, exponent1, exponent2, coefficient
-// (bitlen/16 bytes each) and privateExponent (bitlen/8), all little-endian; nothing after them.
+// reserved 0, CALG_RSA_KEYX or CALG_RSA_SIGN), RSAPUBKEY (magic "RSA2", bitlen, pubexp), then
+// modulus (bitlen/8 bytes), prime1, prime2, exponent1, exponent2, coefficient (bitlen/16 bytes
+// each) and privateExponent (bitlen/8), every size rounded up, all little-endian; nothing after
+// them. Any bit length is read (2047, 1025, 2056 bits as well as 2048).
 // False, with `*out` unspecified, for anything else or a number that is zero.
 bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out);
 

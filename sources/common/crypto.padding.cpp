@@ -23,18 +23,19 @@ std::unique_ptr<IAlgorithm> AlgorithmNamed(const wchar_t* friendlyName) {
 
 }  // namespace
 
-void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit) {
+void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit,
+                        SourceLine where) {
   if (mLen > limit)
-    fn.Raise(CRYPTO_BAD_PARAM, L"Data to Encode Length is invalid", L"Data to Encode Length is invalid (%d > %d)", mLen,
-             shownLimit);
+    fn.Raise(RaiseAt(CRYPTO_BAD_PARAM, where), L"Data to Encode Length is invalid",
+             L"Data to Encode Length is invalid (%d > %d)", mLen, shownLimit);
 }
 
-std::uint32_t FillLength(const FunctionTrace& fn, std::uint32_t k, std::uint32_t used) {
-  if (used > k) fn.Raise(CRYPTO_INTERNAL_ERROR, L"Error : No memory");
+std::uint32_t FillLength(const FunctionTrace& fn, std::uint32_t k, std::uint32_t used, SourceLine where) {
+  if (used > k) fn.Raise(RaiseAt(CRYPTO_INTERNAL_ERROR, where), L"Error : No memory");
   return k - used;
 }
 
-ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength) {
+ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength, SourceLine where) {
   return fn.Wrap(L"GenerateRandom failed", [&] {
     const auto algorithm = AlgorithmNamed(L"FIPS186DSARNG");
     const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
@@ -42,17 +43,17 @@ ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength) {
     ByteArray random;
     generator->GenerateRandom(nLength, random);
     return random;
-  });
+  }, where);
 }
 
-ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data) {
+ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data, SourceLine where) {
   return fn.Wrap(L"Digest failed", [&] {
     const auto algorithm = AlgorithmNamed(L"SHA1");
     const std::unique_ptr<MessageDigest> digest(MessageDigest::Create(algorithm.get(), nullptr));
     ByteArray hash;
     digest->Digest(data, hash);
     return hash;
-  });
+  }, where);
 }
 
 void LogStep(const FunctionTrace& fn, const wchar_t* text) {

@@ -83,26 +83,28 @@ class CX931Padding final : public PaddingScheme<kCX931PaddingTrace> {
   bool DecodeData(const ByteArray& baIn, ByteArray& baOut) override;
 };
 
-// Helpers the schemes share (crypto.padding.cpp).
+// Helpers the schemes share (crypto.padding.cpp). Their failures carry the calling scheme's file
+// and line (`where`), not this file's.
 namespace Padding {
 
 // Raises CRYPTO_BAD_PARAM "Data to Encode Length is invalid" when `mLen` > `limit`, logging
 // "<name> : Data to Encode Length is invalid (<mLen> > <shownLimit>)": the schemes' check of the
 // message length, each with its own limit (and X9.31 with the limit its line has always shown).
-void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit);
+void RequireMessageFits(const FunctionTrace& fn, std::uint32_t mLen, std::uint32_t limit, std::uint32_t shownLimit,
+                        SourceLine where = SourceLine());
 
 // The length k - used of a fill string, in 32 bits. A message that the length check let through
 // although the key is too short for it makes this wrap to about four gigabytes; no such string is
 // built: it fails as that allocation would, with CRYPTO_INTERNAL_ERROR "Error : No memory".
-std::uint32_t FillLength(const FunctionTrace& fn, std::uint32_t k, std::uint32_t used);
+std::uint32_t FillLength(const FunctionTrace& fn, std::uint32_t k, std::uint32_t used, SourceLine where = SourceLine());
 
 // `nLength` bytes of the "FIPS186DSARNG" generator (made for this call, with an empty map); a
 // failure throws with its id and "GenerateRandom failed".
-ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength);
+ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength, SourceLine where = SourceLine());
 
 // SHA-1 of `data` by a digest made for this call; a failure throws with its id and "Digest
 // failed".
-ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data);
+ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data, SourceLine where = SourceLine());
 
 // A level-2 line "<function name> <text>": the step lines of OAEP, written without the colon.
 void LogStep(const FunctionTrace& fn, const wchar_t* text);

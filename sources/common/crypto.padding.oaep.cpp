@@ -28,7 +28,7 @@ ByteArray Slice(const ByteArray& bytes, std::size_t from, std::size_t to) {
 
 ByteArray COAEPPadding::EncodingParameters(const FunctionTrace& fn) const {
   ByteArray P;
-  if (!m_pParams->GetOAEPEncodingParamMode(P)) fn.Raise(CRYPTO_BAD_PARAM, L"EncodingParameters is not set");
+  if (!ReadMap(fn, [&] { return m_pParams->GetOAEPEncodingParamMode(P); })) fn.Raise(CRYPTO_BAD_PARAM, L"EncodingParameters is not set");
   return P;
 }
 

@@ -23,7 +23,7 @@ void CX931Padding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     // always named the PKCS #1 limit k - 11, and readers of the trace know it so.
     Padding::RequireMessageFits(fn, mLen, k - 12, k - 11);
     unsigned char h = 0;
-    if (!m_pParams->GetHashAlgoPaddingMode(h)) fn.Raise(CRYPTO_BAD_PARAM, L"Hash Algo X931 is not set");
+    if (!ReadMap(fn, [&] { return m_pParams->GetHashAlgoPaddingMode(h); })) fn.Raise(CRYPTO_BAD_PARAM, L"Hash Algo X931 is not set");
 
     const std::uint32_t fill = Padding::FillLength(fn, k, mLen + 4);
     baOut.reserve(k);

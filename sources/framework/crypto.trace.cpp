@@ -64,10 +64,22 @@ void FunctionTrace::Throw(RaiseAt at, const WString& message) const {
   throw NewCryptoException(at.where, message, at.id, nullptr);
 }
 
-void FunctionTrace::ThrowWrapped(SourceLine where, const WString& message, IException* caught) const {
-  CCryptoException* wrapped =
-      NewCryptoException(where, message, static_cast<CryptoExceptionId>(caught->getID()), caught);
+CCryptoException* FunctionTrace::Wrapped(SourceLine where, const WString& message, CryptoExceptionId id,
+                                         IException* caught) const {
+  CCryptoException* wrapped = NewCryptoException(where, message, id, caught);
   Log(NQLOG_ERROR, L"%s", message);
+  return wrapped;
+}
+
+void FunctionTrace::ThrowWrapped(SourceLine where, const WString& message, CryptoExceptionId id,
+                                 IException* caught) const {
+  throw Wrapped(where, message, id, caught);
+}
+
+void FunctionTrace::ThrowForeign(SourceLine where, IException* foreign) const {
+  CCryptoException* wrapped =
+      Wrapped(where, WString(m_name) + L" failed", static_cast<CryptoExceptionId>(foreign->getID()), foreign);
+  LogReturns(wrapped);
   throw wrapped;
 }
 

@@ -10,8 +10,10 @@
 //
 // Raising: a new CCryptoException with the raising statement's file and line, a level-1 line
 // "<name> : <detail>", and the pointer thrown. Wrapping: a caught exception becomes the inner
-// exception of a new one with the wrapper's message and the caught id. Leaving Run by an
-// exception writes "<name> Returns %s" with that exception's message.
+// exception of a new one with the wrapper's message and the caught id (or, with WrapAs, an id of
+// its own). Leaving Run by an exception writes "<name> Returns %s" with that exception's message.
+// Only CCryptoException pointers leave Run: whatever else a caller's object or the support
+// library throws as an IException pointer is wrapped on the way out.
 #pragma once
 
 #include <type_traits>
@@ -62,10 +64,13 @@ class FunctionTrace {
   const wchar_t* Name() const { return m_name; }
 
   // Runs the function's body and returns its result. A normal return logs "<name>" at level 16;
-  // an IException pointer leaving the body logs "<name> Returns %s" with its message at 16 and
-  // goes on to the caller. Other exceptions (std::bad_alloc) pass through unlogged.
+  // a CCryptoException pointer leaving the body logs "<name> Returns %s" with its message at 16
+  // and goes on to the caller. Any other IException pointer (thrown by a caller's map, key or
+  // algorithm, or by the support library) is first wrapped as Wrap does, with the message
+  // "<name> failed" and the line of the Run call: only CCryptoException pointers leave the
+  // library. Other exceptions (std::bad_alloc) pass through unlogged.
   template <class Body>
-  std::invoke_result_t<Body&> Run(Body&& body) const {
+  std::invoke_result_t<Body&> Run(Body&& body, SourceLine where = SourceLine()) const {
     using Result = std::invoke_result_t<Body&>;
     try {
       if constexpr (std::is_void_v<Result>) {
@@ -76,9 +81,11 @@ class FunctionTrace {
         LogExit();
         return result;
       }
-    } catch (IException* e) {
+    } catch (CCryptoException* e) {
       LogReturns(e);
       throw;
+    } catch (IException* foreign) {
+      ThrowForeign(where, foreign);
     }
   }
 
@@ -97,15 +104,26 @@ class FunctionTrace {
   // Raises `message` with `id` without a level-1 line.
   [[noreturn]] void RaiseUnlogged(RaiseAt at, const WString& message) const;
 
-  // Runs `step` and returns its result. A `Caught` pointer leaving it is wrapped: a new
+  // Runs `step` and returns its result. An IException pointer leaving it is wrapped: a new
   // exception with `message`, the caught exception's id and the caught exception as its inner
   // one, logged as "<name> : <message>" at level 1 and thrown.
-  template <class Caught = CCryptoException, class Step>
+  template <class Step>
   std::invoke_result_t<Step&> Wrap(const WString& message, Step&& step, SourceLine where = SourceLine()) const {
     try {
       return step();
-    } catch (Caught* caught) {
-      ThrowWrapped(where, message, caught);
+    } catch (IException* caught) {
+      ThrowWrapped(where, message, static_cast<CryptoExceptionId>(caught->getID()), caught);
+    }
+  }
+
+  // As Wrap, but the new exception takes the id of `at`, not the caught one's:
+  //   fn.WrapAs(CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { ... });
+  template <class Step>
+  std::invoke_result_t<Step&> WrapAs(RaiseAt at, const WString& message, Step&& step) const {
+    try {
+      return step();
+    } catch (IException* caught) {
+      ThrowWrapped(at.where, message, at.id, caught);
     }
   }
 
@@ -137,9 +155,20 @@ class FunctionTrace {
   void LogExit() const;
   void LogReturns(IException* e) const;
   [[noreturn]] void Throw(RaiseAt at, const WString& message) const;
-  [[noreturn]] void ThrowWrapped(SourceLine where, const WString& message, IException* caught) const;
+  CCryptoException* Wrapped(SourceLine where, const WString& message, CryptoExceptionId id,
+                            IException* caught) const;
+  [[noreturn]] void ThrowWrapped(SourceLine where, const WString& message, CryptoExceptionId id,
+                                 IException* caught) const;
+  [[noreturn]] void ThrowForeign(SourceLine where, IException* foreign) const;
 
   const wchar_t* m_name;
 };
+
+// Runs `read`, a use of a caller's parameter map: anything it throws becomes the inner exception
+// of CRYPTO_INTERNAL_ERROR "Error while parsing parameters".
+template <class Read>
+std::invoke_result_t<Read&> ReadMap(const FunctionTrace& fn, Read&& read, SourceLine where = SourceLine()) {
+  return fn.WrapAs(RaiseAt(CRYPTO_INTERNAL_ERROR, where), L"Error while parsing parameters", read);
+}
 
 }  // namespace ZT::Framework

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,62 @@ inline std::unique_ptr<IAlgorithm> UnlistedAlgorithm(const WString& name) {
 
 inline std::unique_ptr<IKey> RawKey(const ByteArray& bytes, const WString& algorithm = L"HMAC_SHA256") {
   return std::unique_ptr<IKey>(IKey::Create(Algorithm(algorithm).get(), L"RAW", bytes));
+}
+
+// A caller's own parameter map: it keeps its values in a library map and throws a CException
+// (id 7, "caller's map failed") from each operation named in `failing` ("GetPadding", ...).
+class CallersMap final : public ICryptoParserParameterMap {
+ public:
+  std::set<std::wstring> failing;
+
+#define ZT_CALLERS_MAP_PAIR(Type, Set, Get)                 \
+  void Set(const Type& value) override {                   \
+    Check(L## #Set);                                       \
+    m_map->Set(value);                                     \
+  }                                                        \
+  bool Get(Type& value) const override {                   \
+    Check(L## #Get);                                       \
+    return m_map->Get(value);                              \
+  }
+  ZT_CALLERS_MAP_PAIR(std::uint64_t, SetTimeout, GetTimeout)
+  ZT_CALLERS_MAP_PAIR(WString, SetPadding, GetPadding)
+  ZT_CALLERS_MAP_PAIR(WString, SetCipherMode, GetCipherMode)
+  ZT_CALLERS_MAP_PAIR(ByteArray, SetIV, GetIV)
+  ZT_CALLERS_MAP_PAIR(unsigned char, SetHashAlgoPaddingMode, GetHashAlgoPaddingMode)
+  ZT_CALLERS_MAP_PAIR(ByteArray, SetOAEPEncodingParamMode, GetOAEPEncodingParamMode)
+  ZT_CALLERS_MAP_PAIR(unsigned char, SetPkcs1OperationMode, GetPkcs1OperationMode)
+  ZT_CALLERS_MAP_PAIR(WString, SetTypePersistence, GetTypePersistence)
+  ZT_CALLERS_MAP_PAIR(WString, SetKeyLabel, GetKeyLabel)
+  ZT_CALLERS_MAP_PAIR(WString, SetComponentIdentifier, GetComponentIdentifier)
+  ZT_CALLERS_MAP_PAIR(WString, SetComponentName, GetComponentName)
+  ZT_CALLERS_MAP_PAIR(std::uint64_t, SetIterationCount, GetIterationCount)
+  ZT_CALLERS_MAP_PAIR(WString, SetHMACAlgorithmName, GetHMACAlgorithmName)
+  ZT_CALLERS_MAP_PAIR(WString, SetHashAlgorithmName, GetHashAlgorithmName)
+#undef ZT_CALLERS_MAP_PAIR
+  void SetFIPSMode(const bool& value) override {
+    Check(L"SetFIPSMode");
+    m_map->SetFIPSMode(value);
+  }
+  bool GetFIPSMode() const override {
+    Check(L"GetFIPSMode");
+    return m_map->GetFIPSMode();
+  }
+
+ private:
+  void Check(const wchar_t* operation) const {
+    if (failing.count(operation) != 0)
+      throw static_cast<IException*>(new CException(L"caller", 1, L"caller's map failed", 7, nullptr));
+  }
+  std::unique_ptr<ICryptoParserParameterMap> m_map{ICryptoParserParameterMap::Create()};
+};
+
+// `e` is the library's "Error while parsing parameters" around the caller's map's own exception,
+// `depth` levels below the outermost exception (wrapped with the same id on the way out).
+inline void ExpectMapFailure(const std::unique_ptr<CCryptoException>& e, int depth = 0) {
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->getID(), CRYPTO_INTERNAL_ERROR);
+  EXPECT_EQ(zttest::MessageAt(e.get(), depth), L"Error while parsing parameters");
+  EXPECT_EQ(zttest::MessageAt(e.get(), depth + 1), L"caller's map failed");
 }
 
 using zttest::ExpectFailure;

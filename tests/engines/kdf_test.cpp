@@ -128,6 +128,20 @@ TEST(Pbkdf2, LifeCycleAndSecrets) {
             std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported shared secret"});
 }
 
+TEST(Pbkdf2, ACallersMapThatThrowsIsAParameterError) {
+  for (const std::wstring failing : {L"GetIterationCount", L"GetHMACAlgorithmName"}) {
+    CallersMap map;
+    map.failing = {failing};
+    const auto kdf = NewPbkdf2(&map);
+    const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("pw")));
+    kdf->Init(secret.get());
+    ByteArray out;
+    const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
+    ExpectMapFailure(e, 1);
+    EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
+  }
+}
+
 class Pbkdf2WithoutCNG : public WithModuleHooks {};
 
 TEST_F(Pbkdf2WithoutCNG, ReportsTheLoadFailureWrapped) {

@@ -92,6 +92,26 @@ TEST(Hmac, RefusesNullKeysAndKeysThatAreNotRaw) {
   EXPECT_EQ(capture.At(NQLOG_ERROR), std::vector<std::wstring>{L"CCNGMACSHA::Mac : Only raw key format is supported"});
 }
 
+// A caller's key that fails in its own way: the library wraps what it throws.
+class FailingKey : public EncodedKey {
+ public:
+  WString GetFormat() const override {
+    throw static_cast<IException*>(new CException(L"caller", 1, L"key unavailable", 7, nullptr));
+  }
+};
+
+TEST(Hmac, WrapsWhatACallersKeyThrows) {
+  const auto mac = NewMac(L"HMAC_SHA256");
+  FailingKey key;
+  mac->Init(&key);
+  ByteArray out;
+  for (const bool withData : {false, true}) {
+    const auto e = Thrown([&] { withData ? mac->Mac(Text("x"), out) : mac->Mac(out); });
+    ExpectFailure(e, 7, withData ? L"Mac failed" : L"CCNGMACSHA::Mac failed");
+    EXPECT_EQ(MessageAt(e.get(), withData ? 2 : 1), L"key unavailable");
+  }
+}
+
 class HmacWithoutCNG : public WithModuleHooks {};
 
 TEST_F(HmacWithoutCNG, FailedMacKeepsStateAndData) {

@@ -28,12 +28,4 @@ TEST(StatusChecks, FailuresAreLoggedInUnsignedHexAndRaised) {
                                        L"Engine::Step : Error 0x80090016 returned by CryptAcquireContext"}));
 }
 
-TEST(StatusChecks, WrapAsGivesItsOwnIdAndKeepsTheCause) {
-  const FunctionTrace fn(L"Engine::Step");
-  auto* cause = new CCryptoException(L"x", 1, L"bad map", CRYPTO_BAD_PARAM, nullptr);
-  const auto e = Thrown([&] { WrapAs(fn, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { throw cause; }); });
-  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters");
-  EXPECT_EQ(e->getInnerException(), cause);
-}
-
 }  // namespace

@@ -50,22 +50,50 @@ TEST(RaiseAndWrap, WrappedExceptionCarriesInnerIdItsOwnMessageAndLine) {
   EXPECT_EQ(CountedException::destroyed, 1) << "deleting the outer exception releases the inner one";
 }
 
-TEST(RaiseAndWrap, WrapLetsOtherExceptionTypesPassUnlessAskedFor) {
-  const FunctionTrace fn(L"Factory::Create");
-  auto* foreign = new CException(L"f", 1, L"foreign", 2, nullptr);
-  IException* caught = nullptr;
-  try {
-    fn.Wrap(L"never", [&]() -> int { throw static_cast<IException*>(foreign); });
-  } catch (IException* e) {
-    caught = e;
-  }
-  EXPECT_EQ(caught, foreign);
-  delete caught;
-  const auto e = Thrown([&] {
-    fn.Wrap<IException>(L"Digest failed",
-                        [&]() -> int { throw static_cast<IException*>(new CException(L"f", 1, L"in", 2, nullptr)); });
-  });
-  ExpectFailure(e, 2, L"Digest failed");
+// What a caller's map or key throws: an IException of the support library, not ours.
+struct ForeignException : CException {
+  static inline int destroyed = 0;
+  explicit ForeignException(std::uint64_t id = 7) : CException(L"caller", 3, L"caller's failure", id, nullptr) {}
+  ~ForeignException() override { ++destroyed; }
+};
+
+[[noreturn]] void ThrowForeign(IException** thrown = nullptr) {
+  IException* e = new ForeignException;
+  if (thrown) *thrown = e;
+  throw e;
+}
+
+// Only CCryptoException pointers leave: Wrap and WrapAs take any IException as the inner one, and
+// Run wraps whatever else reaches it.
+TEST(RaiseAndWrap, ForeignExceptionsBecomeInnerOnesOfCryptoExceptions) {
+  const FunctionTrace fn(L"CThing::Do");
+  ForeignException::destroyed = 0;
+  IException* foreign = nullptr;
+  auto e = Thrown([&] { fn.Wrap(L"Digest failed", [&] { ThrowForeign(&foreign); }); });
+  ExpectFailure(e, 7, L"Digest failed");
+  EXPECT_EQ(e->getInnerException(), foreign);
+
+  const unsigned line = __LINE__ + 1;
+  e = Thrown([&] { fn.WrapAs(CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { ThrowForeign(&foreign); }); });
+  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters");
+  EXPECT_EQ(e->getInnerException(), foreign);
+  EXPECT_EQ(e->getLineNumber(), line);
+
+  LogCapture capture;
+  const unsigned runLine = __LINE__ + 1;
+  e = Thrown([&] { fn.Run([&] { ThrowForeign(&foreign); }); });
+  ExpectFailure(e, 7, L"CThing::Do failed");
+  EXPECT_EQ(e->getInnerException(), foreign);
+  EXPECT_EQ(e->getLineNumber(), runLine);
+  EXPECT_EQ(e->getFilename(), L"tests/framework/exception_test");
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{L"1|CThing::Do : CThing::Do failed",
+                                                         L"16|CThing::Do Returns CThing::Do failed"}));
+  // A library exception goes through Run as it is.
+  auto* ours = new CCryptoException(L"x", 1, L"ours", CRYPTO_BAD_PARAM, nullptr);
+  e = Thrown([&] { fn.Run([&] { throw ours; }); });
+  EXPECT_EQ(e.get(), ours);
+  e.reset();
+  EXPECT_EQ(ForeignException::destroyed, 3) << "each foreign exception is released with its wrapper";
 }
 
 TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {

@@ -4,8 +4,12 @@
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
 #include <set>
 #include <thread>
 
@@ -32,6 +36,37 @@ TEST(SystemRandom, GuidLayoutAndRandSVaries) {
   }
   EXPECT_GT(values.size(), 60u);
   EXPECT_EQ(rand_s(nullptr), EINVAL);
+}
+
+// rand_s serves its values from a block of the generator's output: across several blocks no value
+// comes back (three repeats among 3000 draws of 32 bits would take odds below 2^-30), and a
+// forked child does not hand out what its parent hands out next.
+TEST(SystemRandom, RandSNeverRepeatsItsBlockNorSharesItWithAForkedChild) {
+  std::set<unsigned int> values;
+  for (int i = 0; i < 3000; ++i) {
+    unsigned int value = 0;
+    ASSERT_EQ(rand_s(&value), 0);
+    values.insert(value);
+  }
+  EXPECT_GE(values.size(), 2998u);
+
+  int pipeEnds[2];
+  ASSERT_EQ(pipe(pipeEnds), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    unsigned int next[4] = {};
+    for (unsigned int& value : next) rand_s(&value);
+    _exit(write(pipeEnds[1], next, sizeof next) == sizeof next ? 0 : 1);
+  }
+  unsigned int ours[4] = {}, theirs[4] = {};
+  for (unsigned int& value : ours) rand_s(&value);
+  ASSERT_EQ(read(pipeEnds[0], theirs, sizeof theirs), static_cast<ssize_t>(sizeof theirs));
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(pipeEnds[0]);
+  close(pipeEnds[1]);
+  EXPECT_NE(std::memcmp(ours, theirs, sizeof ours), 0);
 }
 
 TEST(LastError, BelongsToEachThread) {

@@ -1,6 +1,7 @@
 // The padding schemes: layouts byte by byte, blocks exchanged with the openssl tool, quirks.
 #include <functional>
 #include <set>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -85,6 +86,25 @@ TEST(PaddingFactory, RefusesWhatItCannotBuild) {
   }
 }
 
+TEST(PaddingFactory, ACallersMapThatThrowsIsAParameterError) {
+  for (const auto& [name, failing] : {std::pair{L"X_931", L"GetHashAlgoPaddingMode"},
+                                      std::pair{L"PKCS1", L"GetPkcs1OperationMode"}}) {
+    CallersMap map;
+    map.failing = {failing};
+    ExpectMapFailure(Thrown([&] { delete IPadding::Create(name, 256, &map); }));
+  }
+  // Read when encoding and decoding: the X9.31 hash identifier and the OAEP label.
+  CallersMap map;
+  map.SetHashAlgoPaddingMode(0x34);
+  const std::unique_ptr<IPadding> x931(IPadding::Create(L"X_931", 256, &map));
+  const std::unique_ptr<IPadding> oaep(IPadding::Create(L"OAEP", 256, &map));
+  map.failing = {L"GetHashAlgoPaddingMode", L"GetOAEPEncodingParamMode"};
+  ByteArray out;
+  ExpectMapFailure(Thrown([&] { x931->EncodeData(Message(20), out); }));
+  ExpectMapFailure(Thrown([&] { oaep->EncodeData(Message(20), out); }));
+  ExpectMapFailure(Thrown([&] { oaep->DecodeData(Repeat(256, 0), out); }));
+}
+
 TEST(PaddingFactory, TracesARefusal) {
   const auto map = NewMap();
   LogCapture capture;
@@ -94,6 +114,23 @@ TEST(PaddingFactory, TracesARefusal) {
                                  L"1|IPadding::Create : Hash alogo Padding type is not set",
                                  L"16|IPadding::Create Returns Hash alogo Padding type is not set",
                              }));
+}
+
+// A failure names the source file of the scheme that raised it, also where a shared helper
+// checks for the scheme.
+TEST(PaddingSchemes, FailuresNameTheSchemesOwnFile) {
+  const std::tuple<Scheme, std::size_t, const wchar_t*> cases[] = {
+      {Pkcs1(0, 64), 54, L"sources/common/crypto.padding.pkcs1.sign"},
+      {Pkcs1(1, 64), 54, L"sources/common/crypto.padding.pkcs1.encrypt"},
+      {X931(0x34, 64), 53, L"sources/common/crypto.padding.x931"},
+      {Oaep({}, 64), 24, L"sources/common/crypto.padding.oaep"},
+      {Oaep({}, 64), 23, L"sources/common/crypto.padding.oaep"},  // "Error : No memory"
+  };
+  for (const auto& [scheme, length, file] : cases) {
+    const auto e = Thrown([&] { Encode(*scheme.padding, Message(length)); });
+    ASSERT_TRUE(e) << length;
+    EXPECT_EQ(e->getFilename(), file) << e->getMessage().c_str();
+  }
 }
 
 // The block the openssl tool signed is compared through Signature (RsaSignature tests).

@@ -26,6 +26,12 @@ inline ByteArray HexFixture(const std::string& name) {
   return Hex(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
 }
 
+// asn1parse prints an INTEGER's magnitude; a leading zero digit pair would be a sign octet.
+inline ByteArray Magnitude(ByteArray bytes) {
+  while (!bytes.empty() && bytes.front() == 0) bytes.erase(bytes.begin());
+  return bytes;
+}
+
 // The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
 inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
   const auto output = zttest::OpensslOutput(arguments, std::vector<unsigned char>(input.begin(), input.end()));

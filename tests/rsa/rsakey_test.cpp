@@ -19,12 +19,6 @@ struct Numbers {
             dq = HexFixture("rsa2048.dq.hex"), qinv = HexFixture("rsa2048.qinv.hex");
 };
 
-// asn1parse prints an INTEGER's magnitude; a leading zero digit pair would be a sign octet.
-ByteArray Magnitude(ByteArray bytes) {
-  while (!bytes.empty() && bytes.front() == 0) bytes.erase(bytes.begin());
-  return bytes;
-}
-
 void ExpectPrivateNumbers(const IRSAPrivateCRTKey& key, const Numbers& k) {
   EXPECT_EQ(key.GetModulus(), Magnitude(k.n));
   EXPECT_EQ(key.GetPublicExponent(), Magnitude(k.e));
@@ -244,7 +238,8 @@ TEST(RsaPrivateKey, RefusesMalformedPrivateKeyBlobs) {
       {"reserved set", with(2, 0x01)},
       {"CALG_AES", with(5, 0x66)},
       {"magic RSA1", with(11, '1')},
-      {"bit length 2056", with(12, 0x08)},  // not a multiple of 16
+      {"bit length 2056", with(12, 0x08)},  // each field a byte longer than the blob holds
+      {"bit length 0", [&] { ByteArray b = with(12, 0); b[13] = 0; return b; }()},
       {"exponent zero", [&] { ByteArray b = with(16, 0); b[18] = 0; return b; }()},
       {"one byte short", ByteArray(good.begin(), good.end() - 1)},
       {"one byte more", [&] { ByteArray b = good; b.push_back(0); return b; }()},

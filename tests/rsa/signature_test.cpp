@@ -145,17 +145,44 @@ TEST(RsaSignature, RefusesWhatItCannotVerifyWith) {
   ExpectFailure(Failure(tooLong, ByteArray(246, 0x30), signature), CRYPTO_BAD_PARAM, L"Decode EncodedMessage Failed");
 }
 
-TEST(RsaSignature, ASignatureThePlatformRefusesIsAnError) {
-  ByteArray longer = Fixture("data.sha256.sig");
-  longer.insert(longer.begin(), 0x00);
-  for (const ByteArray& signature : {longer, ByteArray(256, 0xFF) /* not below the modulus */}) {
-    Verifier v(L"PKCS1");
-    LogCapture capture(NQLOG_ERROR);
-    ExpectFailure(Failure(v, DigestInfo("sha256", Fixture("data.txt")), signature), CRYPTO_INTERNAL_ERROR,
-                  L"BCryptEncrypt failed!");
-    EXPECT_EQ(capture.At(NQLOG_ERROR).front(),
-              L"CCNGRSASignature::Verify : Error 0xc000000d returned by BCryptEncrypt");
+// Every use of a caller's map that throws is "Error while parsing parameters": the padding read,
+// the signature mode written for PKCS #1, the X9.31 hash identifier read, and the padding's own
+// reads.
+TEST(RsaSignature, ACallersMapThatThrowsIsAParameterError) {
+  const auto key = ImportKey(L"X509", Fixture("rsa2048.pub.der"));
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"PKCS1", L"GetPadding"},
+      {L"PKCS1", L"SetPkcs1OperationMode"},
+      {L"PKCS1", L"GetPkcs1OperationMode"},
+      {L"X_931", L"GetHashAlgoPaddingMode"},
+  };
+  for (const auto& [padding, failing] : cases) {
+    CallersMap map;
+    map.SetPadding(padding);
+    map.SetHashAlgoPaddingMode(0x34);
+    map.failing = {failing};
+    const std::unique_ptr<Signature> engine(Signature::Create(Algorithm(L"RSA").get(), &map));
+    engine->Init(dynamic_cast<IPublicKey*>(key.get()));
+    engine->Update(DigestInfo("sha256", Fixture("data.txt")));
+    const auto e = Thrown([&] { engine->Verify(Fixture("data.sha256.sig")); });
+    if (std::wstring(failing) != L"GetPkcs1OperationMode") {
+      ExpectMapFailure(e);
+      continue;
+    }
+    // Read by the padding's factory: the padding cannot be created.
+    ExpectFailure(e, CRYPTO_UNKNOWN_ERROR, L"Unsupported padding");
+    EXPECT_EQ(MessageAt(e.get(), 1), L"Error while parsing parameters");
+    EXPECT_EQ(MessageAt(e.get(), 2), L"caller's map failed");
   }
+}
+
+// A k-byte signature that is not below the modulus.
+TEST(RsaSignature, ASignatureThePlatformRefusesIsAnError) {
+  Verifier v(L"PKCS1");
+  LogCapture capture(NQLOG_ERROR);
+  ExpectFailure(Failure(v, DigestInfo("sha256", Fixture("data.txt")), ByteArray(256, 0xFF)), CRYPTO_INTERNAL_ERROR,
+                L"BCryptEncrypt failed!");
+  EXPECT_EQ(capture.At(NQLOG_ERROR).front(), L"CCNGRSASignature::Verify : Error 0xc000000d returned by BCryptEncrypt");
 }
 
 TEST(RsaSignature, FollowsItsLifeCycle) {
@@ -220,9 +247,12 @@ TEST_F(RsaSignatureWithoutCNG, CryptEncryptPadsTheSignatureAsAnyDataAndRefusesAW
                                          L"CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (BCrypt) failed (126)",
                                          L"CCNGRSASignature::Verify : Error 0x80090004 returned by CryptEncrypt",
                                      }));
-  // A short "signature" goes through: its random padding never recovers the block.
+  // A signature shorter than k is false before the provider sees it.
   Verifier shortSignature(L"PKCS1");
+  capture.Clear();
   EXPECT_FALSE(shortSignature.Verify(info, Text("short")));
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            std::vector<std::wstring>{L"CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (BCrypt) failed (126)"});
   // Back on CNG, the engine that failed verifies what it still holds.
   MakeCNGAvailable();
   EXPECT_TRUE(v.engine->Verify(Fixture("data.sha256.sig")));

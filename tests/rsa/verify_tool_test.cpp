@@ -56,7 +56,7 @@ TEST(ToolVerify, ReportsUsageAndLibraryErrors) {
 
   const ToolResult ec = Verify("ec256.pub.der", "PKCS1", "data.sha256.sig", {"--hash", "SHA256"}, "data.txt");
   EXPECT_EQ(ec.status, 2);
-  EXPECT_EQ(ec.err, "ztcrypto: new CCNGRSAPublicKey() failed (ID:4002 (CRYPTO_NOT_SUPPORTED))\n");
+  EXPECT_EQ(ec.err, "ztcrypto: new CCNGRSAPublicKey() failed: Only RSA keys are supported (ID:4002 (CRYPTO_NOT_SUPPORTED))\n");
   const ToolResult x931 = Verify("rsa2048.pub.der", "X_931", "x931.direct.sig", {}, "x931.direct.txt");
   EXPECT_EQ(x931.status, 2);
   EXPECT_EQ(x931.err, "ztcrypto: Padding X9.31 but no Hash Algid in params (ID:4000 (CRYPTO_BAD_PARAM))\n");

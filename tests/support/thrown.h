@@ -12,13 +12,17 @@
 
 namespace zttest {
 
-// The exception that `call` throws, owned; null when it returns.
+// The exception that `call` throws, owned; null when it returns. Any other IException pointer is
+// a failure of the test: none may leave the library.
 template <class Call>
 std::unique_ptr<ZT::Framework::CCryptoException> Thrown(Call&& call) {
   try {
     call();
   } catch (ZT::Framework::CCryptoException* e) {
     return std::unique_ptr<ZT::Framework::CCryptoException>(e);
+  } catch (ZT::Framework::IException* e) {
+    const std::unique_ptr<ZT::Framework::IException> owned(e);
+    ADD_FAILURE() << "an IException that is not a CCryptoException left the call";
   }
   return nullptr;
 }

@@ -82,7 +82,8 @@ TEST(ToolCert, RefusesBadUsageAndUnreadableCertificates) {
   EXPECT_EQ(RunTool({"cert", "trust", "--timeout", "soon", Cert("logon.der")}).status, 64);
   const auto ec = RunTool({"cert", "dump", Cert("ec_leaf.der")});
   EXPECT_EQ(ec.status, 2);
-  EXPECT_EQ(ec.err, "ztcrypto: new ICertificate() failed (ID:4002 (CRYPTO_NOT_SUPPORTED))\n");
+  EXPECT_EQ(ec.err, "ztcrypto: new ICertificate() failed: new IPublicKey failed: new CCNGRSAPublicKey() failed: "
+            "Only RSA keys are supported (ID:4002 (CRYPTO_NOT_SUPPORTED))\n");
 }
 
 TEST(ToolVerify, TakesTheKeyOfACertificate) {

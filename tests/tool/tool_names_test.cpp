@@ -31,7 +31,9 @@ TEST(ToolName, PrintsTextDerAndAttributesFromTextOrDer) {
 TEST(ToolName, RefusalsEndWithTheLibraryMessage) {
   const auto bad = RunTool({"name", "CN=a,"});
   EXPECT_EQ(bad.status, 2);
-  EXPECT_EQ(bad.err, "ztcrypto: new CX500Name() failed (ID:4000 (CRYPTO_BAD_PARAM))\n");
+  // The inner messages follow the outer one, innermost last.
+  EXPECT_EQ(bad.err,
+            "ztcrypto: new CX500Name() failed: Error encoding the blob (0x80092023) (ID:4000 (CRYPTO_BAD_PARAM))\n");
   EXPECT_EQ(RunTool({"name", "--der", "3003"}).status, 2);
   EXPECT_EQ(RunTool({"name"}).status, 64);
   EXPECT_EQ(RunTool({"name", "--der", "zz"}).status, 64);
@@ -47,7 +49,8 @@ TEST(ToolDecode, PrintsTheRenderingExactly) {
             "[Basic Constraints]\r\nSubject Type=CA\r\nPath Length Constraint=0\r\n\r\n");
   const auto bad = RunTool({"decode", "2.5.29.19", "30040102ff00"});
   EXPECT_EQ(bad.status, 2);
-  EXPECT_EQ(bad.err, "ztcrypto: DecodeObject() failed (ID:4000 (CRYPTO_BAD_PARAM))\n");
+  EXPECT_EQ(bad.err,
+            "ztcrypto: DecodeObject() failed: Error decoding the blob (0x80093103) (ID:4000 (CRYPTO_BAD_PARAM))\n");
 }
 
 }  // namespace

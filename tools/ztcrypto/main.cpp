@@ -3,7 +3,8 @@
 //   ztcrypto [--trace[=LEVEL]] COMMAND [ARGUMENTS]
 //
 // Exit status: 0 success; 1 a negative answer or an unreadable input; 2 the library raised an
-// exception ("ztcrypto: <message> (<id text>)" on stderr); 64 bad usage.
+// exception ("ztcrypto: <message>: <inner message>: ... (<id text>)" on stderr, the innermost
+// message last); 64 bad usage.
 
 #include <cstdio>
 #include <iostream>
@@ -65,6 +66,16 @@ bool TakeTraceOption(const std::string& arg) {
   return true;
 }
 
+// The exception's message and those of its inner exceptions, outermost first: "new CX500Name()
+// failed: <inner message>: <innermost message>".
+std::string MessageChain(const ZT::Framework::IException* e) {
+  std::string chain = Narrow(e->getMessage());
+  for (const ZT::Framework::IException* inner = e->getInnerException(); inner != nullptr;
+       inner = inner->getInnerException())
+    chain += ": " + Narrow(inner->getMessage());
+  return chain;
+}
+
 std::string IdText(ZT::Framework::IException* e) {
   if (auto* crypto = dynamic_cast<ZT::Framework::CCryptoException*>(e)) return Narrow(crypto->StringFromId());
   return "ID:" + std::to_string(e->getID());
@@ -78,7 +89,7 @@ int RunCommand(const Command& command, const Args& args) {
     return kUsageStatus;
   } catch (ZT::Framework::IException* e) {
     const std::unique_ptr<ZT::Framework::IException> owned(e);
-    std::cerr << "ztcrypto: " << Narrow(e->getMessage()) << " (" << IdText(e) << ")\n";
+    std::cerr << "ztcrypto: " << MessageChain(e) << " (" << IdText(e) << ")\n";
     return kLibraryErrorStatus;
   } catch (const ToolError& e) {
     std::cerr << "ztcrypto: " << e.what() << "\n";
