@@ -55,8 +55,8 @@ namespace ZT::Framework::X500Text {
 std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_BLOB* pName, std::uint32_t dwStrType,
                              wchar_t* psz, std::uint32_t csz);
 
-// Renders one attribute value, unquoted: a string's characters (TeletexString read as UTF-8
-// when it is valid UTF-8, else one octet per character), "#" and upper-case hex for the others.
+// Renders one attribute value, unquoted: a string's characters as Der::DecodeString reads its
+// type (leniently: see there), "#" and upper-case hex for the others.
 std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB* pValue, wchar_t* psz,
                                  std::uint32_t csz);
 
