@@ -153,9 +153,10 @@ const Layout kLayouts[] = {
      Extension({L"[Key Attributes Information]", L"KeyID=01 02 03 04 ",
                 L"Intended Key Usage=Digital Signature, Key Encipherment(a0)", L"Private Key Usage Period:",
                 L"     Not Before=Thursday, February 29, 2024", L"     Not After=Tuesday, December 31, 2030"})},
-    // Test-built: without a period there are no dates; an absent bound is the zero FILETIME.
+    // Test-built: the period's lines are there without a period; an absent bound is the zero FILETIME.
     {L"2.5.29.2", "3006 0401aa 030100",
-     Extension({L"[Key Attributes Information]", L"KeyID=aa ", L"Intended Key Usage="})},
+     Extension({L"[Key Attributes Information]", L"KeyID=aa ", L"Intended Key Usage=", L"Private Key Usage Period:",
+                L"     Not Before=Monday, January 01, 1601", L"     Not After=Monday, January 01, 1601"})},
     {L"2.5.29.2", "3013 3011 810f 32303330313233313233353935395a",
      Extension({L"[Key Attributes Information]", L"KeyID=", L"Intended Key Usage=", L"Private Key Usage Period:",
                 L"     Not Before=Monday, January 01, 1601", L"     Not After=Tuesday, December 31, 2030"})},
