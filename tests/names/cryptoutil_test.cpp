@@ -5,7 +5,6 @@
 
 #include "cng/crypto.cng.oiddecoder.h"
 #include "cng/crypto.cng.util.h"
-#include "codec/crypto.der.writer.h"
 #include "names_test_util.h"
 #include "support/log_capture.h"
 
@@ -108,15 +107,6 @@ TEST(EncodeObject, WritesNamesAndRefusesWhatATypeCannotHold) {
   EXPECT_NE(Thrown([&] { CryptoUtil::EncodeObject<Structure::X509Name>(info); }), nullptr);
 }
 
-// A Name of one attribute of type `oid` whose value is the DER element `value`.
-ByteArray NameWith(const char* oid, const ByteArray& value) {
-  Der::Writer w;
-  w.Nest(Der::kSequence, [&] { w.Nest(Der::kSet, [&] { w.Nest(Der::kSequence, [&] { w.AddOid(oid), w.AddRaw(value); }); }); });
-  ByteArray der;
-  EXPECT_TRUE(w.Finish(&der));
-  return der;
-}
-
 TEST(DecodeX509String, ReadsEveryStringTypeAsANameReadsIt) {
   for (const auto& [hex, text] : std::initializer_list<std::pair<const char*, const wchar_t*>>{
            {"1402e961", L"\u00e9a"},            // TeletexString in ISO 8859-1
@@ -129,7 +119,7 @@ TEST(DecodeX509String, ReadsEveryStringTypeAsANameReadsIt) {
     const ByteArray value = Hex(hex);
     EXPECT_EQ(CryptoUtil::DecodeX509String(L"2.5.4.3", value), text) << hex;
     StringList values;
-    std::unique_ptr<IX500Name>(IX500Name::Create(NameWith("2.5.4.3", value)))->GetAttributeValue(L"2.5.4.3", values);
+    std::unique_ptr<IX500Name>(IX500Name::Create(NameWith(L"2.5.4.3", value)))->GetAttributeValue(L"2.5.4.3", values);
     EXPECT_EQ(values, StringList{text}) << hex;
   }
 }
