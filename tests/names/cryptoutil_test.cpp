@@ -128,6 +128,11 @@ TEST(DecodeX509String, RendersEachKindOfValue) {
   // Octets and values that are no string are not read as names read strings.
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("04030a1bff")), L"0a 1b ff ");
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("020105")), L"#020105");
+  // A date of birth: a time that a FILETIME cannot hold (1500) reads "Invalid Date".
+  const WString dateOfBirth = L"1.3.6.1.5.5.7.9.1";
+  EXPECT_EQ(CryptoUtil::DecodeX509String(dateOfBirth, Hex("170d3830303232393030303030305a")),
+            L"Friday, February 29, 1980");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(dateOfBirth, Hex("180f31353030303331353132303030305a")), L"Invalid Date");
   // A user notice without a display text renders as nothing.
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3000")), L"");
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3011 300f 1a0b4578616d706c65204f7267 3000")), L"");
@@ -138,6 +143,10 @@ TEST(DecodeX509String, FailuresNameTheirStepAndTheTraceShowsTheResult) {
   ASSERT_NE(notDer, nullptr);
   EXPECT_EQ(notDer->getMessage(), L"DecodeObject() failed");
   EXPECT_EQ(notDer->getFilename(), L"sources/cng/crypto.cng.util");
+  // A date of birth that is no time at all is a decoding failure, not an invalid date.
+  const auto notTime = Thrown([] { CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.9.1", Hex("020101")); });
+  ASSERT_NE(notTime, nullptr);
+  EXPECT_EQ(notTime->getMessage(), L"DecodeObject() failed");
 
   const LogCapture log;
   CryptoUtil::DecodeX509String(L"", Hex("130141"));
