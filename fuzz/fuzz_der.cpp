@@ -92,10 +92,19 @@ void CheckTime(Tag tag, Bytes contents, Bytes element) {
   }
 }
 
+// Reading is wider than writing: what is written reads back as the same text, and contents
+// within the type's own set are written back exactly (a TeletexString read as UTF-8 excepted,
+// which is written one octet per character).
 void CheckString(Tag tag, Bytes contents, Bytes element) {
   WString text;
   if (!DecodeString(tag.number, contents, &text)) return;
-  RequireEncodes(element, [&](Writer& w) { w.AddString(tag.number, text); });
+  ByteArray written;
+  if (EncodeString(tag.number, text, &written)) {
+    WString again;
+    Require(DecodeString(tag.number, written, &again) && again == text);
+  }
+  if (IsWritableString(tag.number, contents) && tag.number != kTeletexStringType)
+    RequireEncodes(element, [&](Writer& w) { w.AddString(tag.number, text); });
 }
 
 void CheckUniversalPrimitive(Tag tag, Bytes contents, Bytes element, unsigned depth) {

@@ -12,6 +12,30 @@ awk '$1 == "name" { print $2, $3 }' "$values" | while read -r label hex; do
   echo "$hex" | xxd -r -p > "name_der/$label.der"
 done
 
+# Names: the subjects of the name certificates, whose strings go beyond their types' sets.
+for name in wildcard latin1; do
+  python3 - "../../tests/fixtures/names/certs/$name.der" > "name_der/cert-$name.der" <<'PY'
+import sys
+
+def element(data, at):
+    """(end, contents start) of the element at `at`."""
+    length, header = data[at + 1], 2
+    if length & 0x80:
+        count = length & 0x7F
+        length, header = int.from_bytes(data[at + 2:at + 2 + count], "big"), 2 + count
+    return at + header + length, at + header
+
+data = open(sys.argv[1], "rb").read()
+_, tbs = element(data, 0)
+at = element(data, tbs)[1]
+if data[at] == 0xA0:  # version, absent in a version 1 certificate
+    at = element(data, at)[0]
+for _ in range(4):  # serial, signature, issuer, validity
+    at = element(data, at)[0]
+sys.stdout.buffer.write(data[at:element(data, at)[0]])
+PY
+done
+
 # Texts: subjects as the openssl tool prints them, in two of its forms.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

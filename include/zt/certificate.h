@@ -104,8 +104,9 @@ class ZT_CRYPTO_API IX509Certificate : public ICertificate {
   // Appends to `out` the OIDs of the extensions, in ascending order of their text, that
   // `pExtFilter` lets through. Only the library's own filter is read, and of it two keys: the flag
   // "CryptoFilterCritical" (SetCritical), which keeps the extensions of that criticality, and
-  // "CryptoFilterOID" when it holds a single wide string (a DataMap value, not SetOID's list),
-  // which keeps the extension of that OID. A null filter lists all.
+  // "CryptoFilterOID", which keeps the extensions whose OID is in its list (SetOID; an empty list
+  // keeps none) or, when it holds a single wide string, the extension of that OID. A null filter
+  // lists all.
   virtual void ListExtensions(ICryptoParserFilter* pExtFilter, StringList& out) const = 0;
   // The value of extension `sOID` (the contents of its OCTET STRING); empty when there is none.
   virtual ByteArray GetExtensionValue(const WString& sOID) const = 0;

@@ -23,7 +23,10 @@ class ZT_CRYPTO_API IOIDDecoder {
   // OID gives its friendly name in brackets and a hex-and-text dump). Lines end with CR LF.
   // Empty data gives "". Fails with CRYPTO_BAD_PARAM ("DecodeObject() failed") when the value
   // does not decode as the OID's structure, and with the failure of a general name that cannot
-  // be rendered (CRYPTO_NOT_IMPLEMENTED for an X.400 address).
+  // be rendered (CRYPTO_NOT_IMPLEMENTED for an X.400 address or an EDI party name). Strings are
+  // read as names read them, leniently where issuers go beyond a type's set: a PrintableString
+  // may hold any graphic ASCII character, an IA5String 8-bit octets (ISO 8859-1), a
+  // TeletexString UTF-8 (else ISO 8859-1).
   static WString DecodeOID(const WString& sOID, const ByteArray& baEncodedData);
 };
 

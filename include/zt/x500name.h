@@ -22,9 +22,13 @@ class ZT_CRYPTO_API IX500Name {
 
   virtual ~IX500Name();
 
-  // The name of the DER Name `encoded`, owned by the caller. Fails with CRYPTO_BAD_PARAM for
-  // empty bytes ("baEncodedName=empty!") and bytes that are not one DER Name; the failure is
-  // wrapped in "new CX500Name() failed" with the inner id.
+  // The name of the DER Name `encoded`, owned by the caller. Strings are read as issuers write
+  // them: a PrintableString may hold any graphic ASCII character ("*.example.com", "A&B_Co"),
+  // an IA5String 8-bit octets (ISO 8859-1), a TeletexString UTF-8 (else ISO 8859-1); the text
+  // form read back from such a name encodes those values in a type that holds them, or fails
+  // where the key allows only one type. Fails with CRYPTO_BAD_PARAM for empty bytes
+  // ("baEncodedName=empty!") and bytes that are not one DER Name; the failure is wrapped in
+  // "new CX500Name() failed" with the inner id.
   static IX500Name* Create(const ByteArray& encoded);
   // The name written as `sName` in the text form, owned by the caller. Fails with
   // CRYPTO_BAD_PARAM for an empty string ("sName=empty!") and for text that is not a name

@@ -187,12 +187,12 @@ WString KeyAttributesLayout(const FunctionTrace& fn, const WString&, const ByteA
   const CERT_KEY_ATTRIBUTES_INFO info = Decode<Structure::KeyAttributes>(fn, value);
   WString text = kNewLine + (L"KeyID=" + HexBytes(info.KeyId));
   text += kNewLine + (L"Intended Key Usage=" + CryptoUtil::GetKeyUsage(info.IntendedKeyUsage.pbData));
-  // Without a period there are no dates to write (the platform's pointer to it is null).
-  if (info.pPrivateKeyUsagePeriod) {
-    text += L"\r\nPrivate Key Usage Period:";
-    text += kIndent5 + (L"Not Before=" + Time(info.pPrivateKeyUsagePeriod->NotBefore));
-    text += kIndent5 + (L"Not After=" + Time(info.pPrivateKeyUsagePeriod->NotAfter));
-  }
+  // The period's lines are always written; an absent period reads as one whose bounds are both
+  // absent, the zero FILETIME (1 January 1601).
+  const CERT_PRIVATE_KEY_VALIDITY period = info.pPrivateKeyUsagePeriod.value_or(CERT_PRIVATE_KEY_VALIDITY{});
+  text += L"\r\nPrivate Key Usage Period:";
+  text += kIndent5 + (L"Not Before=" + Time(period.NotBefore));
+  text += kIndent5 + (L"Not After=" + Time(period.NotAfter));
   return text;
 }
 

@@ -9,7 +9,6 @@
 
 #include "common/crypto.trace.lines.h"
 #include "common/crypto.x500text.h"
-#include "nq/nqcext.h"
 
 namespace ZT::Framework {
 namespace {
@@ -72,18 +71,6 @@ WString HexPairs(const ByteArray& bytes) {
   return text;
 }
 
-// Runs a conversion of the support library; its failure (an IException) becomes
-// CRYPTO_INTERNAL_ERROR with `message`.
-template <class Convert>
-WString Converted(const FunctionTrace& fn, const wchar_t* message, Convert&& convert) {
-  try {
-    return convert();
-  } catch (IException* e) {
-    delete e;
-    fn.Raise(CRYPTO_INTERNAL_ERROR, message);
-  }
-}
-
 // A user notice's text: "Notice Text=" and its display text, when it has one.
 WString UserNoticeText(const FunctionTrace& fn, const ByteArray& baNotice) {
   const CERT_POLICY_QUALIFIER_USER_NOTICE notice = fn.Wrap(L"DecodeObject() failed", [&] {
@@ -92,12 +79,21 @@ WString UserNoticeText(const FunctionTrace& fn, const ByteArray& baNotice) {
   return notice.pszDisplayText ? L"Notice Text=" + *notice.pszDisplayText : WString();
 }
 
-// A date of birth as "Weekday, Month dd, yyyy", or "Invalid Date" when it cannot be rendered.
+// Whether `bytes` are one UTCTime or GeneralizedTime, whatever date it holds.
+bool IsTime(const ByteArray& bytes) {
+  Der::Reader in{Der::Bytes(bytes)};
+  Der::CalendarTime time;
+  return in.ReadTime(&time) && in.Empty();
+}
+
+// A date of birth as "Weekday, Month dd, yyyy". A value that is no time fails as the decoder
+// fails; a time that a FILETIME cannot hold (before 1601) or that cannot be rendered reads
+// "Invalid Date".
 WString DateOfBirthText(const FunctionTrace& fn, const ByteArray& baTime) {
-  const FileTimeTicksValue time =
-      fn.Wrap(L"DecodeObject() failed", [&] { return CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime); });
+  if (!IsTime(baTime))
+    fn.Wrap(L"DecodeObject() failed", [&] { CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime); });
   try {
-    return CryptoUtil::FileTimeToString(time, kDateOfBirthFormat);
+    return CryptoUtil::FileTimeToString(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime), kDateOfBirthFormat);
   } catch (CCryptoException* e) {
     delete e;
     return L"Invalid Date";
@@ -173,13 +169,9 @@ WString CryptoUtil::DecodeX509String(const WString& sOID, const ByteArray& baEnc
       sString = EncodedBlobText(fn, sOID, value);
     } else if (value.dwValueType == CERT_RDN_OCTET_STRING) {
       sString = HexPairs(value.Value);
-    } else if (IsWideValueType(value.dwValueType)) {
-      // The value already holds the characters (Universal strings too, so they are taken as BMP
-      // and UTF-8 strings are).
-      sString = WideValueText(value.Value);
     } else {
-      sString = Converted(fn, L"CConverter::MBCSByteArrayToString() failed",
-                          [&] { return CConverter::MBCSByteArrayToString(value.Value); });
+      // Every string type is read as names read it, by the codec's one reading of that type.
+      sString = StringValueText(value.dwValueType, value.Value);
     }
     TraceResult(fn, L"sString=(%s)", sString);
     return sString;

@@ -77,9 +77,10 @@ class CryptoUtil {
   static WString CharStringToString(const std::string& s);
 
   // The text of an attribute value `baEncodedX509String` (any DER element) of attribute type
-  // `sOID`: the string's text, "Notice Text=..." for a user notice, the date of a date of birth,
-  // hex pairs for an OCTET STRING, and the value's hex form for other values. Fails with
-  // "DecodeObject() failed" when the bytes do not decode.
+  // `sOID`: the string's text (read as names read it, Der::DecodeString), "Notice Text=..." for a
+  // user notice, the date of a date of birth ("Invalid Date" for a time before 1601 or past what
+  // can be rendered), hex pairs for an OCTET STRING, and the value's hex form for other values.
+  // Fails with "DecodeObject() failed" when the bytes do not decode.
   static WString DecodeX509String(const WString& sOID, const ByteArray& baEncodedX509String);
   // The key-usage names of the bit-string bytes `baKeyUsage`, then "(" + the first byte (and the
   // second, after a blank, when there is one) in lower-case hex without zero-fill + ")".

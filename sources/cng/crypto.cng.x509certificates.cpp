@@ -29,6 +29,16 @@ constexpr const wchar_t* kTimeoutKey = L"CryptoParameterTimeout";
 constexpr const wchar_t* kFilterCriticalKey = L"CryptoFilterCritical";
 constexpr const wchar_t* kFilterOIDKey = L"CryptoFilterOID";
 
+// The extension OIDs a filter keeps: its OID list (SetOID), or a single wide string added under
+// the same key; none when the key holds neither.
+std::optional<StringList> FilterOIDs(const CCryptoFilter& filter) {
+  StringList oids;
+  if (filter.GetOID(oids)) return oids;
+  NQData value;
+  if (filter.Get(kFilterOIDKey, value) && value.kind() == NQData::Kind::String) return StringList{value.string()};
+  return std::nullopt;
+}
+
 // "<text> (0x<code>)", the form of the messages that carry a platform error.
 WString WithCode(const wchar_t* text, DWORD code) {
   wchar_t message[128];
@@ -368,15 +378,15 @@ void CCNGX509Certificate::ListExtensions(ICryptoParserFilter* pExtFilter, String
   fn.Run([&] {
     if (pExtFilter == nullptr) fn.Warning(L"pExtFilter=null!");
     std::optional<bool> critical;
-    std::optional<WString> oid;
+    std::optional<StringList> oids;
     if (const auto* filter = dynamic_cast<const CCryptoFilter*>(pExtFilter)) {
       unsigned char flag = 0;
-      NQData value;
       if (filter->Get(kFilterCriticalKey, flag)) critical = flag != 0;
-      if (filter->Get(kFilterOIDKey, value) && value.kind() == NQData::Kind::String) oid = value.string();
+      oids = FilterOIDs(*filter);
     }
     for (const auto& [sOID, extension] : m_extensions) {
-      if ((critical && *critical != extension.bCritical) || (oid && *oid != sOID)) continue;
+      if (critical && *critical != extension.bCritical) continue;
+      if (oids && std::find(oids->begin(), oids->end(), sOID) == oids->end()) continue;
       out.push_back(sOID);
     }
   });

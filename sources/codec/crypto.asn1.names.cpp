@@ -97,8 +97,7 @@ bool WriteNameValue(Writer& w, const CERT_RDN_ATTR& attr) {
   const Bytes value(attr.Value);
   if (const std::uint32_t type = StringTypeOfValue(attr.dwValueType)) {
     if (IsWideValueType(attr.dwValueType)) return w.AddString(type, WideValueText(attr.Value));
-    WString checked;
-    return DecodeString(type, value, &checked) && w.AddElement(UniversalTag(type), value);
+    return IsWritableString(type, value) && w.AddElement(UniversalTag(type), value);
   }
   if (attr.dwValueType == CERT_RDN_OCTET_STRING) return w.AddOctetString(value);
   Tag tag;
@@ -129,6 +128,13 @@ bool TakeDirectoryName(Reader& contents, CERT_NAME_BLOB* out) {
 bool ChoiceIsConstructed(std::uint32_t number) { return number == 0 || number == 3 || number == 4 || number == 5; }
 
 }  // namespace
+
+WString StringValueText(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value) {
+  if (IsWideValueType(dwValueType)) return WideValueText(value);
+  WString text;
+  if (DecodeString(StringTypeOfValue(dwValueType), value, &text)) return text;
+  return WString(value.begin(), value.end());
+}
 
 namespace Asn1Read {
 

@@ -161,6 +161,10 @@ bool IsStringValueType(std::uint32_t dwValueType);
 // The Value blob of wide text (wchar_t units, no terminator), and the text of such a blob.
 CERT_RDN_VALUE_BLOB WideValueBlob(const WString& text);
 WString WideValueText(const CERT_RDN_VALUE_BLOB& value);
+// The characters of a string value (IsStringValueType): the wide types as held, the 8-bit types
+// read from their octets as Der::DecodeString reads their universal type. Octets that it refuses
+// (a value made by hand, not decoded) give one character per octet.
+WString StringValueText(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value);
 
 // ---- general names --------------------------------------------------------------------------
 

@@ -269,14 +269,26 @@ bool OidToText(Bytes contents, WString* text);
 bool OidFromText(const WString& text, ByteArray* out);
 
 // The contents of a string of universal type `type`, decoded to wide text (UTF-32 where wchar_t
-// has 32 bits, UTF-16 where it has 16). Refused: invalid UTF-8 (overlong forms, surrogates,
-// values past U+10FFFF, truncated sequences), characters outside the type's set (Printable,
-// Numeric, IA5, Visible), BMPString of odd length or with an unpaired surrogate,
-// UniversalString not a multiple of four or holding a surrogate or a value past U+10FFFF.
-// TeletexString, VideotexString, GraphicString and GeneralString are taken one octet per
-// character as ISO 8859-1: their escape-sequence character sets are not used in certificates,
-// and this is the reading every common decoder gives them.
+// has 32 bits, UTF-16 where it has 16). This is the one reading of each string type: names, their
+// attribute values and the OID decoder's renderings all go through it.
+//
+// Read leniently, as the platform and OpenSSL read what issuers write:
+// - PrintableString: any graphic ASCII character (0x20..0x7E), not only X.680's set, so that
+//   wildcard common names ("*.example.com") and company names with '&', '@' or '_' read;
+// - IA5String: octets 0x80..0xFF too, each read as the ISO 8859-1 character of that value;
+// - TeletexString: as UTF-8 when the octets are valid UTF-8, else one octet per character as
+//   ISO 8859-1 (its escape-sequence character sets are not used in certificates);
+// - VideotexString, GraphicString, GeneralString: one octet per character as ISO 8859-1.
+// Refused: invalid UTF-8 (overlong forms, surrogates, values past U+10FFFF, truncated
+// sequences), control characters and 8-bit octets in a PrintableString, characters outside
+// NumericString's and VisibleString's sets, BMPString of odd length or with an unpaired
+// surrogate, UniversalString not a multiple of four or holding a surrogate or a value past
+// U+10FFFF. Writing (EncodeString, IsWritableString) stays strict.
 bool DecodeString(std::uint32_t type, Bytes contents, WString* out);
+// True when `contents` are what EncodeString writes for type `type`: every character within the
+// type's own set (X.680's PrintableString set, seven-bit IA5String, ...). For encoders that copy
+// the octets of a value that was read (and so may have been read leniently).
+bool IsWritableString(std::uint32_t type, Bytes contents);
 // The contents octets of `text` as a string of universal type `type`, appended to `*out`;
 // fails when a character has no encoding in that type (or `text` holds an unpaired surrogate).
 bool EncodeString(std::uint32_t type, const WString& text, ByteArray* out);

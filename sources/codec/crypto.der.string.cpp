@@ -1,6 +1,8 @@
 // The ASN.1 string types to and from the library's wide text. Each type is read as a sequence
-// of Unicode code points (its own encoding), checked against the type's character set, and
-// written as wchar_t: one unit per code point where wchar_t has 32 bits, UTF-16 where it has 16.
+// of Unicode code points (its own encoding) and written as wchar_t: one unit per code point where
+// wchar_t has 32 bits, UTF-16 where it has 16. Writing holds every type to its own character set;
+// reading is wider for the types that issued certificates misuse (see DecodeString).
+#include <algorithm>
 #include <cstdint>
 
 #include "codec/crypto.der.h"
@@ -43,7 +45,7 @@ bool IsIa5Char(char32_t c) { return c < 0x80; }
 bool IsVisibleChar(char32_t c) { return c >= 0x20 && c < 0x7F; }
 bool IsLatin1Char(char32_t c) { return c <= 0xFF; }
 
-// Which code points a one-octet-per-character type admits; null for the other types.
+// Which code points a one-octet-per-character type admits when written; null for the other types.
 using CharSet = bool (*)(char32_t);
 CharSet SingleOctetCharSet(std::uint32_t type) {
   switch (type) {
@@ -58,6 +60,17 @@ CharSet SingleOctetCharSet(std::uint32_t type) {
       return IsLatin1Char;
     default:
       return nullptr;
+  }
+}
+
+// Which octets a one-octet-per-character type admits when read: a PrintableString any graphic
+// ASCII character ('*' of wildcard names, '&', '@' and '_' of company names), an IA5String any
+// octet (8-bit ones as ISO 8859-1); the other types their own set.
+CharSet ReadableCharSet(std::uint32_t type) {
+  switch (type) {
+    case kPrintableStringType: return IsVisibleChar;
+    case kIa5StringType: return IsLatin1Char;
+    default: return SingleOctetCharSet(type);
   }
 }
 
@@ -104,6 +117,14 @@ bool DecodeUtf8(Bytes in, WString* out) {
     AppendCodePoint(c, out);
   }
   return true;
+}
+
+// A TeletexString as UTF-8 when its octets are valid UTF-8 (what some issuers put there), else
+// one octet per character as ISO 8859-1.
+bool DecodeTeletex(Bytes in, WString* out) {
+  if (DecodeUtf8(in, out)) return true;
+  out->clear();
+  return DecodeSingleOctet(IsLatin1Char, in, out);
 }
 
 // UTF-16BE with surrogate pairs; an unpaired surrogate is refused.
@@ -218,14 +239,22 @@ bool DecodeString(std::uint32_t type, Bytes contents, WString* out) {
     case kUtf8StringType: ok = DecodeUtf8(contents, &text); break;
     case kBmpStringType: ok = DecodeBmp(contents, &text); break;
     case kUniversalStringType: ok = DecodeUniversal(contents, &text); break;
+    case kTeletexStringType: ok = DecodeTeletex(contents, &text); break;
     default: {
-      const CharSet allowed = SingleOctetCharSet(type);
+      const CharSet allowed = ReadableCharSet(type);
       ok = allowed != nullptr && DecodeSingleOctet(allowed, contents, &text);
     }
   }
   if (!ok) return false;
   out->swap(text);
   return true;
+}
+
+bool IsWritableString(std::uint32_t type, Bytes contents) {
+  if (const CharSet allowed = SingleOctetCharSet(type))
+    return std::all_of(contents.begin(), contents.end(), [&](std::uint8_t octet) { return allowed(octet); });
+  WString text;
+  return IsStringType(type) && DecodeString(type, contents, &text);
 }
 
 bool EncodeString(std::uint32_t type, const WString& text, ByteArray* out) {

@@ -120,21 +120,9 @@ void AppendHexUpper(WString& out, const ByteArray& bytes) {
   }
 }
 
-WString OctetsAsCharacters(const ByteArray& bytes) { return WString(bytes.begin(), bytes.end()); }
-
-// A TeletexString as the platform reads it: as UTF-8 when the octets are valid UTF-8, else one
-// octet per character.
-WString TeletexText(const ByteArray& bytes) {
-  WString text;
-  if (Der::DecodeString(Der::kUtf8StringType, Der::Bytes(bytes), &text)) return text;
-  return OctetsAsCharacters(bytes);
-}
-
 // The unquoted text of one value.
 WString ValueText(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value) {
-  if (IsWideValueType(dwValueType)) return WideValueText(value);
-  if (dwValueType == CERT_RDN_TELETEX_STRING) return TeletexText(value);
-  if (IsStringValueType(dwValueType)) return OctetsAsCharacters(value);
+  if (IsStringValueType(dwValueType)) return StringValueText(dwValueType, value);
   WString hex;
   if (dwValueType == CERT_RDN_OCTET_STRING || dwValueType == CERT_RDN_ENCODED_BLOB) {
     hex.push_back(L'#');

@@ -58,8 +58,8 @@ std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_B
 // without its terminator.
 WString NameInfoToStr(const CERT_NAME_INFO& info, std::uint32_t dwStrType);
 
-// Renders one attribute value, unquoted: a string's characters (TeletexString read as UTF-8
-// when it is valid UTF-8, else one octet per character), "#" and upper-case hex for the others.
+// Renders one attribute value, unquoted: a string's characters as Der::DecodeString reads its
+// type (leniently: see there), "#" and upper-case hex for the others.
 std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB* pValue, wchar_t* psz,
                                  std::uint32_t csz);
 

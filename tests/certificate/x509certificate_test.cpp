@@ -158,15 +158,19 @@ TEST(X509Certificate, ListsExtensionsThroughAFilter) {
   const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
   filter->SetCritical(0);
   EXPECT_EQ(Listed(*certificate, filter.get()).size(), 5u);
-  // The OID is read as one wide string; with the criticality it must agree.
-  filter->Add(L"CryptoFilterOID", NQData(WString(L"2.5.29.37")));
-  EXPECT_EQ(Listed(*certificate, filter.get()), (std::vector<std::wstring>{L"2.5.29.37"}));
+  // An OID list keeps the extensions it names, in table order, where the criticality agrees.
+  filter->SetOID(StringList{L"2.5.29.37", L"1.2.3.4", L"2.5.29.15", L"2.5.29.14"});
+  EXPECT_EQ(Listed(*certificate, filter.get()), (std::vector<std::wstring>{L"2.5.29.14", L"2.5.29.37"}));
   filter->SetCritical(1);
+  EXPECT_EQ(Listed(*certificate, filter.get()), std::vector<std::wstring>{L"2.5.29.15"});
+  filter->SetOID(StringList{});
   EXPECT_TRUE(Listed(*certificate, filter.get()).empty());
-  // An OID list (SetOID) is not what this key is read as: it filters nothing.
-  const std::unique_ptr<ICryptoParserFilter> listFilter(ICryptoParserFilter::Create());
-  listFilter->SetOID(StringList{L"2.5.29.37"});
-  EXPECT_EQ(Listed(*certificate, listFilter.get()).size(), 6u);
+  // The key may also hold one wide string.
+  const std::unique_ptr<ICryptoParserFilter> single(ICryptoParserFilter::Create());
+  single->Add(L"CryptoFilterOID", NQData(WString(L"2.5.29.37")));
+  EXPECT_EQ(Listed(*certificate, single.get()), std::vector<std::wstring>{L"2.5.29.37"});
+  single->Add(L"CryptoFilterOID", NQData(WString(L"2.5.29.3")));
+  EXPECT_TRUE(Listed(*certificate, single.get()).empty());
 }
 
 TEST(X509Certificate, ExtensionValuesAndTheirTraceLines) {

@@ -201,6 +201,37 @@ TEST(DerString, DecodesEachStringTypeToWideText) {
   }
 }
 
+// What issuers write beyond a type's set is read, never written: a PrintableString with any
+// graphic ASCII character, an IA5String with 8-bit octets (ISO 8859-1), a TeletexString holding
+// UTF-8 (else ISO 8859-1).
+TEST(DerString, ReadsLenientlyAndWritesStrictly) {
+  struct Case {
+    const char* hex;
+    const wchar_t* text;
+    const char* writtenAs;  // the contents EncodeString gives the text, or null when it cannot
+  };
+  for (const Case& c : {
+           Case{"13072a2e612641405f", L"*.a&A@_", nullptr},
+           Case{"13037e5c60", L"~\\`", nullptr},
+           Case{"1603fce940", L"\u00fc\u00e9@", nullptr},
+           Case{"1404c3bc6e67", L"\u00fcng", "fc6e67"},
+           Case{"1404c3bce9ff", L"\u00c3\u00bc\u00e9\u00ff", "c3bce9ff"},  // not UTF-8: one octet each
+           Case{"1403e282ac", L"\u20ac", nullptr},
+       }) {
+    std::uint32_t type = 0;
+    WString text;
+    EXPECT_TRUE(ReadsWhole(c.hex, [&](Reader& r) { return r.ReadAnyString(&type, &text); })) << c.hex;
+    EXPECT_TRUE(text == c.text) << c.hex;
+    const ByteArray contents = Hex(std::string(c.hex).substr(4));
+    EXPECT_EQ(IsWritableString(type, contents), type == kTeletexStringType) << c.hex;
+    ByteArray written;
+    EXPECT_EQ(EncodeString(type, text, &written), c.writtenAs != nullptr) << c.hex;
+    EXPECT_EQ(ToHex(written), c.writtenAs ? c.writtenAs : "") << c.hex;
+  }
+  EXPECT_TRUE(IsWritableString(kPrintableStringType, Hex("4142")));
+  EXPECT_FALSE(IsWritableString(kUtf8StringType, Hex("c328")));
+}
+
 TEST(DerString, RefusesInvalidContents) {
   const char* const refused[] = {
       "0c02c0af",      // UTF-8 overlong '/'
@@ -216,9 +247,8 @@ TEST(DerString, RefusesInvalidContents) {
       "1c03000041",    // UniversalString not a multiple of four
       "1c040000d800",  // UniversalString surrogate
       "1c0400110000",  // UniversalString past U+10FFFF
-      "130140",        // '@' is not printable
-      "13012a",        // nor '*'
-      "160180",        // IA5 is seven-bit
+      "13010a",        // a control character in a PrintableString
+      "1301e9",        // or an 8-bit octet
       "120161",        // NumericString letter
       "1a017f",        // DEL is not visible
   };
@@ -229,6 +259,7 @@ TEST(DerString, RefusesInvalidContents) {
   }
   ByteArray out;
   EXPECT_FALSE(EncodeString(kPrintableStringType, L"a@b", &out));
+  EXPECT_FALSE(EncodeString(kPrintableStringType, L"*", &out));
   EXPECT_FALSE(EncodeString(kIa5StringType, L"\u00e9", &out));
   EXPECT_FALSE(EncodeString(kTeletexStringType, L"\u20ac", &out));
   EXPECT_TRUE(out.empty());

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <memory>
+
 #include "cng/crypto.cng.oiddecoder.h"
 #include "cng/crypto.cng.util.h"
 #include "names_test_util.h"
@@ -56,6 +59,9 @@ TEST(DecodeObject, GivesThePublishedStructure) {
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f32303234303232393132303030305a")),
             k2024Feb29Noon);
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::Integer>(Hex("020185")), -123);
+  // An e-mail name is an IA5String: an 8-bit octet reads as ISO 8859-1 there too.
+  EXPECT_EQ(CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30038101e9")).rgAltEntry.at(0).pwszRfc822Name,
+            L"\u00e9");
 }
 
 TEST(DecodeObject, FailsClosedWithTheDecodingError) {
@@ -79,7 +85,6 @@ TEST(DecodeObject, FailsClosedWithTheDecodingError) {
   EXPECT_TRUE(Fails<Structure::AlternateName>("30028400")) << "primitive directory name";
   EXPECT_TRUE(Fails<Structure::AlternateName>("3002a200")) << "constructed DNS name";
   EXPECT_TRUE(Fails<Structure::AlternateName>("30028900")) << "choice [9]";
-  EXPECT_TRUE(Fails<Structure::AlternateName>("30038101e9")) << "non-ASCII e-mail";
   EXPECT_TRUE(Fails<Structure::Bits>("03020781")) << "bad unused bits";
 }
 
@@ -101,10 +106,32 @@ TEST(EncodeObject, WritesNamesAndRefusesWhatATypeCannotHold) {
   EXPECT_NE(Thrown([&] { CryptoUtil::EncodeObject<Structure::X509Name>(info); }), nullptr);
 }
 
+TEST(DecodeX509String, ReadsEveryStringTypeAsANameReadsIt) {
+  for (const auto& [hex, text] : std::initializer_list<std::pair<const char*, const wchar_t*>>{
+           {"1402e961", L"\u00e9a"},            // TeletexString in ISO 8859-1
+           {"1402c3a9", L"\u00e9"},             // TeletexString holding UTF-8
+           {"13062a2e26405f61", L"*.&@_a"},      // PrintableString beyond its set
+           {"1602fc40", L"\u00fc@"},            // IA5String with an 8-bit octet
+           {"0c02c3a9", L"\u00e9"},             // UTF8String
+           {"1e0200e9", L"\u00e9"},             // BMPString
+       }) {
+    const ByteArray value = Hex(hex);
+    EXPECT_EQ(CryptoUtil::DecodeX509String(L"2.5.4.3", value), text) << hex;
+    StringList values;
+    std::unique_ptr<IX500Name>(IX500Name::Create(NameWith(L"2.5.4.3", value)))->GetAttributeValue(L"2.5.4.3", values);
+    EXPECT_EQ(values, StringList{text}) << hex;
+  }
+}
+
 TEST(DecodeX509String, RendersEachKindOfValue) {
-  // Strings are read as in names (CertRDNValueToStr, X500NameFromDer); octets and others not.
+  // Octets and values that are no string are not read as names read strings.
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("04030a1bff")), L"0a 1b ff ");
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("020105")), L"#020105");
+  // A date of birth: a time that a FILETIME cannot hold (1500) reads "Invalid Date".
+  const WString dateOfBirth = L"1.3.6.1.5.5.7.9.1";
+  EXPECT_EQ(CryptoUtil::DecodeX509String(dateOfBirth, Hex("170d3830303232393030303030305a")),
+            L"Friday, February 29, 1980");
+  EXPECT_EQ(CryptoUtil::DecodeX509String(dateOfBirth, Hex("180f31353030303331353132303030305a")), L"Invalid Date");
   // A user notice without a display text renders as nothing.
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3000")), L"");
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3011 300f 1a0b4578616d706c65204f7267 3000")), L"");
@@ -115,10 +142,10 @@ TEST(DecodeX509String, FailuresNameTheirStepAndTheTraceShowsTheResult) {
   ASSERT_NE(notDer, nullptr);
   EXPECT_EQ(notDer->getMessage(), L"DecodeObject() failed");
   EXPECT_EQ(notDer->getFilename(), L"sources/cng/crypto.cng.util");
-  const auto notUtf8 = Thrown([] { CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("1402e961")); });
-  ASSERT_NE(notUtf8, nullptr);
-  EXPECT_EQ(notUtf8->getID(), CRYPTO_INTERNAL_ERROR);
-  EXPECT_EQ(notUtf8->getMessage(), L"CConverter::MBCSByteArrayToString() failed");
+  // A date of birth that is no time at all is a decoding failure, not an invalid date.
+  const auto notTime = Thrown([] { CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.9.1", Hex("020101")); });
+  ASSERT_NE(notTime, nullptr);
+  EXPECT_EQ(notTime->getMessage(), L"DecodeObject() failed");
 
   const LogCapture log;
   CryptoUtil::DecodeX509String(L"", Hex("130141"));

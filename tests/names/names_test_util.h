@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "codec/crypto.der.writer.h"
 #include "der/der_hex.h"
 #include "support/thrown.h"
 #include "zt/crypto.h"
@@ -19,6 +20,16 @@ using zttest::MessageAt;
 using zttest::Thrown;
 
 inline ByteArray Hex(std::string_view text) { return der_test::Hex(text); }
+
+// A Name of one attribute of type `oid` whose value is the DER element `value`.
+inline ByteArray NameWith(const WString& oid, const ByteArray& value) {
+  using namespace ZT::Framework::Der;
+  Writer w;
+  w.Nest(kSequence, [&] { w.Nest(kSet, [&] { w.Nest(kSequence, [&] { w.AddOid(oid), w.AddRaw(value); }); }); });
+  ByteArray der;
+  EXPECT_TRUE(w.Finish(&der));
+  return der;
+}
 
 // Names made by the openssl tool (`openssl req -subj ... -utf8 -multivalue-rdn` under the given
 // string mask); see tests/fixtures/names/values.txt.
