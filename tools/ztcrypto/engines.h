@@ -23,4 +23,8 @@ inline std::uint32_t ParseLength(const std::string& text, const char* what) {
   return static_cast<std::uint32_t>(count);
 }
 
+// The public key of a key file: a SubjectPublicKeyInfo (DER, or PEM "PUBLIC KEY"), or the key of
+// a certificate (DER, or PEM "CERTIFICATE").
+std::unique_ptr<ZT::Framework::IKey> LoadPublicKey(const std::string& path);
+
 }  // namespace ztcli
