@@ -76,7 +76,7 @@ struct Transformation {
   const ChainingRow* chaining;
   bool pkcs7;
   bool encrypt;
-  const MapParameters& parameters;
+  MapParameters& parameters;
   ByteArray key;
 };
 
@@ -110,32 +110,40 @@ ByteArray RawKeyBytes(const FunctionTrace& fn, const IKey& key) {
   return key.GetEncoded();
 }
 
+// `header` followed by `size` bytes of key, in one block: the key material is copied once.
 template <class Header>
-void AppendStruct(ByteArray& blob, const Header& header) {
-  const auto* bytes = reinterpret_cast<const unsigned char*>(&header);
-  blob.insert(blob.end(), bytes, bytes + sizeof(header));
+ByteArray KeyBlob(const Header& header, std::size_t size) {
+  ByteArray blob(sizeof(header) + size);
+  std::memcpy(blob.data(), &header, sizeof(header));
+  return blob;
 }
 
 // BCRYPT_KEY_DATA_BLOB_HEADER then the key; a two-key triple DES key as K1 K2 K1.
 ByteArray KeyDataBlob(const BlockCipherRow& algorithm, const ByteArray& key) {
-  ByteArray material = key;
-  if (algorithm.cryptAlgorithm == CALG_3DES && key.size() == kTwoKeyLength) {
-    material.insert(material.end(), key.begin(), key.end());
-    ResizeSecurely(material, kThreeKeyLength);
-  }
-  ByteArray blob;
-  AppendStruct(blob, BCRYPT_KEY_DATA_BLOB_HEADER{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1,
-                                                 static_cast<ULONG>(material.size())});
-  blob.insert(blob.end(), material.begin(), material.end());
+  const bool twoKeys = algorithm.cryptAlgorithm == CALG_3DES && key.size() == kTwoKeyLength;
+  const std::size_t length = twoKeys ? kThreeKeyLength : key.size();
+  ByteArray blob = KeyBlob(
+      BCRYPT_KEY_DATA_BLOB_HEADER{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1, static_cast<ULONG>(length)},
+      length);
+  unsigned char* material = blob.data() + sizeof(BCRYPT_KEY_DATA_BLOB_HEADER);
+  std::copy(key.begin(), key.end(), material);
+  if (twoKeys) std::copy(key.begin(), key.begin() + (kThreeKeyLength - kTwoKeyLength), material + kTwoKeyLength);
   return blob;
 }
 
-// BLOBHEADER (PLAINTEXTKEYBLOB, version 2), the key length, the key.
+// The plaintext key blob's header: BLOBHEADER (PLAINTEXTKEYBLOB, version 2) and the key length.
+struct PlaintextKeyBlobHeader {
+  BLOBHEADER header;
+  DWORD keyLength;
+};
+static_assert(sizeof(PlaintextKeyBlobHeader) == 12, "BLOBHEADER and the key length, unpadded");
+
+// The header, then the key.
 ByteArray PlaintextKeyBlob(const BlockCipherRow& algorithm, const ByteArray& key) {
-  ByteArray blob;
-  AppendStruct(blob, BLOBHEADER{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm.cryptAlgorithm});
-  AppendStruct(blob, static_cast<DWORD>(key.size()));
-  blob.insert(blob.end(), key.begin(), key.end());
+  ByteArray blob = KeyBlob(PlaintextKeyBlobHeader{{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm.cryptAlgorithm},
+                                                  static_cast<DWORD>(key.size())},
+                           key.size());
+  std::copy(key.begin(), key.end(), blob.data() + sizeof(PlaintextKeyBlobHeader));
   return blob;
 }
 
@@ -160,8 +168,8 @@ void RunOnCng(const FunctionTrace& fn, const Transformation& t, const ByteArray&
                                     key.MemoryLength(), InputBytes(blob), InputLength(blob), 0),
               L"BCryptImportKey", L"BCryptImportKey failed!");
 
-  // CBC moves the IV on in place: the caller's stays as it was.
-  ByteArray iv = t.parameters.iv;
+  // CBC moves the IV on in place: in the engine's own copy of the map's.
+  ByteArray& iv = t.parameters.iv;
   const ULONG flags = t.pkcs7 ? BCRYPT_BLOCK_PADDING : 0;
   ULONG size = 0;
   const auto crypt = [&](PUCHAR output, ULONG outputSize) {
@@ -233,7 +241,7 @@ void CCNGSymmetricCipher::Cipher(ByteArray& baOut) {
   const FunctionTrace fn(L"CCNGSymmetricCipher::Cipher", this);
   fn.Run([&] {
     RequireDataMode(fn, CIPHER_DECRYPT_MODE);
-    const MapParameters parameters = ReadParameters(fn, m_pParams);
+    MapParameters parameters = ReadParameters(fn, m_pParams);
     const BlockCipherRow& algorithm = MapAlgorithm(fn, m_pAlgorithm->GetFriendlyName());
     const bool pkcs7 = MapPadding(fn, parameters.padding);
     const ChainingRow& chaining = MapChainingMode(fn, parameters.chainingMode);
