@@ -36,31 +36,26 @@ NTSTATUS CheckCall(const SymmetricKey& key, const CryptCall& call, ULONG* blockS
   return STATUS_SUCCESS;
 }
 
-// A cipher context keyed for one call, starting from `iv` (CBC; ignored in ECB), without
-// padding (whole blocks only). Each thread keeps one context per implementation and direction,
-// so a call allocates none; when the call ends the context is keyed again with zeros, so no
-// caller's key schedule stays behind in it.
+// A cipher context keyed for one call, starting from `iv` (CBC; ignored in ECB). Each thread
+// keeps one context per implementation and direction, so a call allocates no context of its
+// own; when the call ends the context is reset, which wipes the key schedule.
 class KeyedCipher {
  public:
   KeyedCipher(const SymmetricKey& key, const unsigned char* iv, bool encrypt)
-      : m_cipher(CipherOf(key)), m_encrypt(encrypt), m_ctx(Cached(key, encrypt)) {
-    if (!m_ctx) return;
-    const bool fresh = EVP_CIPHER_CTX_get0_cipher(m_ctx.get()) == nullptr;
-    if (EVP_CipherInit_ex2(m_ctx.get(), fresh ? m_cipher : nullptr, key.key, key.cbc ? iv : nullptr, encrypt ? 1 : 0,
-                           nullptr) != 1 ||
-        (fresh && EVP_CIPHER_CTX_set_padding(m_ctx.get(), 0) != 1))
-      m_ctx.reset();
+      : m_encrypt(encrypt), m_ctx(Cached(key, encrypt)) {
+    if (m_ctx && EVP_CipherInit_ex2(m_ctx.get(), CipherOf(key), key.key, key.cbc ? iv : nullptr, encrypt ? 1 : 0,
+                                    nullptr) != 1)
+      Release();
   }
-  ~KeyedCipher() {
-    static const unsigned char kZeros[32] = {};
-    if (m_ctx && EVP_CipherInit_ex2(m_ctx.get(), nullptr, kZeros, kZeros, m_encrypt ? 1 : 0, nullptr) != 1)
-      m_ctx.reset();
-  }
+  ~KeyedCipher() { Release(); }
   KeyedCipher(const KeyedCipher&) = delete;
   KeyedCipher& operator=(const KeyedCipher&) = delete;
 
-  EVP_CIPHER_CTX* get() const { return m_ctx.get(); }
   explicit operator bool() const { return m_ctx != nullptr; }
+  // Runs whole blocks through the cipher (no padding is added or held back).
+  bool Transform(unsigned char* out, const unsigned char* in, ULONG size) {
+    return size == 0 || EVP_Cipher(m_ctx.get(), out, in, size) == static_cast<int>(size);
+  }
   // Starts again from `iv`, with the same key.
   bool Restart(const unsigned char* iv) {
     return EVP_CipherInit_ex2(m_ctx.get(), nullptr, nullptr, iv, m_encrypt ? 1 : 0, nullptr) == 1;
@@ -75,18 +70,13 @@ class KeyedCipher {
     if (!ctx) ctx.reset(EVP_CIPHER_CTX_new());
     return ctx;
   }
+  void Release() {
+    if (m_ctx && EVP_CIPHER_CTX_reset(m_ctx.get()) != 1) m_ctx.reset();
+  }
 
-  const EVP_CIPHER* m_cipher;
   bool m_encrypt;
   CipherCtxPtr& m_ctx;
 };
-
-// Runs whole blocks through the cipher.
-bool Transform(EVP_CIPHER_CTX* ctx, unsigned char* out, const unsigned char* in, ULONG size) {
-  if (size == 0) return true;
-  int written = 0;
-  return EVP_CipherUpdate(ctx, out, &written, in, static_cast<int>(size)) == 1 && written == static_cast<int>(size);
-}
 
 // Where CBC starts from: the caller's IV buffer, or with none the key's own register, which then
 // carries the chaining from call to call. CBC hands the last ciphertext block on as the next IV,
@@ -117,7 +107,7 @@ NTSTATUS DecryptPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize
   std::memcpy(before, lastAt != 0 ? call.input + lastAt - blockSize : chain, blockSize);
 
   KeyedCipher cipher(key, before, false);
-  if (!cipher || !Transform(cipher.get(), last, lastCipher, blockSize)) return STATUS_INTERNAL_ERROR;
+  if (!cipher || !cipher.Transform(last, lastCipher, blockSize)) return STATUS_INTERNAL_ERROR;
   const ULONG padLength = PaddingLength(last, blockSize);
   const ULONG size = call.inputSize - padLength;
   NTSTATUS status = STATUS_DATA_ERROR;
@@ -125,7 +115,7 @@ NTSTATUS DecryptPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize
     *call.result = size;
     if (call.outputSize < size)
       status = STATUS_BUFFER_TOO_SMALL;
-    else if (!cipher.Restart(chain) || !Transform(cipher.get(), call.output, call.input, lastAt))
+    else if (!cipher.Restart(chain) || !cipher.Transform(call.output, call.input, lastAt))
       status = STATUS_INTERNAL_ERROR;
     else
       status = STATUS_SUCCESS;
@@ -163,8 +153,8 @@ NTSTATUS SymmetricEncrypt(SymmetricKey& key, const CryptCall& call) {
   }
   unsigned char* chain = Chaining(key, call);
   KeyedCipher cipher(key, chain, true);
-  const bool ok = cipher && Transform(cipher.get(), call.output, call.input, whole) &&
-                  (!pad || Transform(cipher.get(), call.output + whole, last, blockSize));
+  const bool ok = cipher && cipher.Transform(call.output, call.input, whole) &&
+                  (!pad || cipher.Transform(call.output + whole, last, blockSize));
   OPENSSL_cleanse(last, sizeof(last));
   if (!ok) return STATUS_INTERNAL_ERROR;
   if (key.cbc && size != 0) std::memcpy(chain, call.output + size - blockSize, blockSize);
@@ -186,7 +176,7 @@ NTSTATUS SymmetricDecrypt(SymmetricKey& key, const CryptCall& call) {
     unsigned char next[16];
     if (call.inputSize != 0) std::memcpy(next, call.input + call.inputSize - blockSize, blockSize);
     KeyedCipher cipher(key, chain, false);
-    if (!cipher || !Transform(cipher.get(), call.output, call.input, call.inputSize)) return STATUS_INTERNAL_ERROR;
+    if (!cipher || !cipher.Transform(call.output, call.input, call.inputSize)) return STATUS_INTERNAL_ERROR;
     if (key.cbc && call.inputSize != 0) std::memcpy(chain, next, blockSize);
     return STATUS_SUCCESS;
   }
