@@ -117,13 +117,7 @@ int CmacCommand(const Args& args) {
   const ByteArray input = InputOperand(parsed);
 
   const std::unique_ptr<IKey> key(IKey::Create(keyAlgorithm.get(), L"RAW", keyBytes));
-  const std::unique_ptr<MAC> mac(MAC::Create(AlgorithmNamed("CMAC").get(), nullptr));
-  mac->Init(key.get());
-  mac->Update(input);
-  ByteArray out;
-  mac->Mac(out);
-  PrintLine(Hex(out));
-  return 0;
+  return PrintMac(AlgorithmNamed("CMAC").get(), key.get(), input);
 }
 
 int RsaEncryptCommand(const Args& args) {
