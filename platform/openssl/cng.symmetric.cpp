@@ -102,9 +102,10 @@ ULONG PaddingLength(const unsigned char* lastBlock, ULONG blockSize) {
 NTSTATUS DecryptPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize) {
   const ULONG lastAt = call.inputSize - blockSize;
   unsigned char* chain = Chaining(key, call);
-  unsigned char lastCipher[16], before[16], last[16];
+  unsigned char lastCipher[16], before[16] = {}, last[16];
   std::memcpy(lastCipher, call.input + lastAt, blockSize);
-  std::memcpy(before, lastAt != 0 ? call.input + lastAt - blockSize : chain, blockSize);
+  // ECB has no chaining: its IV buffer, of any length, is not read.
+  if (key.cbc) std::memcpy(before, lastAt != 0 ? call.input + lastAt - blockSize : chain, blockSize);
 
   KeyedCipher cipher(key, before, false);
   if (!cipher || !cipher.Transform(last, lastCipher, blockSize)) return STATUS_INTERNAL_ERROR;
@@ -115,7 +116,7 @@ NTSTATUS DecryptPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize
     *call.result = size;
     if (call.outputSize < size)
       status = STATUS_BUFFER_TOO_SMALL;
-    else if (!cipher.Restart(chain) || !cipher.Transform(call.output, call.input, lastAt))
+    else if (!cipher.Restart(key.cbc ? chain : nullptr) || !cipher.Transform(call.output, call.input, lastAt))
       status = STATUS_INTERNAL_ERROR;
     else
       status = STATUS_SUCCESS;

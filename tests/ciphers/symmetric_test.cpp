@@ -72,6 +72,11 @@ TEST(SymmetricCipher, ParametersAndTheirDefaults) {
   // No padding in the map is "None"; an IV is handed on in ECB, which has no use for it.
   const ByteArray iv = Hex("0102030405");
   EXPECT_EQ(Transform(L"AES", CIPHER_ENCRYPT_MODE, ecb.key, ecb.input, L"ECB", L"", &iv), ecb.output);
+  // Also by a padded decryption of one block, which takes that block on its own: nothing of
+  // that IV is read.
+  const ByteArray ten(ecb.input.begin(), ecb.input.begin() + 10);
+  const ByteArray sealed = Transform(L"AES", CIPHER_ENCRYPT_MODE, ecb.key, ten, L"ECB", L"PKCS7", &iv);
+  EXPECT_EQ(Transform(L"AES", CIPHER_DECRYPT_MODE, ecb.key, sealed, L"ECB", L"PKCS7", &iv), ten);
   EXPECT_EQ(Transform(L"AES", CIPHER_ENCRYPT_MODE, ecb.key, ecb.input, L"ECB", L"None"), ecb.output);
 
   struct Refusal {
