@@ -37,9 +37,12 @@ Cipher::Cipher(const Cipher&) = default;
 Cipher& Cipher::operator=(const Cipher&) = default;
 Cipher::~Cipher() = default;
 
-void CCNGBaseCipher::Start(const FunctionTrace& fn, unsigned int nOpMode, IKey* pKey) {
+void CCNGBaseCipher::RequireStartable(const FunctionTrace& fn, unsigned int nOpMode) const {
   if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Cipher is already initialized");
   if (nOpMode >= kModeCount) fn.Raise(CRYPTO_BAD_PARAM, L"Unknown operation");
+}
+
+void CCNGBaseCipher::Start(unsigned int nOpMode, IKey* pKey) {
   m_pKey = pKey;
   m_nOpMode = nOpMode;
   EmptySecurely(m_baBuffer);
@@ -50,7 +53,8 @@ void CCNGBaseCipher::Init(unsigned int nOpMode, IKey* pKey) {
   const FunctionTrace fn(L"CCNGBaseCipher::Init", this);
   fn.Run([&] {
     if (pKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pKey should not be NULL");
-    Start(fn, nOpMode, pKey);
+    RequireStartable(fn, nOpMode);
+    Start(nOpMode, pKey);
   });
 }
 
@@ -58,9 +62,10 @@ void CCNGBaseCipher::Init(unsigned int nOpMode, ICertificate* pCertificate) {
   const FunctionTrace fn(L"CCNGBaseCipher::Init", this);
   fn.Run([&] {
     if (pCertificate == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pCertificate should not be NULL");
+    RequireStartable(fn, nOpMode);
     IKey* key = fn.Wrap(L"Unable to retrieve the certificate public key",
                         [&]() -> IKey* { return pCertificate->GetPublicKey(); });
-    Start(fn, nOpMode, key);
+    Start(nOpMode, key);
   });
 }
 

@@ -46,9 +46,11 @@ class CCNGBaseCipher : public AlgorithmEngine<ZT::Framework::Cipher, kCCNGBaseCi
   unsigned int m_nOpMode = 0;
 
  private:
-  // Init's steps after its argument check: the state and mode checks, then the new key, mode and
-  // an empty buffer.
-  void Start(const FunctionTrace& fn, unsigned int nOpMode, IKey* pKey);
+  // Init's checks after its argument's: CRYPTO_ILLEGAL_STATE while initialised, CRYPTO_BAD_PARAM
+  // ("Unknown operation") for a mode of 4 or more.
+  void RequireStartable(const FunctionTrace& fn, unsigned int nOpMode) const;
+  // Init's last step: the new key and mode, and an empty buffer.
+  void Start(unsigned int nOpMode, IKey* pKey);
   // DoFinal's steps with `pPending` (may be null) as the last input.
   void Finish(const wchar_t* name, const ByteArray* pPending, ByteArray& baOut);
   // The state check of Wrap and Unwrap: only their own mode gets as far as "Not Implemented".

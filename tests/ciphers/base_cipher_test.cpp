@@ -188,9 +188,10 @@ TEST(CipherLifeCycle, InitWithACertificateTakesItsPublicKey) {
   const auto cipher = NewCipher(L"RSA", nullptr);
   const auto e = Thrown([&] { cipher->Init(CIPHER_ENCRYPT_MODE, cvc.get()); });
   ExpectFailure(e, CRYPTO_NOT_IMPLEMENTED, L"Unable to retrieve the certificate public key");
-  // Not initialised by the failed attempt.
+  // Not initialised by the failed attempt; the state and the mode are checked before the key.
   ByteArray out;
   ExpectFailure(Thrown([&] { cipher->DoFinal(out); }), CRYPTO_ILLEGAL_STATE, L"Cipher is not initialized");
+  ExpectFailure(Thrown([&] { cipher->Init(4, cvc.get()); }), CRYPTO_BAD_PARAM, L"Unknown operation");
 
   const std::unique_ptr<ICertificate> certificate(
       ICertificate::Create(CERT_FORMAT_X509, FixtureBytes("certs/logon.der")));
