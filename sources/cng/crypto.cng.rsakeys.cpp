@@ -47,8 +47,7 @@ CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPu
 }
 
 CCNGRSAPublicKey::~CCNGRSAPublicKey() {
-  const FunctionTrace fn(L"CCNGRSAPublicKey::~CCNGRSAPublicKey", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
+  TraceLifetime(L"CCNGRSAPublicKey::~CCNGRSAPublicKey", this, [&] { m_pAlgorithm.reset(); });
 }
 
 CCNGRSAPublicKey* CCNGRSAPublicKey::Import(std::unique_ptr<IAlgorithm> pAlgorithm,
@@ -105,13 +104,11 @@ ByteArray CCNGRSAPublicKey::GetPublicExponent() const {
 
 CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPrivateKeyNumbers numbers)
     : m_pAlgorithm(std::move(pAlgorithm)), m_numbers(std::move(numbers)) {
-  const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey", this);
 }
 
 CCNGRSAPrivateCRTKey::~CCNGRSAPrivateCRTKey() {
-  const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::~CCNGRSAPrivateCRTKey", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
+  TraceLifetime(L"CCNGRSAPrivateCRTKey::~CCNGRSAPrivateCRTKey", this, [&] { m_pAlgorithm.reset(); });
 }
 
 CCNGRSAPrivateCRTKey* CCNGRSAPrivateCRTKey::ImportPKCS8(std::unique_ptr<IAlgorithm> pAlgorithm,

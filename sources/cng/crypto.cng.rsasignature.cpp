@@ -89,7 +89,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     // length than k recovers nothing and is invalid.
     const bool valid = EM && *EM == expected;
     fn.Warning(L"%s", valid ? L"Signature is valid" : L"Signature is invalid");
-    nqlogLog(kTraceCategory, NQLOG_DATA, L"CCNGRSASignature::Verify: returns %s", valid ? L"true" : L"false");
+    fn.Line(NQLOG_DATA, Separator::Tight, L"returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.
     EmptySecurely(m_baData);
     m_bInitialized = false;

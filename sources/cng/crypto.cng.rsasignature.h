@@ -13,7 +13,7 @@ namespace ZT::Framework {
 
 class CCNGRSAPublicKey;
 
-inline constexpr EngineTrace kCCNGRSASignatureTrace = ZT_ENGINE_TRACE(CCNGRSASignature);
+inline constexpr ClassTrace kCCNGRSASignatureTrace = ZT_CLASS_TRACE(CCNGRSASignature);
 
 class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatureTrace> {
  public:

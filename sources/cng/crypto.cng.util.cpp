@@ -7,7 +7,6 @@
 #include <cwchar>
 #include <memory>
 
-#include "common/crypto.trace.lines.h"
 #include "common/crypto.x500text.h"
 
 namespace ZT::Framework {
@@ -173,7 +172,7 @@ WString CryptoUtil::DecodeX509String(const WString& sOID, const ByteArray& baEnc
       // Every string type is read as names read it, by the codec's one reading of that type.
       sString = StringValueText(value.dwValueType, value.Value);
     }
-    TraceResult(fn, L"sString=(%s)", sString);
+    fn.Result(L"sString=(%s)", sString);
     return sString;
   });
 }
@@ -189,7 +188,7 @@ WString CryptoUtil::GetKeyUsage(const ByteArray& baKeyUsage) {
     WString ret = NamesOfBits(kKeyUsageBits, baKeyUsage) + L"(" + ByteHex(baKeyUsage[0], false);
     if (baKeyUsage.size() >= 2) ret += L" " + ByteHex(baKeyUsage[1], false);
     ret += L")";
-    TraceResult(fn, L"ret=(%s)", ret);
+    fn.Result(L"ret=(%s)", ret);
     return ret;
   });
 }
@@ -203,7 +202,7 @@ WString CryptoUtil::GetNetscapeCertType(const ByteArray& baData) {
     }
     fn.Bytes(L"baData", baData);
     const WString ret = NamesOfBits(kNetscapeCertTypeBits, baData) + L"(" + ByteHex(baData[0], true) + L")";
-    TraceResult(fn, L"ret=(%s)", ret);
+    fn.Result(L"ret=(%s)", ret);
     return ret;
   });
 }

@@ -3,7 +3,6 @@
 #include <cwchar>
 
 #include "cng/crypto.cng.util.h"
-#include "common/crypto.trace.lines.h"
 #include "common/crypto.x500text.h"
 
 namespace ZT::Framework {
@@ -57,8 +56,7 @@ CCNGX500Name::CCNGX500Name(const WString& sName) {
 }
 
 CCNGX500Name::~CCNGX500Name() {
-  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::~CCNGX500Name", this);
-  fn.Run([] {});
+  TraceLifetime(L"ZT::Framework::CCNGX500Name::~CCNGX500Name", this);
 }
 
 void CCNGX500Name::DecodeName(const FunctionTrace& fn) {
@@ -79,7 +77,7 @@ WString CCNGX500Name::GetName(unsigned int uiFormat) const {
     // decoding it again for every rendering would double the cost of reading a name.
     WString sName = X500Text::NameInfoToStr(m_nameInfo, dwStrType);
     if (sName.empty()) {
-      TraceOutcome(fn, L"Empty string found");
+      fn.Outcome(L"Empty string found");
       return WString();
     }
     fn.Data(L"sName=%s", sName);
@@ -114,7 +112,7 @@ void CCNGX500Name::GetAttributeValue(const WString& sOID, StringList& out) const
         out.push_back(X500Text::RDNValueToString(attr.dwValueType, attr.Value));
         found = true;
       }
-    if (!found) TraceOutcome(fn, L"Attribute not found");
+    if (!found) fn.Outcome(L"Attribute not found");
   });
 }
 

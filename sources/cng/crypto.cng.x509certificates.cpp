@@ -8,7 +8,6 @@
 #include "cng/crypto.cng.signature.h"
 #include "cng/crypto.cng.util.h"
 #include "codec/crypto.asn1.certificate.h"
-#include "common/crypto.trace.lines.h"
 #include "framework/crypto.parameters.h"
 
 namespace ZT::Framework {
@@ -100,7 +99,7 @@ std::unique_ptr<IAlgorithm> RsaAlgorithm() {
 IX500Name* LazyName(const FunctionTrace& fn, std::unique_ptr<IX500Name>& cache, const ::CERT_NAME_BLOB& blob,
                     const wchar_t* emptyOutcome, const wchar_t* label) {
   if (blob.cbData == 0) {
-    TraceOutcome(fn, L"%s", WString(emptyOutcome));
+    fn.Outcome(L"%s", WString(emptyOutcome));
   } else if (!cache) {
     cache.reset(fn.Wrap(L"new ICertificate() failed", [&] { return IX500Name::Create(BlobBytes(blob)); }));
   }
@@ -128,7 +127,7 @@ T TracedValue(const wchar_t* name, const void* self, nqlogFormat<T> format, cons
 
 // A unique identifier's bytes; empty (with `emptyOutcome` logged) when absent.
 ByteArray UniqueId(const FunctionTrace& fn, const ByteArray& baId, const wchar_t* emptyOutcome) {
-  if (baId.empty()) TraceOutcome(fn, L"%s", WString(emptyOutcome));
+  if (baId.empty()) fn.Outcome(L"%s", WString(emptyOutcome));
   return baId;
 }
 
@@ -181,8 +180,7 @@ CCNGX509Certificate::CCNGX509Certificate(PCCERT_CONTEXT p_PCert_Context) {
 }
 
 CCNGX509Certificate::~CCNGX509Certificate() {
-  const FunctionTrace fn(L"CCNGX509Certificate::~CCNGX509Certificate", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGX509Certificate::~CCNGX509Certificate", this);
 }
 
 void CCNGX509Certificate::DecodeCertificate(const FunctionTrace& fn) {
@@ -202,7 +200,7 @@ void CCNGX509Certificate::DecodeCertificate(const FunctionTrace& fn) {
 void CCNGX509Certificate::ReadSerialNumber(const FunctionTrace& fn) {
   m_baSerialNumber = BlobBytes(Info().SerialNumber);
   std::reverse(m_baSerialNumber.begin(), m_baSerialNumber.end());
-  if (m_baSerialNumber.empty()) TraceOutcome(fn, L"Found empty serial number");
+  if (m_baSerialNumber.empty()) fn.Outcome(L"Found empty serial number");
 }
 
 void CCNGX509Certificate::ReadValidity() {
@@ -401,12 +399,12 @@ ByteArray CCNGX509Certificate::GetExtensionValue(const WString& sOID) const {
     }
     const auto found = m_extensions.find(sOID);
     if (found == m_extensions.end()) {
-      TraceOutcome(fn, L"Unknown extension %s", sOID);
+      fn.Outcome(L"Unknown extension %s", sOID);
       return ByteArray();
     }
     const ByteArray baExtensionValue = BlobBytes(found->second.value);
     if (baExtensionValue.empty())
-      TraceOutcome(fn, L"Found empty value for extension %s", sOID);
+      fn.Outcome(L"Found empty value for extension %s", sOID);
     else
       fn.Bytes(L"baExtensionValue", baExtensionValue);
     return baExtensionValue;
@@ -418,13 +416,13 @@ ByteArray CCNGX509Certificate::GetKeyUsage() const {
   return fn.Run([&] {
     const ::CERT_EXTENSION* extension = FindExtension(kKeyUsageOID);
     if (extension == nullptr) {
-      TraceOutcome(fn, L"No key usage extension");
+      fn.Outcome(L"No key usage extension");
       return ByteArray();
     }
     CRYPT_BIT_BLOB bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::KeyUsage>(BlobView(extension->Value));
     });
-    if (bits.pbData.empty()) TraceOutcome(fn, L"Found empty value for key usage extension");
+    if (bits.pbData.empty()) fn.Outcome(L"Found empty value for key usage extension");
     return std::move(bits.pbData);
   });
 }
@@ -435,7 +433,7 @@ StringList CCNGX509Certificate::GetExtendedKeyUsage() const {
     StringList usages;
     const ::CERT_EXTENSION* extension = FindExtension(kExtendedKeyUsageOID);
     if (extension == nullptr) {
-      TraceOutcome(fn, L"No extented key usage extension");
+      fn.Outcome(L"No extented key usage extension");
       return usages;
     }
     const CERT_ENHKEY_USAGE usage = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
@@ -452,7 +450,7 @@ GeneralNameList CCNGX509Certificate::GetSubjectAlternativeNames() const {
     const ::CERT_EXTENSION* extension = FindExtension(kSubjectAltNameOID);
     if (extension == nullptr) extension = FindExtension(kOldSubjectAltNameOID);
     if (extension == nullptr) {
-      TraceOutcome(fn, L"No Subject alternative name");
+      fn.Outcome(L"No Subject alternative name");
       return GeneralNameList();
     }
     const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {

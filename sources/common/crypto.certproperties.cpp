@@ -6,7 +6,6 @@
 #include <memory>
 #include <vector>
 
-#include "common/crypto.trace.lines.h"
 #include "framework/crypto.trace.h"
 #include "zt/certificate.h"
 #include "zt/certificateproperties.h"
@@ -113,7 +112,7 @@ Result Answered(const FunctionTrace& fn, const unsigned char* pusCertificateValu
     fn.Error(L"%s", e->getMessage());
     ret = Result{};
   }
-  TraceResult(fn, resultFormat, ret);
+  fn.Result(resultFormat, ret);
   return ret;
 }
 
@@ -126,7 +125,7 @@ bool ICertificateProperties::nqGetEKUFromCertificate(const unsigned char* pusCer
   if (pbFound != nullptr) *pbFound = false;
   if (szOID == nullptr) {
     fn.Warning(L"szOID=NULL!");
-    TraceResult(fn, L"ret=(%u)", 0u);
+    fn.Result(L"ret=(%u)", 0u);
     return false;
   }
   return Answered<unsigned>(fn, pusCertificateValue, unCertificateValueLen, L"ret=(%u)",

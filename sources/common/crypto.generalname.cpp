@@ -94,8 +94,7 @@ CGeneralName::CGeneralName(const WString& sName, const WString& sNameType) {
 }
 
 CGeneralName::~CGeneralName() {
-  const FunctionTrace fn(L"CGeneralName::~CGeneralName", this);
-  fn.Run([] {});
+  TraceLifetime(L"CGeneralName::~CGeneralName", this);
 }
 
 WString CGeneralName::GetNameType() const {
