@@ -91,12 +91,12 @@ bool IsTime(const ByteArray& bytes) {
 WString DateOfBirthText(const FunctionTrace& fn, const ByteArray& baTime) {
   if (!IsTime(baTime))
     fn.Wrap(L"DecodeObject() failed", [&] { CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime); });
-  try {
-    return CryptoUtil::FileTimeToString(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime), kDateOfBirthFormat);
-  } catch (CCryptoException* e) {
-    delete e;
-    return L"Invalid Date";
-  }
+  return fn.Recover(
+      [&] {
+        return CryptoUtil::FileTimeToString(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime),
+                                            kDateOfBirthFormat);
+      },
+      [](const IException&) { return WString(L"Invalid Date"); });
 }
 
 WString EncodedBlobText(const FunctionTrace& fn, const WString& sOID, const CERT_NAME_VALUE& value) {
@@ -125,9 +125,7 @@ IGeneralName* CreateGeneralName(const CERT_ALT_NAME_ENTRY& entry) {
 }  // namespace
 
 void CryptoUtil::RaiseCodingFailure(const FunctionTrace& fn, const wchar_t* what, RaiseAt at) {
-  wchar_t message[64];
-  std::swprintf(message, 64, L"Error %ls the blob (0x%x)", what, static_cast<unsigned>(CRYPT_E_ASN1_CORRUPT));
-  fn.Raise(at, message);
+  fn.Raise(at, WithCode(L"Error " + WString(what) + L" the blob", static_cast<std::uint32_t>(CRYPT_E_ASN1_CORRUPT)));
 }
 
 WString CryptoUtil::WcharStringToString(const wchar_t* pwsz, std::size_t cch) {

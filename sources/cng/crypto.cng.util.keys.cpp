@@ -92,11 +92,12 @@ bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out) {
          take(full, &out->privateExponent);
 }
 
-void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure, CCryptoException* caught,
-                                   SourceLine where) {
-  const WString message = WString(L"CryptDecodeObjectEx(") + structure + L") failed!";
-  fn.Error(L"Error 0x%x returned by CryptDecodeObjectEx(%s)", CRYPT_E_ASN1_CORRUPT, structure);
-  throw NewCryptoException(where, message, CRYPTO_INTERNAL_ERROR, caught);
+void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure,
+                                   std::unique_ptr<IException> caught, SourceLine where) {
+  fn.RaiseWrapping(std::move(caught), RaiseAt(CRYPTO_INTERNAL_ERROR, where),
+                   WString(L"CryptDecodeObjectEx(") + structure + L") failed!",
+                   L"Error 0x%x returned by CryptDecodeObjectEx(%s)", static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT),
+                   structure);
 }
 
 bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength,

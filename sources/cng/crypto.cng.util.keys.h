@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 
 #include "cng/crypto.cng.util.h"
 #include "codec/crypto.asn1.keys.h"
@@ -60,18 +61,17 @@ ByteArray Magnitude(Der::Bytes bigEndian);
 // "CryptDecodeObjectEx(<structure>) failed!", logged as "<name> : Error 0x80093103 returned by
 // CryptDecodeObjectEx(<structure>)", with the decoder's exception `caught` as the inner one.
 [[noreturn]] void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure,
-                                                CCryptoException* caught, SourceLine where);
+                                                std::unique_ptr<IException> caught, SourceLine where);
 
 // CryptoUtil::DecodeObject<Type> as the engines call the platform's decoder, whose failure is a
 // failed platform call (see RaiseDecodeForPlatformFailure).
 template <DecodableStructure Type>
 typename Type::Decoded DecodeForPlatform(const FunctionTrace& fn, const ByteArray& baEncoded,
                                          SourceLine where = SourceLine()) {
-  try {
-    return CryptoUtil::DecodeObject<Type>(baEncoded);
-  } catch (CCryptoException* caught) {
-    RaiseDecodeForPlatformFailure(fn, Type::kName, caught, where);
-  }
+  return fn.Catch([&] { return CryptoUtil::DecodeObject<Type>(baEncoded); },
+                  [&](std::unique_ptr<IException> caught) -> typename Type::Decoded {
+                    RaiseDecodeForPlatformFailure(fn, Type::kName, std::move(caught), where);
+                  });
 }
 
 }  // namespace ZT::Framework

@@ -1,7 +1,5 @@
 #include "cng/crypto.cng.x500name.h"
 
-#include <cwchar>
-
 #include "cng/crypto.cng.util.h"
 #include "common/crypto.x500text.h"
 
@@ -12,11 +10,7 @@ namespace {
 constexpr unsigned int kHonouredFormatBits = CERT_NAME_STR_REVERSE_FLAG | CERT_NAME_STR_CRLF_FLAG;
 
 // "Error encoding the blob (0x<last error>)".
-WString EncodingError(std::uint32_t lastError) {
-  wchar_t text[64];
-  std::swprintf(text, 64, L"Error encoding the blob (0x%x)", static_cast<unsigned>(lastError));
-  return text;
-}
+WString EncodingError(std::uint32_t lastError) { return WithCode(L"Error encoding the blob", lastError); }
 
 // The DER of the text `sName`: CertStrToNameW asked for the size, then for the bytes.
 ByteArray EncodeNameText(const FunctionTrace& fn, const WString& sName) {

@@ -1,7 +1,6 @@
 #include "cng/crypto.cng.x509certificates.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <optional>
 #include <vector>
 
@@ -38,13 +37,6 @@ std::optional<StringList> FilterOIDs(const CCryptoFilter& filter) {
   return std::nullopt;
 }
 
-// "<text> (0x<code>)", the form of the messages that carry a platform error.
-WString WithCode(const wchar_t* text, DWORD code) {
-  wchar_t message[128];
-  std::swprintf(message, 128, L"%ls (0x%x)", text, static_cast<unsigned>(code));
-  return message;
-}
-
 ByteArray BlobBytes(const BYTE* pbData, DWORD cbData) {
   return cbData == 0 ? ByteArray() : ByteArray(pbData, pbData + cbData);
 }
@@ -65,13 +57,9 @@ ByteArray ReadHash(const FunctionTrace& fn, PCCERT_CONTEXT context) {
 }
 
 // A validity date as text, or "Invalid Date" when it has none.
-WString DateText(const FILETIME& time) {
-  try {
-    return CryptoUtil::FileTimeToString(FileTimeTicks(time), kDateFormat);
-  } catch (CCryptoException* e) {
-    delete e;
-    return L"Invalid Date";
-  }
+WString DateText(const FunctionTrace& fn, const FILETIME& time) {
+  return fn.Recover([&] { return CryptoUtil::FileTimeToString(FileTimeTicks(time), kDateFormat); },
+                    [](const IException&) { return WString(L"Invalid Date"); });
 }
 
 // The platform's view of a public-key info (which points into it and lives no longer).
@@ -185,7 +173,7 @@ CCNGX509Certificate::~CCNGX509Certificate() {
 
 void CCNGX509Certificate::DecodeCertificate(const FunctionTrace& fn) {
   ReadSerialNumber(fn);
-  ReadValidity();
+  ReadValidity(fn);
   ReadSignature(fn);
   m_nVersion = static_cast<std::int32_t>(Info().dwVersion);
   m_baHash = ReadHash(fn, m_pCertContext.get());
@@ -203,9 +191,9 @@ void CCNGX509Certificate::ReadSerialNumber(const FunctionTrace& fn) {
   if (m_baSerialNumber.empty()) fn.Outcome(L"Found empty serial number");
 }
 
-void CCNGX509Certificate::ReadValidity() {
-  m_sNotAfter = DateText(Info().NotAfter);
-  m_sNotBefore = DateText(Info().NotBefore);
+void CCNGX509Certificate::ReadValidity(const FunctionTrace& fn) {
+  m_sNotAfter = DateText(fn, Info().NotAfter);
+  m_sNotBefore = DateText(fn, Info().NotBefore);
 }
 
 void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {

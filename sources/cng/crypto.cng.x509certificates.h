@@ -68,7 +68,7 @@ class CCNGX509Certificate final : public IX509Certificate {
   // The steps of construction after the context is made, in order.
   void DecodeCertificate(const FunctionTrace& fn);
   void ReadSerialNumber(const FunctionTrace& fn);
-  void ReadValidity();
+  void ReadValidity(const FunctionTrace& fn);
   void ReadSignature(const FunctionTrace& fn);
   void ReadExtensions();
   void ReadPublicKey(const FunctionTrace& fn);

@@ -54,12 +54,8 @@ const NameKind& RequireKind(const FunctionTrace& fn, const WString& sNameType, H
 }
 
 WString AddressText(const FunctionTrace& fn, const ByteArray& address) {
-  try {
-    return CConverter::ByteArrayToString(address);
-  } catch (IException* e) {
-    delete e;
-    fn.Raise(CRYPTO_INTERNAL_ERROR, L"CConverter::ByteArrayToString() failed");
-  }
+  return fn.Translate(CRYPTO_INTERNAL_ERROR, L"CConverter::ByteArrayToString() failed",
+                      [&] { return CConverter::ByteArrayToString(address); });
 }
 
 }  // namespace
