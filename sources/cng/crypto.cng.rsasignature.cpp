@@ -13,10 +13,9 @@ namespace ZT::Framework {
 Signature::~Signature() = default;
 
 void CCNGRSASignature::Start(const FunctionTrace& fn, Operation operation) {
-  if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
-  m_operation = operation;
+  if (m_operation != Operation::None) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
   EmptySecurely(m_baData);
-  m_bInitialized = true;
+  m_operation = operation;
 }
 
 void CCNGRSASignature::Init(IPublicKey* pPublicKey) {
@@ -41,7 +40,7 @@ void CCNGRSASignature::Init(IPrivateKey* pPrivateKey) {
 }
 
 void CCNGRSASignature::RequireOperation(const FunctionTrace& fn, Operation operation) const {
-  if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
+  if (m_operation == Operation::None) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
   if (m_operation != operation) fn.Raise(CRYPTO_BAD_PARAM, L"Invalid operation");
 }
 
@@ -58,7 +57,7 @@ void CCNGRSASignature::Sign(const ByteArray&, ByteArray& baSignature) { Sign(baS
 void CCNGRSASignature::Update(const ByteArray& baInput) {
   const FunctionTrace fn(L"CCNGRSASignature::Update", this);
   fn.Run([&] {
-    if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
+    if (m_operation == Operation::None) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
     m_baData.insert(m_baData.end(), baInput.begin(), baInput.end());
   });
 }
@@ -92,7 +91,6 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     fn.Line(NQLOG_DATA, Separator::Tight, L"returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.
     EmptySecurely(m_baData);
-    m_bInitialized = false;
     m_operation = Operation::None;
     return valid;
   });

@@ -28,6 +28,7 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
   bool Verify(const ByteArray& baInput, const ByteArray& baSignature) override;
 
  private:
+  // What the engine was initialised for; None until Init and again after an answer.
   enum class Operation { None, Sign, Verify };
 
   // The start of an Init: CRYPTO_ILLEGAL_STATE when already initialised; else `operation` with
@@ -49,7 +50,6 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
   ByteArray ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const;
   ByteArray EncodeWith(const FunctionTrace& fn, const wchar_t* scheme, std::uint32_t k) const;
 
-  bool m_bInitialized = false;
   Operation m_operation = Operation::None;
   ByteArray m_baData;                    // everything given since Init
   IPublicKey* m_pPublicKey = nullptr;    // the key of Init, not owned

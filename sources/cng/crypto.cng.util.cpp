@@ -1,6 +1,6 @@
-// CryptoUtil: coding failures, string conversions, and the renderings of attribute values, key
-// usages and general names that the OID decoder builds on. Dates are in
-// crypto.cng.util.time.cpp.
+// CryptoUtil: coding failures, string conversions, the renderings of attribute values, key usages
+// and general names that the OID decoder builds on, and the data-length checks of the RSA
+// paddings. Dates are in crypto.cng.util.time.cpp.
 #include "cng/crypto.cng.util.h"
 
 #include <cstring>
@@ -220,6 +220,32 @@ IGeneralName* CryptoUtil::GeneralNameFromAltNameEntry(const CERT_ALT_NAME_ENTRY*
         fn.Wrap(L"IGeneralName::Create() failed", [&] { return CreateGeneralName(*pAltNameEntry); });
     fn.Data(L"pGeneralName=%#x", static_cast<const void*>(pGeneralName));
     return pGeneralName;
+  });
+}
+
+bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength,
+                                           std::uint32_t nKeyLength) {
+  const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
+  return fn.Run([&] {
+    if (sPadding == L"None") {
+      if (nInputLength == nKeyLength) return true;
+      fn.Error(L"Data Length is invalid (%u != %u)", nInputLength, nKeyLength);
+      return false;
+    }
+    // The bytes each padding adds to the message at the least.
+    struct Overhead {
+      const wchar_t* padding;
+      std::uint32_t bytes;
+    };
+    constexpr Overhead kOverheads[] = {{L"PKCS1", 11}, {L"X_931", 12}, {L"OAEP", 41}};
+    for (const Overhead& overhead : kOverheads) {
+      if (sPadding != overhead.padding) continue;
+      const std::uint32_t limit = nKeyLength - overhead.bytes;
+      if (nInputLength <= limit) return true;
+      fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
+      return false;
+    }
+    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
   });
 }
 

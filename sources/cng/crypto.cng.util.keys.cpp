@@ -100,30 +100,4 @@ void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* struc
                    structure);
 }
 
-bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength,
-                                           std::uint32_t nKeyLength) {
-  const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
-  return fn.Run([&] {
-    if (sPadding == L"None") {
-      if (nInputLength == nKeyLength) return true;
-      fn.Error(L"Data Length is invalid (%u != %u)", nInputLength, nKeyLength);
-      return false;
-    }
-    // The bytes each padding adds to the message at the least.
-    struct Overhead {
-      const wchar_t* padding;
-      std::uint32_t bytes;
-    };
-    constexpr Overhead kOverheads[] = {{L"PKCS1", 11}, {L"X_931", 12}, {L"OAEP", 41}};
-    for (const Overhead& overhead : kOverheads) {
-      if (sPadding != overhead.padding) continue;
-      const std::uint32_t limit = nKeyLength - overhead.bytes;
-      if (nInputLength <= limit) return true;
-      fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
-      return false;
-    }
-    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
-  });
-}
-
 }  // namespace ZT::Framework
