@@ -9,20 +9,13 @@ namespace {
 // The two format bits that GetName passes on.
 constexpr unsigned int kHonouredFormatBits = CERT_NAME_STR_REVERSE_FLAG | CERT_NAME_STR_CRLF_FLAG;
 
-// "Error encoding the blob (0x<last error>)".
-WString EncodingError(std::uint32_t lastError) { return WithCode(L"Error encoding the blob", lastError); }
-
-// The DER of the text `sName`: CertStrToNameW asked for the size, then for the bytes.
+// The DER of the text `sName`, or CRYPTO_BAD_PARAM "Error encoding the blob (0x<error code>)". The
+// text ends at its first null character, as the platform's CertStrToNameW reads it.
 ByteArray EncodeNameText(const FunctionTrace& fn, const WString& sName) {
-  std::uint32_t cbEncoded = 0;
-  if (!X500Text::CertStrToNameW(X509_ASN_ENCODING, sName.c_str(), CERT_X500_NAME_STR, nullptr, nullptr, &cbEncoded,
-                                nullptr))
-    fn.Raise(CRYPTO_BAD_PARAM, EncodingError(X500Text::LastError()));
-  ByteArray encoded(cbEncoded);
-  if (!X500Text::CertStrToNameW(X509_ASN_ENCODING, sName.c_str(), CERT_X500_NAME_STR, nullptr, encoded.data(),
-                                &cbEncoded, nullptr))
-    fn.Raise(CRYPTO_BAD_PARAM, EncodingError(X500Text::LastError()));
-  encoded.resize(cbEncoded);
+  ByteArray encoded;
+  X500Text::NameTextError error;
+  if (!X500Text::EncodeName(sName.c_str(), CERT_X500_NAME_STR, &encoded, &error))
+    fn.Raise(CRYPTO_BAD_PARAM, WithCode(L"Error encoding the blob", error.code));
   return encoded;
 }
 

@@ -389,11 +389,7 @@ std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE
 }
 
 WString RDNValueToString(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value) {
-  const std::uint32_t size = CertRDNValueToStrW(dwValueType, &value, nullptr, 0);
-  WString text(size, L'\0');
-  CertRDNValueToStrW(dwValueType, &value, text.data(), size);
-  text.resize(size - 1);
-  return text;
+  return ValueText(dwValueType, value);
 }
 
 std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_BLOB* pName, std::uint32_t dwStrType,
@@ -408,6 +404,19 @@ std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_B
 
 WString NameInfoToStr(const CERT_NAME_INFO& info, std::uint32_t dwStrType) { return NameToText(info, dwStrType); }
 
+bool EncodeName(std::wstring_view text, std::uint32_t dwStrType, ByteArray* der, NameTextError* error) {
+  NameParser parser(text, dwStrType);
+  CERT_NAME_INFO info;
+  if (!parser.Parse(&info)) {
+    *error = {parser.ErrorCode(), parser.ErrorAt()};
+    return false;
+  }
+  if (dwStrType & CERT_NAME_STR_REVERSE_FLAG) std::reverse(info.rgRDN.begin(), info.rgRDN.end());
+  if (Structure::X509Name::Encode(info, der)) return true;
+  *error = {CRYPT_E_INVALID_X500_STRING, 0};
+  return false;
+}
+
 bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, std::uint32_t dwStrType,
                     void* /*pvReserved*/, std::uint8_t* pbEncoded, std::uint32_t* pcbEncoded,
                     const wchar_t** ppszError) {
@@ -416,16 +425,12 @@ bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, st
       !IsSupportedInputType(dwStrType))
     return SetLastError(kInvalidArgument);
 
-  const std::wstring_view text(pszX500);
-  NameParser parser(text, dwStrType);
-  CERT_NAME_INFO info;
   ByteArray encoded;
-  if (!parser.Parse(&info)) {
-    if (ppszError) *ppszError = pszX500 + parser.ErrorAt();
-    return SetLastError(parser.ErrorCode());
+  NameTextError error;
+  if (!EncodeName(pszX500, dwStrType, &encoded, &error)) {
+    if (ppszError) *ppszError = pszX500 + error.at;
+    return SetLastError(error.code);
   }
-  if (dwStrType & CERT_NAME_STR_REVERSE_FLAG) std::reverse(info.rgRDN.begin(), info.rgRDN.end());
-  if (!Structure::X509Name::Encode(info, &encoded)) return SetLastError(CRYPT_E_INVALID_X500_STRING);
 
   const std::uint32_t available = *pcbEncoded;
   *pcbEncoded = static_cast<std::uint32_t>(encoded.size());
