@@ -126,11 +126,12 @@ class TbsReader {
 
   // issuerUniqueID [1] IMPLICIT BIT STRING OPTIONAL, subjectUniqueID [2] likewise.
   static bool ReadUniqueId(Der::Reader& seq, std::uint32_t tag, CRYPT_BIT_BLOB* id) {
-    if (!seq.Peek(Der::ContextTag(tag))) return true;
-    Der::BitString bits;
-    if (!seq.ReadBitString(&bits, Der::ContextTag(tag))) return false;
-    SetBits(id, bits);
-    return true;
+    return seq.ReadOptional(Der::ContextTag(tag), [&] {
+      Der::BitString bits;
+      if (!seq.ReadBitString(&bits, Der::ContextTag(tag))) return false;
+      SetBits(id, bits);
+      return true;
+    });
   }
 
   // extensions [3] EXPLICIT SEQUENCE OF Extension
@@ -153,8 +154,9 @@ class TbsReader {
     std::string text;
     bool critical = false;
     if (!list.Read(Der::kSequence, &seq) || !seq.ReadOid(&oid) || !Der::OidToText(oid, &text)) return false;
-    if (seq.Peek(Der::kBoolean) && !seq.ReadBoolean(&critical)) return false;
-    if (!seq.ReadOctetString(&value) || !seq.Empty()) return false;
+    if (!seq.ReadOptional(Der::kBoolean, [&] { return seq.ReadBoolean(&critical); }) ||
+        !seq.ReadOctetString(&value) || !seq.Empty())
+      return false;
     m_block->extensionOids.push_back(std::move(text));
     CERT_EXTENSION extension{};
     extension.fCritical = critical ? TRUE : FALSE;

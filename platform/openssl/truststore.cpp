@@ -29,7 +29,9 @@ bool ReadTicks(Der::Reader& in, std::uint64_t* ticks) {
 }
 
 // Extensions ::= SEQUENCE OF Extension, stepped over: nothing in them changes what is listed.
-bool SkipExtensions(Der::Reader& in, Der::Tag tag) { return !in.Peek(tag) || in.Skip(tag); }
+bool SkipExtensions(Der::Reader& in, Der::Tag tag) {
+  return in.ReadOptional(tag, [&] { return in.Skip(tag); });
+}
 
 struct BioFree {
   void operator()(BIO* bio) const noexcept { BIO_free(bio); }
@@ -125,10 +127,11 @@ bool Crl::Read() {
   Der::Bytes parameters;
   std::int64_t version = 0;
   if (!ReadSignedParts(Encoded(), &parts) || !Der::ReadWhole(parts.toBeSigned, Der::kSequence, &tbs) ||
-      (tbs.Peek(Der::kInteger) && !tbs.ReadInt64(&version)) || !ReadAlgorithmIdentifier(tbs, &algorithm, &parameters) ||
-      !tbs.ReadElement(Der::kSequence, &m_issuer) || !ReadTicks(tbs, &m_thisUpdate))
+      !tbs.ReadOptional(Der::kInteger, [&] { return tbs.ReadInt64(&version); }) ||
+      !ReadAlgorithmIdentifier(tbs, &algorithm, &parameters) || !tbs.ReadElement(Der::kSequence, &m_issuer) ||
+      !ReadTicks(tbs, &m_thisUpdate) ||
+      !tbs.ReadOptional({Der::kUtcTime, Der::kGeneralizedTime}, [&] { return ReadTicks(tbs, &m_nextUpdate); }))
     return false;
-  if ((tbs.Peek(Der::kUtcTime) || tbs.Peek(Der::kGeneralizedTime)) && !ReadTicks(tbs, &m_nextUpdate)) return false;
   bool present = false;
   if (!tbs.ReadOptional(Der::kSequence, &revoked, &present)) return false;
   while (!revoked.Empty()) {

@@ -20,12 +20,6 @@ using Asn1Read::ReadWholeWith;
 
 namespace {
 
-// Reads the next element with `tag` through `read` when it is there; absent is fine.
-template <class Read>
-bool Optional(Reader& in, Tag tag, Read&& read) {
-  return !in.Peek(tag) || read();
-}
-
 // A non-negative INTEGER that fits 32 bits (with `tag` when implicitly tagged).
 bool ReadUint32(Reader& in, std::uint32_t* out, Tag tag = kInteger) {
   std::uint64_t value;
@@ -78,8 +72,7 @@ bool ReadPolicyQualifier(Reader& in, CERT_POLICY_QUALIFIER_INFO* out) {
 bool ReadPolicyInformation(Reader& in, CERT_POLICY_INFO* out) {
   Reader seq, qualifiers;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszPolicyIdentifier) &&
-         Optional(
-             seq, kSequence,
+         seq.ReadOptional(kSequence,
              [&] {
                return seq.Read(kSequence, &qualifiers) &&
                       ReadEach(
@@ -108,9 +101,9 @@ bool ReadDistributionPointName(Reader& in, CRL_DIST_POINT_NAME* out) {
 bool ReadDistributionPoint(Reader& in, CRL_DIST_POINT* out) {
   Reader seq;
   return in.Read(kSequence, &seq) &&
-         Optional(seq, ExplicitTag(0), [&] { return ReadDistributionPointName(seq, &out->DistPointName); }) &&
-         Optional(seq, ContextTag(1), [&] { return ReadBitBlob(seq, &out->ReasonFlags, ContextTag(1)); }) &&
-         Optional(seq, ContextTag(2, true),
+         seq.ReadOptional(ExplicitTag(0), [&] { return ReadDistributionPointName(seq, &out->DistPointName); }) &&
+         seq.ReadOptional(ContextTag(1), [&] { return ReadBitBlob(seq, &out->ReasonFlags, ContextTag(1)); }) &&
+         seq.ReadOptional(ContextTag(2, true),
                   [&] { return ReadGeneralNames(seq, &out->CRLIssuer, ContextTag(2, true)); }) &&
          seq.Empty();
 }
@@ -128,11 +121,9 @@ bool ReadPrivateKeyValidity(Reader& in, CERT_PRIVATE_KEY_VALIDITY* out) {
   Reader seq;
   CalendarTime time;
   return in.Read(kSequence, &seq) &&
-         Optional(
-             seq, ContextTag(0),
+         seq.ReadOptional(ContextTag(0),
              [&] { return seq.ReadGeneralizedTime(&time, ContextTag(0)) && TakeFileTime(time, &out->NotBefore); }) &&
-         Optional(
-             seq, ContextTag(1),
+         seq.ReadOptional(ContextTag(1),
              [&] { return seq.ReadGeneralizedTime(&time, ContextTag(1)) && TakeFileTime(time, &out->NotAfter); }) &&
          seq.Empty();
 }
@@ -157,14 +148,14 @@ bool ReadSMimeCapability(Reader& in, CRYPT_SMIME_CAPABILITY* out) {
 bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader issuer;
-    return Optional(seq, ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
-           Optional(seq, ExplicitTag(1),
+    return seq.ReadOptional(ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
+           seq.ReadOptional(ExplicitTag(1),
                     [&] {
                       CERT_NAME_INFO checked;
                       return seq.Read(ExplicitTag(1), &issuer) && ReadObjidBlob(issuer, &out->CertIssuer) &&
                              issuer.Empty() && X509Name::Decode(out->CertIssuer, &checked);
                     }) &&
-           Optional(seq, ContextTag(2), [&] { return ReadIntegerBlob(seq, &out->CertSerialNumber, ContextTag(2)); });
+           seq.ReadOptional(ContextTag(2), [&] { return ReadIntegerBlob(seq, &out->CertSerialNumber, ContextTag(2)); });
   });
 }
 
@@ -172,10 +163,10 @@ bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
 //   authorityCertIssuer [1] GeneralNames OPTIONAL, authorityCertSerialNumber [2] CertificateSerialNumber OPTIONAL }
 bool AuthorityKeyId2::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
-           Optional(seq, ContextTag(1, true),
+    return seq.ReadOptional(ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
+           seq.ReadOptional(ContextTag(1, true),
                     [&] { return ReadGeneralNames(seq, &out->AuthorityCertIssuer, ContextTag(1, true)); }) &&
-           Optional(seq, ContextTag(2),
+           seq.ReadOptional(ContextTag(2),
                     [&] { return ReadIntegerBlob(seq, &out->AuthorityCertSerialNumber, ContextTag(2)); });
   });
 }
@@ -187,7 +178,7 @@ bool SubjectKeyId::Decode(Bytes der, Decoded* out) {
 
 bool BasicConstraints2::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kBoolean, [&] { return seq.ReadBoolean(&out->fCA); }) && Optional(seq, kInteger, [&] {
+    return seq.ReadOptional(kBoolean, [&] { return seq.ReadBoolean(&out->fCA); }) && seq.ReadOptional(kInteger, [&] {
              out->fPathLenConstraint = true;
              return ReadUint32(seq, &out->dwPathLenConstraint);
            });
@@ -204,7 +195,7 @@ bool CertPolicies::Decode(Bytes der, Decoded* out) {
 
 bool PolicyQualifierUserNotice::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kSequence, [&] { return ReadNoticeReference(seq, &out->pNoticeReference.emplace()); }) &&
+    return seq.ReadOptional(kSequence, [&] { return ReadNoticeReference(seq, &out->pNoticeReference.emplace()); }) &&
            (seq.Empty() || ReadDisplayText(seq, &out->pszDisplayText.emplace()));
   });
 }
@@ -218,9 +209,9 @@ bool Bits::Decode(Bytes der, Decoded* out) { return KeyUsage::Decode(der, out); 
 
 bool KeyAttributes::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kOctetString, [&] { return ReadDataBlob(seq, &out->KeyId); }) &&
-           Optional(seq, kBitString, [&] { return ReadBitBlob(seq, &out->IntendedKeyUsage); }) &&
-           Optional(seq, kSequence,
+    return seq.ReadOptional(kOctetString, [&] { return ReadDataBlob(seq, &out->KeyId); }) &&
+           seq.ReadOptional(kBitString, [&] { return ReadBitBlob(seq, &out->IntendedKeyUsage); }) &&
+           seq.ReadOptional(kSequence,
                     [&] { return ReadPrivateKeyValidity(seq, &out->pPrivateKeyUsagePeriod.emplace()); });
   });
 }
@@ -228,13 +219,13 @@ bool KeyAttributes::Decode(Bytes der, Decoded* out) {
 bool KeyUsageRestriction::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader policies;
-    return Optional(seq, kSequence,
+    return seq.ReadOptional(kSequence,
                     [&] {
                       return seq.Read(kSequence, &policies) && ReadEach(policies, [&](Reader& r) {
                                return ReadCertPolicyId(r, &out->rgCertPolicyId.emplace_back());
                              });
                     }) &&
-           Optional(seq, kBitString, [&] { return ReadBitBlob(seq, &out->RestrictedKeyUsage); });
+           seq.ReadOptional(kBitString, [&] { return ReadBitBlob(seq, &out->RestrictedKeyUsage); });
   });
 }
 
@@ -268,7 +259,7 @@ bool SMimeCapabilities::Decode(Bytes der, Decoded* out) {
 
 bool CertificateTemplate::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadOidText(seq, &out->pszObjId) && ReadUint32(seq, &out->dwMajorVersion) && Optional(seq, kInteger, [&] {
+    return ReadOidText(seq, &out->pszObjId) && ReadUint32(seq, &out->dwMajorVersion) && seq.ReadOptional(kInteger, [&] {
              out->fMinorVersion = true;
              return ReadUint32(seq, &out->dwMinorVersion);
            });

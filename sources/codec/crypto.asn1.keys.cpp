@@ -76,8 +76,10 @@ bool PrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
       !ReadAlgorithmIdentifier(seq, &out->Algorithm) || !seq.ReadOctetString(&privateKey))
     return false;
   Der::Bytes attributes;
-  if (seq.Peek(Der::ContextTag(0, true)) && !seq.ReadElement(Der::ContextTag(0, true), &attributes)) return false;
-  if (!seq.Empty()) return false;
+  if (!seq.ReadOptional(Der::ContextTag(0, true),
+                        [&] { return seq.ReadElement(Der::ContextTag(0, true), &attributes); }) ||
+      !seq.Empty())
+    return false;
   out->Version = 0;
   out->PrivateKey = Copy(privateKey);
   out->Attributes = Copy(attributes);

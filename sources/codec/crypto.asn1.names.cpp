@@ -92,18 +92,26 @@ bool ReadRdn(Reader& in, CERT_RDN* rdn) {
              set, [&](Reader& r) { return ReadAttributeTypeAndValue(r, &rdn->rgRDNAttr.emplace_back()); }, 1);
 }
 
-// One attribute value as its DER element.
-bool WriteNameValue(Writer& w, const CERT_RDN_ATTR& attr) {
+// One attribute value as its DER element; a value that its type cannot hold fails the writer.
+void WriteNameValue(Writer& w, const CERT_RDN_ATTR& attr) {
   const Bytes value(attr.Value);
   if (const std::uint32_t type = StringTypeOfValue(attr.dwValueType)) {
-    if (IsWideValueType(attr.dwValueType)) return w.AddString(type, WideValueText(attr.Value));
-    return IsWritableString(type, value) && w.AddElement(UniversalTag(type), value);
+    if (IsWideValueType(attr.dwValueType))
+      w.AddString(type, WideValueText(attr.Value));
+    else if (IsWritableString(type, value))
+      w.AddElement(UniversalTag(type), value);
+    else
+      w.Fail();
+    return;
   }
-  if (attr.dwValueType == CERT_RDN_OCTET_STRING) return w.AddOctetString(value);
   Tag tag;
   Reader contents;
-  if (attr.dwValueType == CERT_RDN_ENCODED_BLOB && ReadWholeAny(value, &tag, &contents)) return w.AddRaw(value);
-  return false;
+  if (attr.dwValueType == CERT_RDN_OCTET_STRING)
+    w.AddOctetString(value);
+  else if (attr.dwValueType == CERT_RDN_ENCODED_BLOB && ReadWholeAny(value, &tag, &contents))
+    w.AddRaw(value);
+  else
+    w.Fail();
 }
 
 // GeneralName's IA5String choices, as wide text.
@@ -235,19 +243,22 @@ bool X509Name::Decode(Bytes der, Decoded* out) {
   });
 }
 
+// An RDN is a SET SIZE (1..MAX): an empty one fails the writer.
 bool X509Name::Encode(const Decoded& in, ByteArray* der) {
   Writer w;
-  bool ok = true;
   w.Nest(kSequence, [&] {
     for (const CERT_RDN& rdn : in.rgRDN) {
-      ok = ok && !rdn.rgRDNAttr.empty();
+      if (rdn.rgRDNAttr.empty()) w.Fail();
       w.NestSetOf([&] {
         for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr)
-          w.Nest(kSequence, [&] { ok = ok && w.AddOid(attr.pszObjId) && WriteNameValue(w, attr); });
+          w.Nest(kSequence, [&] {
+            w.AddOid(attr.pszObjId);
+            WriteNameValue(w, attr);
+          });
       });
     }
   });
-  return ok && w.Finish(der);
+  return w.Finish(der);
 }
 
 bool AnyString::Decode(Bytes der, Decoded* out) {
