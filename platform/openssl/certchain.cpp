@@ -165,7 +165,8 @@ CERT_TRUST_STATUS CheckElement(const Chain& chain, std::size_t index, FILETIME t
   if (index > 0) status.dwErrorStatus |= CheckBasicConstraints(certificate, index);
   status.dwErrorStatus |= CheckCriticalExtensions(certificate);
   if (RevocationAsked(flags, index, chain)) {
-    const RevocationOutcome outcome = CheckRevocation(certificate, issuer, Ticks(time), store, retrieval);
+    const RevocationOutcome outcome =
+        CheckRevocation(certificate, issuer, ZT::Framework::FileTimeTicks(time), store, retrieval);
     status.dwErrorStatus |= outcome.errorStatus;
     (*revocation)->dwRevocationResult = static_cast<DWORD>(outcome.result);
   } else {

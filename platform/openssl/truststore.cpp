@@ -15,11 +15,14 @@
 #include <set>
 #include <string>
 
+#include "codec/crypto.asn1.certificate.h"
 #include "platform/testing.h"
 
 namespace ZT::Platform {
 namespace {
 
+namespace Asn1 = ZT::Framework::Asn1;
+namespace Asn1Read = ZT::Framework::Asn1Read;
 namespace Der = ZT::Framework::Der;
 using DerList = std::vector<std::vector<unsigned char>>;
 
@@ -121,14 +124,13 @@ std::shared_ptr<const Crl> Crl::Parse(Der::Bytes der) {
 //                                              crlEntryExtensions Extensions OPTIONAL } OPTIONAL,
 //   crlExtensions [0] EXPLICIT Extensions OPTIONAL }
 bool Crl::Read() {
-  SignedParts parts;
+  Asn1::SignedObjectView parts;
+  Asn1::AlgorithmIdentifierView algorithm;
   Der::Reader tbs, revoked;
-  std::string algorithm;
-  Der::Bytes parameters;
   std::int64_t version = 0;
-  if (!ReadSignedParts(Encoded(), &parts) || !Der::ReadWhole(parts.toBeSigned, Der::kSequence, &tbs) ||
+  if (!Asn1Read::ReadSignedObject(Encoded(), &parts) || !Der::ReadWhole(parts.toBeSigned, Der::kSequence, &tbs) ||
       !tbs.ReadOptional(Der::kInteger, [&] { return tbs.ReadInt64(&version); }) ||
-      !ReadAlgorithmIdentifier(tbs, &algorithm, &parameters) || !tbs.ReadElement(Der::kSequence, &m_issuer) ||
+      !Asn1Read::ReadAlgorithmIdentifier(tbs, &algorithm) || !tbs.ReadElement(Der::kSequence, &m_issuer) ||
       !ReadTicks(tbs, &m_thisUpdate) ||
       !tbs.ReadOptional({Der::kUtcTime, Der::kGeneralizedTime}, [&] { return ReadTicks(tbs, &m_nextUpdate); }))
     return false;

@@ -223,10 +223,9 @@ void CCNGX509Certificate::ReadExtensions() {
 // public-key info is taken as it stands in the signed part: the context read it strictly, so
 // encoding the context's public-key info would give these bytes back.
 void CCNGX509Certificate::ReadPublicKey(const FunctionTrace& fn) {
-  Der::Bytes publicKeyInfo;
-  if (!Structure::SubjectPublicKeyInfoOf(m_baTBSCertificate, &publicKeyInfo))
-    fn.Raise(CRYPTO_BAD_PARAM, L"EncodeObject() failed");
-  m_baPublicKeyInfo = BlobBytes(publicKeyInfo);
+  Asn1::TbsCertificateView tbs;
+  if (!Asn1Read::ReadTbsCertificate(m_baTBSCertificate, &tbs)) fn.Raise(CRYPTO_BAD_PARAM, L"EncodeObject() failed");
+  m_baPublicKeyInfo = BlobBytes(tbs.subjectPublicKeyInfo);
   m_pPublicKey.reset(fn.Wrap(L"new IPublicKey failed", [&]() -> IPublicKey* {
     std::unique_ptr<IKey> key(IKey::Create(RsaAlgorithm().get(), L"X509", m_baPublicKeyInfo));
     auto* publicKey = dynamic_cast<IPublicKey*>(key.get());

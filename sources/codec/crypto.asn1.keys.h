@@ -6,9 +6,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "codec/crypto.asn1.types.h"
 #include "codec/crypto.der.h"
+#include "codec/crypto.der.writer.h"
 
 #ifndef szOID_RSA_RSA
 #define szOID_RSA_RSA "1.2.840.113549.1.1.1"
@@ -56,12 +58,45 @@ struct RsaPrivateKeyNumbers {
   ByteArray coefficient;  // q^-1 mod p
 };
 
+namespace Asn1 {
+
+// An AlgorithmIdentifier as it stands in the bytes read: the OID in dotted text and a view of
+// the parameters' whole element (empty when the field is absent).
+struct AlgorithmIdentifierView {
+  std::string oid;
+  Der::Bytes parameters;
+};
+
+// A SubjectPublicKeyInfo as it stands in the bytes read.
+struct SubjectPublicKeyInfoView {
+  AlgorithmIdentifierView algorithm;
+  Der::BitString publicKey;
+};
+
+}  // namespace Asn1
+
+// The one reader of each structure; the owning forms above are copies of what they read, and
+// the platform's certificate services read with them too.
 namespace Asn1Read {
 
 // AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
+bool ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifierView* out);
 bool ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out);
 
+// SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT STRING }
+bool ReadSubjectPublicKeyInfo(Der::Reader& in, Asn1::SubjectPublicKeyInfoView* out);
+
 }  // namespace Asn1Read
+
+// The one writer of each structure, for the owning forms and the platform's alike. Failures
+// (an OID text that is not one) fail the writer.
+namespace Asn1Write {
+
+void WriteAlgorithmIdentifier(Der::Writer& w, std::string_view oid, Der::Bytes parameters);
+void WriteSubjectPublicKeyInfo(Der::Writer& w, std::string_view algorithm, Der::Bytes parameters,
+                               const Der::BitString& publicKey);
+
+}  // namespace Asn1Write
 
 namespace Structure {
 

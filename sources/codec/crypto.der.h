@@ -7,17 +7,15 @@
 // was, so a caller cannot go on reading from the middle of a bad element. Nothing here allocates
 // except the functions that produce text (strings, OID text), and nothing here throws.
 //
-// A structure reader is written as the steps of its ASN.1 definition:
+// A structure reader is written as the steps of its ASN.1 definition (the readers of the
+// structures are in crypto.asn1.*.h, one reader each):
 //
-//   // AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
-//   bool ReadAlgorithmIdentifier(Der::Reader& in, std::string* oid, std::span<const uint8_t>* params) {
+//   // BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE, pathLenConstraint INTEGER OPTIONAL }
+//   bool ReadBasicConstraints(Der::Reader& in, bool* ca, std::uint64_t* pathLength) {
 //     Der::Reader seq;
-//     Der::Bytes oidBytes;
-//     Der::Tag paramTag;
-//     return in.Read(Der::kSequence, &seq) && seq.ReadOid(&oidBytes) &&
-//            Der::OidToText(oidBytes, oid) &&
-//            (seq.Empty() ? (*params = {}, true) : seq.ReadAnyElement(&paramTag, params)) &&
-//            seq.Empty();
+//     return in.Read(Der::kSequence, &seq) &&
+//            seq.ReadOptional(Der::kBoolean, [&] { return seq.ReadBoolean(ca); }) &&
+//            seq.ReadOptional(Der::kInteger, [&] { return seq.ReadUint64(pathLength); }) && seq.Empty();
 //   }
 //
 // What is checked, and why:
