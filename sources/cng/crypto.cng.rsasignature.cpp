@@ -78,7 +78,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     RequireOperation(fn, Operation::Verify);
     const WString padding = ReadPadding(fn);
     const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn);
-    const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
+    const Asn1::SubjectPublicKeyInfo info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     std::uint32_t k = 0;
     const std::optional<ByteArray> EM = RecoverEncodedMessage(fn, info, baSignature, &k);
     const ByteArray expected = ExpectedEncoding(fn, padding, k);
@@ -112,7 +112,7 @@ const CCNGRSAPublicKey& CCNGRSASignature::RequireRsaPublicKey(const FunctionTrac
 }
 
 std::optional<ByteArray> CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn,
-                                                                 const CERT_PUBLIC_KEY_INFO& info,
+                                                                 const Asn1::SubjectPublicKeyInfo& info,
                                                                  const ByteArray& baSignature,
                                                                  std::uint32_t* k) const {
   ByteArray EM;

@@ -44,7 +44,7 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
   // EM: the raw public operation on the signature, on CNG or CryptoAPI; `*k` gets the key length.
   // Nothing for a signature that is not k bytes long (RFC 8017, 8.2.2 step 1): it is not handed
   // to the platform.
-  std::optional<ByteArray> RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
+  std::optional<ByteArray> RecoverEncodedMessage(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info,
                                                  const ByteArray& baSignature, std::uint32_t* k) const;
   // The k-byte encoding of the buffered data under `padding`.
   ByteArray ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const;

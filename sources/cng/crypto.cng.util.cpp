@@ -72,7 +72,7 @@ WString HexPairs(const ByteArray& bytes) {
 
 // A user notice's text: "Notice Text=" and its display text, when it has one.
 WString UserNoticeText(const FunctionTrace& fn, const ByteArray& baNotice) {
-  const CERT_POLICY_QUALIFIER_USER_NOTICE notice = fn.Wrap(L"DecodeObject() failed", [&] {
+  const Asn1::UserNotice notice = fn.Wrap(L"DecodeObject() failed", [&] {
     return CryptoUtil::DecodeObject<Structure::PolicyQualifierUserNotice>(baNotice);
   });
   return notice.pszDisplayText ? L"Notice Text=" + *notice.pszDisplayText : WString();
@@ -99,25 +99,25 @@ WString DateOfBirthText(const FunctionTrace& fn, const ByteArray& baTime) {
       [](const IException&) { return WString(L"Invalid Date"); });
 }
 
-WString EncodedBlobText(const FunctionTrace& fn, const WString& sOID, const CERT_NAME_VALUE& value) {
+WString EncodedBlobText(const FunctionTrace& fn, const WString& sOID, const Asn1::AttributeValue& value) {
   if (sOID == CryptoUtil::CharStringToString(kUserNoticeOID)) return UserNoticeText(fn, value.Value);
   if (sOID == CryptoUtil::CharStringToString(kDateOfBirthOID)) return DateOfBirthText(fn, value.Value);
-  return X500Text::RDNValueToString(CERT_RDN_ENCODED_BLOB, value.Value);
+  return X500Text::RDNValueToString(Asn1::kEncodedValue, value.Value);
 }
 
 // A new general name for `entry`, whose choice is one of the implemented kinds.
-IGeneralName* CreateGeneralName(const CERT_ALT_NAME_ENTRY& entry) {
+IGeneralName* CreateGeneralName(const Asn1::GeneralName& entry) {
   switch (entry.dwAltNameChoice) {
-    case CERT_ALT_NAME_OTHER_NAME: {
-      const CERT_OTHER_NAME other = entry.pOtherName.value_or(CERT_OTHER_NAME{});
+    case Asn1::kOtherNameChoice: {
+      const Asn1::OtherName other = entry.pOtherName.value_or(Asn1::OtherName{});
       return IGeneralName::Create(other.Value, L"OtherName", CryptoUtil::CharStringToString(other.pszObjId));
     }
-    case CERT_ALT_NAME_RFC822_NAME: return IGeneralName::Create(entry.pwszRfc822Name, L"rfc822Name");
-    case CERT_ALT_NAME_DNS_NAME: return IGeneralName::Create(entry.pwszDNSName, L"dNSName");
-    case CERT_ALT_NAME_DIRECTORY_NAME: return IGeneralName::Create(entry.DirectoryName, L"directoryName", WString());
-    case CERT_ALT_NAME_URL: return IGeneralName::Create(entry.pwszURL, L"uniformResourceIdentifier");
-    case CERT_ALT_NAME_IP_ADDRESS: return IGeneralName::Create(entry.IPAddress, L"IpAddress", WString());
-    default:  // CERT_ALT_NAME_REGISTERED_ID
+    case Asn1::kRfc822NameChoice: return IGeneralName::Create(entry.pwszRfc822Name, L"rfc822Name");
+    case Asn1::kDnsNameChoice: return IGeneralName::Create(entry.pwszDNSName, L"dNSName");
+    case Asn1::kDirectoryNameChoice: return IGeneralName::Create(entry.DirectoryName, L"directoryName", WString());
+    case Asn1::kUriChoice: return IGeneralName::Create(entry.pwszURL, L"uniformResourceIdentifier");
+    case Asn1::kIpAddressChoice: return IGeneralName::Create(entry.IPAddress, L"IpAddress", WString());
+    default:  // Asn1::kRegisteredIdChoice
       return IGeneralName::Create(CryptoUtil::CharStringToString(entry.pszRegisteredID), L"registeredID");
   }
 }
@@ -159,16 +159,16 @@ WString CryptoUtil::DecodeX509String(const WString& sOID, const ByteArray& baEnc
     else
       fn.Bytes(L"baEncodedX509String", baEncodedX509String);
 
-    const CERT_NAME_VALUE value =
+    const Asn1::AttributeValue value =
         fn.Wrap(L"DecodeObject() failed", [&] { return DecodeObject<Structure::AnyString>(baEncodedX509String); });
     WString sString;
-    if (value.dwValueType == CERT_RDN_ENCODED_BLOB) {
+    if (value.dwValueType == Asn1::kEncodedValue) {
       sString = EncodedBlobText(fn, sOID, value);
-    } else if (value.dwValueType == CERT_RDN_OCTET_STRING) {
+    } else if (value.dwValueType == Asn1::kOctetStringValue) {
       sString = HexPairs(value.Value);
     } else {
       // Every string type is read as names read it, by the codec's one reading of that type.
-      sString = StringValueText(value.dwValueType, value.Value);
+      sString = Asn1::StringValueText(value.dwValueType, value.Value);
     }
     fn.Result(L"sString=(%s)", sString);
     return sString;
@@ -205,16 +205,16 @@ WString CryptoUtil::GetNetscapeCertType(const ByteArray& baData) {
   });
 }
 
-IGeneralName* CryptoUtil::GeneralNameFromAltNameEntry(const CERT_ALT_NAME_ENTRY* pAltNameEntry) {
+IGeneralName* CryptoUtil::GeneralNameFromAltNameEntry(const Asn1::GeneralName* pAltNameEntry) {
   const FunctionTrace fn(L"CryptoUtil::GeneralNameFromAltNameEntry");
   return fn.Run([&] {
     if (pAltNameEntry == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pAltNameEntry=empty!", L"pAltNameEntry=NULL!");
     const std::uint32_t choice = pAltNameEntry->dwAltNameChoice;
-    if (choice == CERT_ALT_NAME_X400_ADDRESS)
+    if (choice == Asn1::kX400AddressChoice)
       fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS");
-    if (choice == CERT_ALT_NAME_EDI_PARTY_NAME)
+    if (choice == Asn1::kEdiPartyNameChoice)
       fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME");
-    if (choice < CERT_ALT_NAME_OTHER_NAME || choice > CERT_ALT_NAME_REGISTERED_ID)
+    if (choice < Asn1::kOtherNameChoice || choice > Asn1::kRegisteredIdChoice)
       fn.Raise(CRYPTO_BAD_PARAM, L"Unknown type: " + WString(std::to_wstring(choice).c_str()));
     IGeneralName* pGeneralName =
         fn.Wrap(L"IGeneralName::Create() failed", [&] { return CreateGeneralName(*pAltNameEntry); });

@@ -28,7 +28,7 @@ ByteArray Magnitude(Der::Bytes bigEndian) {
 namespace Structure {
 
 bool CngRsaPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
-  RsaPublicKeyNumbers key;
+  Asn1::RsaPublicKeyNumbers key;
   if (!RsaPublicKey::Decode(der, &key)) return false;
   const auto cbModulus = static_cast<ULONG>(key.modulus.size());
   const BCRYPT_RSAKEY_BLOB header{
@@ -41,7 +41,7 @@ bool CngRsaPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
 }
 
 bool RsaCspPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
-  RsaPublicKeyNumbers key;
+  Asn1::RsaPublicKeyNumbers key;
   if (!RsaPublicKey::Decode(der, &key) || key.publicExponent.size() > sizeof(DWORD)) return false;
   DWORD pubexp = 0;
   for (unsigned char byte : key.publicExponent) pubexp = pubexp << 8 | byte;
@@ -56,7 +56,7 @@ bool RsaCspPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
 
 }  // namespace Structure
 
-bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out) {
+bool ReadRsaPrivateKeyBlob(Der::Bytes blob, Asn1::RsaPrivateKeyNumbers* out) {
   constexpr std::size_t kHeaderSize = sizeof(BLOBHEADER) + sizeof(RSAPUBKEY);
   if (blob.size() < kHeaderSize) return false;
   const std::uint8_t* p = blob.data();

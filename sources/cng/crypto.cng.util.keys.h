@@ -1,6 +1,6 @@
 // The key structures the RSA engines hand to the platform, and how the engines decode them.
 //
-//   const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, baSpki);
+//   const Asn1::SubjectPublicKeyInfo info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, baSpki);
 //   const ByteArray blob = DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData);
 //   CNG().BCryptImportKeyPair(..., BCRYPT_RSAPUBLIC_BLOB, ..., blob.data(), blob.size(), 0);
 #pragma once
@@ -52,7 +52,7 @@ Header BlobHeader(const ByteArray& blob, std::size_t offset = 0) {
 // each) and privateExponent (bitlen/8), every size rounded up, all little-endian; nothing after
 // them. Any bit length is read (2047, 1025, 2056 bits as well as 2048).
 // False, with `*out` unspecified, for anything else or a number that is zero.
-bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out);
+bool ReadRsaPrivateKeyBlob(Der::Bytes blob, Asn1::RsaPrivateKeyNumbers* out);
 
 // `bigEndian` without its leading zero bytes (empty for zero).
 ByteArray Magnitude(Der::Bytes bigEndian);

@@ -49,8 +49,8 @@ CCNGX500Name::~CCNGX500Name() {
 void CCNGX500Name::DecodeName(const FunctionTrace& fn) {
   m_nameInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
                        [&] { return CryptoUtil::DecodeObject<Structure::X509Name>(m_baEncodedName); });
-  for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
-    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr)
+  for (const Asn1::Rdn& rdn : m_nameInfo.rgRDN)
+    for (const Asn1::AttributeTypeAndValue& attr : rdn.rgRDNAttr)
       m_lstAttributes.push_back(CryptoUtil::CharStringToString(attr.pszObjId));
   m_lstAttributes.unique();  // only a type equal to the one directly before it goes
 }
@@ -93,8 +93,8 @@ void CCNGX500Name::GetAttributeValue(const WString& sOID, StringList& out) const
       return;
     }
     bool found = false;
-    for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
-      for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
+    for (const Asn1::Rdn& rdn : m_nameInfo.rgRDN)
+      for (const Asn1::AttributeTypeAndValue& attr : rdn.rgRDNAttr) {
         if (CryptoUtil::CharStringToString(attr.pszObjId) != sOID) continue;
         out.push_back(X500Text::RDNValueToString(attr.dwValueType, attr.Value));
         found = true;

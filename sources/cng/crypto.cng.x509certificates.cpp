@@ -40,9 +40,9 @@ std::optional<StringList> FilterOIDs(const CCryptoFilter& filter) {
 ByteArray BlobBytes(const BYTE* pbData, DWORD cbData) {
   return cbData == 0 ? ByteArray() : ByteArray(pbData, pbData + cbData);
 }
-ByteArray BlobBytes(const ::CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbData, blob.cbData); }
+ByteArray BlobBytes(const CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbData, blob.cbData); }
 ByteArray BlobBytes(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
-Der::Bytes BlobView(const ::CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
+Der::Bytes BlobView(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 
 // The SHA-1 thumbprint of a context: the size first, then the bytes.
 ByteArray ReadHash(const FunctionTrace& fn, PCCERT_CONTEXT context) {
@@ -63,8 +63,8 @@ WString DateText(const FunctionTrace& fn, const FILETIME& time) {
 }
 
 // The platform's view of a public-key info (which points into it and lives no longer).
-::CERT_PUBLIC_KEY_INFO PlatformView(CERT_PUBLIC_KEY_INFO& info) {
-  ::CERT_PUBLIC_KEY_INFO view{};
+CERT_PUBLIC_KEY_INFO PlatformView(Asn1::SubjectPublicKeyInfo& info) {
+  CERT_PUBLIC_KEY_INFO view{};
   view.Algorithm.pszObjId = info.Algorithm.pszObjId.data();
   view.Algorithm.Parameters = {static_cast<DWORD>(info.Algorithm.Parameters.size()), info.Algorithm.Parameters.data()};
   view.PublicKey = {static_cast<DWORD>(info.PublicKey.pbData.size()), info.PublicKey.pbData.data(),
@@ -84,7 +84,7 @@ std::unique_ptr<IAlgorithm> RsaAlgorithm() {
 }
 
 // The name of a blob, made once into `cache`; null for an empty blob.
-IX500Name* LazyName(const FunctionTrace& fn, std::unique_ptr<IX500Name>& cache, const ::CERT_NAME_BLOB& blob,
+IX500Name* LazyName(const FunctionTrace& fn, std::unique_ptr<IX500Name>& cache, const CERT_NAME_BLOB& blob,
                     const wchar_t* emptyOutcome, const wchar_t* label) {
   if (blob.cbData == 0) {
     fn.Outcome(L"%s", WString(emptyOutcome));
@@ -197,7 +197,7 @@ void CCNGX509Certificate::ReadValidity(const FunctionTrace& fn) {
 }
 
 void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
-  CERT_SIGNED_CONTENT_INFO signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
+  Asn1::SignedObject signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
     return CryptoUtil::DecodeObject<Structure::SignedContent>(Encoded());
   });
   m_baTBSCertificate = std::move(signedContent.ToBeSigned);
@@ -213,7 +213,7 @@ void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
 // In certificate order; the first of two extensions with one OID is kept.
 void CCNGX509Certificate::ReadExtensions() {
   for (DWORD i = 0; i < Info().cExtension; ++i) {
-    const ::CERT_EXTENSION& extension = Info().rgExtension[i];
+    const CERT_EXTENSION& extension = Info().rgExtension[i];
     m_extensions.emplace(CryptoUtil::CharStringToString(extension.pszObjId),
                          Extension{extension.fCritical != FALSE, BlobView(extension.Value)});
   }
@@ -263,10 +263,10 @@ bool CCNGX509Certificate::VerifySignature(IPublicKey* pPublicKey) const {
   return fn.Run([&] {
     if (pPublicKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pPublicKey=empty!", L"pPublicKey=null!");
     const ByteArray baKeyInfo = pPublicKey->GetEncoded();
-    CERT_PUBLIC_KEY_INFO keyInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    Asn1::SubjectPublicKeyInfo keyInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(baKeyInfo);
     });
-    ::CERT_PUBLIC_KEY_INFO view = PlatformView(keyInfo);
+    CERT_PUBLIC_KEY_INFO view = PlatformView(keyInfo);
     const bool bVerified = CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, m_pCertContext.get()->pbCertEncoded,
                                                            m_pCertContext.get()->cbCertEncoded, &view) != FALSE;
     fn.Data(L"bVerified=%d", static_cast<int>(bVerified));
@@ -401,12 +401,12 @@ ByteArray CCNGX509Certificate::GetExtensionValue(const WString& sOID) const {
 ByteArray CCNGX509Certificate::GetKeyUsage() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetKeyUsage", this);
   return fn.Run([&] {
-    const ::CERT_EXTENSION* extension = FindExtension(kKeyUsageOID);
+    const CERT_EXTENSION* extension = FindExtension(kKeyUsageOID);
     if (extension == nullptr) {
       fn.Outcome(L"No key usage extension");
       return ByteArray();
     }
-    CRYPT_BIT_BLOB bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    Asn1::BitStringBytes bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::KeyUsage>(BlobView(extension->Value));
     });
     if (bits.pbData.empty()) fn.Outcome(L"Found empty value for key usage extension");
@@ -418,12 +418,12 @@ StringList CCNGX509Certificate::GetExtendedKeyUsage() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetExtendedKeyUsage", this);
   return fn.Run([&] {
     StringList usages;
-    const ::CERT_EXTENSION* extension = FindExtension(kExtendedKeyUsageOID);
+    const CERT_EXTENSION* extension = FindExtension(kExtendedKeyUsageOID);
     if (extension == nullptr) {
       fn.Outcome(L"No extented key usage extension");
       return usages;
     }
-    const CERT_ENHKEY_USAGE usage = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    const Asn1::ExtKeyUsageSyntax usage = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::EnhancedKeyUsage>(BlobView(extension->Value));
     });
     for (const std::string& oid : usage.rgpszUsageIdentifier) usages.push_back(CryptoUtil::CharStringToString(oid));
@@ -434,18 +434,18 @@ StringList CCNGX509Certificate::GetExtendedKeyUsage() const {
 GeneralNameList CCNGX509Certificate::GetSubjectAlternativeNames() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetSubjectAlternativeNames", this);
   return fn.Run([&] {
-    const ::CERT_EXTENSION* extension = FindExtension(kSubjectAltNameOID);
+    const CERT_EXTENSION* extension = FindExtension(kSubjectAltNameOID);
     if (extension == nullptr) extension = FindExtension(kOldSubjectAltNameOID);
     if (extension == nullptr) {
       fn.Outcome(L"No Subject alternative name");
       return GeneralNameList();
     }
-    const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    const Asn1::GeneralNames info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::AlternateName>(BlobView(extension->Value));
     });
     // Owned here until every entry is made, so a failing entry releases the ones before it.
     std::vector<std::unique_ptr<IGeneralName>> names;
-    for (const CERT_ALT_NAME_ENTRY& entry : info.rgAltEntry)
+    for (const Asn1::GeneralName& entry : info.rgAltEntry)
       names.emplace_back(CryptoUtil::GeneralNameFromAltNameEntry(&entry));
     GeneralNameList list;
     for (auto& name : names) list.push_back(name.release());
@@ -523,7 +523,7 @@ Der::Bytes CCNGX509Certificate::Encoded() const {
   return {m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded};
 }
 
-const ::CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {
+const CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {
   const CERT_INFO& info = Info();
   return CertFindExtension(pszObjId, info.cExtension, info.rgExtension);
 }

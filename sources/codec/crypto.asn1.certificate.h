@@ -8,7 +8,6 @@
 #include <string>
 
 #include "codec/crypto.asn1.keys.h"
-#include "codec/crypto.asn1.types.h"
 #include "codec/crypto.der.h"
 #include "codec/crypto.der.time.h"
 
@@ -52,14 +51,14 @@ struct ExtensionView {
   Der::Bytes value;  // the contents of extnValue
 };
 
-}  // namespace Asn1
-
-// The owning form of a certificate's signed structure (CERT_SIGNED_CONTENT_INFO).
-struct CERT_SIGNED_CONTENT_INFO {
+// A signed object kept as copies of what SignedObjectView views.
+struct SignedObject {
   ByteArray ToBeSigned;  // the whole DER element that the signature covers
-  CRYPT_ALGORITHM_IDENTIFIER SignatureAlgorithm;
-  CRYPT_BIT_BLOB Signature;
+  AlgorithmIdentifier SignatureAlgorithm;
+  BitStringBytes Signature;
 };
+
+}  // namespace Asn1
 
 namespace Asn1Read {
 
@@ -86,7 +85,7 @@ namespace Structure {
 
 // The signed structure of a certificate (ReadSignedObject), kept as copies.
 struct SignedContent {
-  using Decoded = CERT_SIGNED_CONTENT_INFO;
+  using Decoded = Asn1::SignedObject;
   static constexpr const wchar_t* kName = L"X509_CERT";
   static bool Decode(Der::Bytes der, Decoded* out);
 };

@@ -3,18 +3,18 @@
 #include <limits>
 
 #include "codec/crypto.asn1.readers.h"
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.extensions.h"
 
 namespace ZT::Framework::Structure {
 
 using namespace Der;
-using Asn1Read::ReadBitBlob;
-using Asn1Read::ReadDataBlob;
+using Asn1Read::ReadBitStringBytes;
+using Asn1Read::ReadOctets;
 using Asn1Read::ReadEach;
 using Asn1Read::ReadGeneralName;
 using Asn1Read::ReadGeneralNames;
-using Asn1Read::ReadIntegerBlob;
-using Asn1Read::ReadObjidBlob;
+using Asn1Read::ReadLittleEndianInteger;
+using Asn1Read::ReadElementBytes;
 using Asn1Read::ReadOidText;
 using Asn1Read::ReadWholeWith;
 
@@ -40,7 +40,7 @@ bool ReadDisplayText(Reader& in, WString* out) {
 
 // NoticeReference ::= SEQUENCE { organization DisplayText, noticeNumbers SEQUENCE OF INTEGER }
 // The platform keeps the organization as narrow text; characters beyond one octet are refused.
-bool ReadNoticeReference(Reader& in, CERT_POLICY_QUALIFIER_NOTICE_REFERENCE* out) {
+bool ReadNoticeReference(Reader& in, Asn1::NoticeReference* out) {
   Reader seq, numbers;
   WString organization;
   if (!in.Read(kSequence, &seq) || !ReadDisplayText(seq, &organization) || !seq.Read(kSequence, &numbers) ||
@@ -61,15 +61,15 @@ bool ReadNoticeReference(Reader& in, CERT_POLICY_QUALIFIER_NOTICE_REFERENCE* out
 }
 
 // PolicyQualifierInfo ::= SEQUENCE { policyQualifierId OID, qualifier ANY }
-bool ReadPolicyQualifier(Reader& in, CERT_POLICY_QUALIFIER_INFO* out) {
+bool ReadPolicyQualifier(Reader& in, Asn1::PolicyQualifierInfo* out) {
   Reader seq;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszPolicyQualifierId) &&
-         ReadObjidBlob(seq, &out->Qualifier) && seq.Empty();
+         ReadElementBytes(seq, &out->Qualifier) && seq.Empty();
 }
 
 // PolicyInformation ::= SEQUENCE { policyIdentifier OID,
 //                                  policyQualifiers SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }
-bool ReadPolicyInformation(Reader& in, CERT_POLICY_INFO* out) {
+bool ReadPolicyInformation(Reader& in, Asn1::PolicyInformation* out) {
   Reader seq, qualifiers;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszPolicyIdentifier) &&
          seq.ReadOptional(kSequence,
@@ -84,32 +84,32 @@ bool ReadPolicyInformation(Reader& in, CERT_POLICY_INFO* out) {
 
 // DistributionPointName ::= CHOICE { fullName [0] GeneralNames,
 //                                    nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
-bool ReadDistributionPointName(Reader& in, CRL_DIST_POINT_NAME* out) {
+bool ReadDistributionPointName(Reader& in, Asn1::DistributionPointName* out) {
   Reader choice;
   if (!in.Read(ExplicitTag(0), &choice)) return false;
   if (choice.Peek(ContextTag(0, true))) {
-    out->dwDistPointNameChoice = CRL_DIST_POINT_FULL_NAME;
+    out->dwDistPointNameChoice = Asn1::kFullName;
     return ReadGeneralNames(choice, &out->FullName, ContextTag(0, true)) && choice.Empty();
   }
   Reader rdn;
-  out->dwDistPointNameChoice = CRL_DIST_POINT_ISSUER_RDN_NAME;
+  out->dwDistPointNameChoice = Asn1::kNameRelativeToCrlIssuer;
   return choice.Read(ContextTag(1, true), &rdn) && !rdn.Empty() && choice.Empty();
 }
 
 // DistributionPoint ::= SEQUENCE { distributionPoint [0] DistributionPointName OPTIONAL,
 //                                  reasons [1] ReasonFlags OPTIONAL, cRLIssuer [2] GeneralNames OPTIONAL }
-bool ReadDistributionPoint(Reader& in, CRL_DIST_POINT* out) {
+bool ReadDistributionPoint(Reader& in, Asn1::DistributionPoint* out) {
   Reader seq;
   return in.Read(kSequence, &seq) &&
          seq.ReadOptional(ExplicitTag(0), [&] { return ReadDistributionPointName(seq, &out->DistPointName); }) &&
-         seq.ReadOptional(ContextTag(1), [&] { return ReadBitBlob(seq, &out->ReasonFlags, ContextTag(1)); }) &&
+         seq.ReadOptional(ContextTag(1), [&] { return ReadBitStringBytes(seq, &out->ReasonFlags, ContextTag(1)); }) &&
          seq.ReadOptional(ContextTag(2, true),
                   [&] { return ReadGeneralNames(seq, &out->CRLIssuer, ContextTag(2, true)); }) &&
          seq.Empty();
 }
 
 // AccessDescription ::= SEQUENCE { accessMethod OID, accessLocation GeneralName }
-bool ReadAccessDescription(Reader& in, CERT_ACCESS_DESCRIPTION* out) {
+bool ReadAccessDescription(Reader& in, Asn1::AccessDescription* out) {
   Reader seq;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszAccessMethod) &&
          ReadGeneralName(seq, &out->AccessLocation) && seq.Empty();
@@ -117,7 +117,7 @@ bool ReadAccessDescription(Reader& in, CERT_ACCESS_DESCRIPTION* out) {
 
 // PrivateKeyValidity ::= SEQUENCE { notBefore [0] GeneralizedTime OPTIONAL,
 //                                   notAfter [1] GeneralizedTime OPTIONAL }
-bool ReadPrivateKeyValidity(Reader& in, CERT_PRIVATE_KEY_VALIDITY* out) {
+bool ReadPrivateKeyValidity(Reader& in, Asn1::PrivateKeyValidity* out) {
   Reader seq;
   CalendarTime time;
   return in.Read(kSequence, &seq) &&
@@ -129,7 +129,7 @@ bool ReadPrivateKeyValidity(Reader& in, CERT_PRIVATE_KEY_VALIDITY* out) {
 }
 
 // CertPolicyId ::= SEQUENCE OF OBJECT IDENTIFIER
-bool ReadCertPolicyId(Reader& in, CERT_POLICY_ID* out) {
+bool ReadCertPolicyId(Reader& in, Asn1::CertPolicyId* out) {
   Reader seq;
   return in.Read(kSequence, &seq) &&
          ReadEach(
@@ -137,10 +137,10 @@ bool ReadCertPolicyId(Reader& in, CERT_POLICY_ID* out) {
 }
 
 // SMIMECapability ::= SEQUENCE { capabilityID OID, parameters ANY OPTIONAL }
-bool ReadSMimeCapability(Reader& in, CRYPT_SMIME_CAPABILITY* out) {
+bool ReadSMimeCapability(Reader& in, Asn1::SMimeCapability* out) {
   Reader seq;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszObjId) &&
-         (seq.Empty() || ReadObjidBlob(seq, &out->Parameters)) && seq.Empty();
+         (seq.Empty() || ReadElementBytes(seq, &out->Parameters)) && seq.Empty();
 }
 
 }  // namespace
@@ -148,14 +148,15 @@ bool ReadSMimeCapability(Reader& in, CRYPT_SMIME_CAPABILITY* out) {
 bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader issuer;
-    return seq.ReadOptional(ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
+    return seq.ReadOptional(ContextTag(0), [&] { return ReadOctets(seq, &out->KeyId, ContextTag(0)); }) &&
            seq.ReadOptional(ExplicitTag(1),
                     [&] {
-                      CERT_NAME_INFO checked;
-                      return seq.Read(ExplicitTag(1), &issuer) && ReadObjidBlob(issuer, &out->CertIssuer) &&
+                      Asn1::Name checked;
+                      return seq.Read(ExplicitTag(1), &issuer) && ReadElementBytes(issuer, &out->CertIssuer) &&
                              issuer.Empty() && X509Name::Decode(out->CertIssuer, &checked);
                     }) &&
-           seq.ReadOptional(ContextTag(2), [&] { return ReadIntegerBlob(seq, &out->CertSerialNumber, ContextTag(2)); });
+           seq.ReadOptional(ContextTag(2),
+                            [&] { return ReadLittleEndianInteger(seq, &out->CertSerialNumber, ContextTag(2)); });
   });
 }
 
@@ -163,17 +164,17 @@ bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
 //   authorityCertIssuer [1] GeneralNames OPTIONAL, authorityCertSerialNumber [2] CertificateSerialNumber OPTIONAL }
 bool AuthorityKeyId2::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return seq.ReadOptional(ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
+    return seq.ReadOptional(ContextTag(0), [&] { return ReadOctets(seq, &out->KeyId, ContextTag(0)); }) &&
            seq.ReadOptional(ContextTag(1, true),
                     [&] { return ReadGeneralNames(seq, &out->AuthorityCertIssuer, ContextTag(1, true)); }) &&
            seq.ReadOptional(ContextTag(2),
-                    [&] { return ReadIntegerBlob(seq, &out->AuthorityCertSerialNumber, ContextTag(2)); });
+                    [&] { return ReadLittleEndianInteger(seq, &out->AuthorityCertSerialNumber, ContextTag(2)); });
   });
 }
 
 bool SubjectKeyId::Decode(Bytes der, Decoded* out) {
   Reader in(der);
-  return ReadDataBlob(in, out) && in.Empty();
+  return ReadOctets(in, out) && in.Empty();
 }
 
 bool BasicConstraints2::Decode(Bytes der, Decoded* out) {
@@ -202,15 +203,15 @@ bool PolicyQualifierUserNotice::Decode(Bytes der, Decoded* out) {
 
 bool KeyUsage::Decode(Bytes der, Decoded* out) {
   Reader in(der);
-  return ReadBitBlob(in, out) && in.Empty();
+  return ReadBitStringBytes(in, out) && in.Empty();
 }
 
 bool Bits::Decode(Bytes der, Decoded* out) { return KeyUsage::Decode(der, out); }
 
 bool KeyAttributes::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return seq.ReadOptional(kOctetString, [&] { return ReadDataBlob(seq, &out->KeyId); }) &&
-           seq.ReadOptional(kBitString, [&] { return ReadBitBlob(seq, &out->IntendedKeyUsage); }) &&
+    return seq.ReadOptional(kOctetString, [&] { return ReadOctets(seq, &out->KeyId); }) &&
+           seq.ReadOptional(kBitString, [&] { return ReadBitStringBytes(seq, &out->IntendedKeyUsage); }) &&
            seq.ReadOptional(kSequence,
                     [&] { return ReadPrivateKeyValidity(seq, &out->pPrivateKeyUsagePeriod.emplace()); });
   });
@@ -225,7 +226,7 @@ bool KeyUsageRestriction::Decode(Bytes der, Decoded* out) {
                                return ReadCertPolicyId(r, &out->rgCertPolicyId.emplace_back());
                              });
                     }) &&
-           seq.ReadOptional(kBitString, [&] { return ReadBitBlob(seq, &out->RestrictedKeyUsage); });
+           seq.ReadOptional(kBitString, [&] { return ReadBitStringBytes(seq, &out->RestrictedKeyUsage); });
   });
 }
 
@@ -284,7 +285,7 @@ bool ChoiceOfTime::Decode(Bytes der, Decoded* out) {
 
 bool SequenceOfAny::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(seq, [&](Reader& r) { return ReadObjidBlob(r, &out->rgValue.emplace_back()); });
+    return ReadEach(seq, [&](Reader& r) { return ReadElementBytes(r, &out->rgValue.emplace_back()); });
   });
 }
 
@@ -292,7 +293,7 @@ bool PkcsAttribute::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader values;
     return ReadOidText(seq, &out->pszObjId) && seq.Read(kSet, &values) &&
-           ReadEach(values, [&](Reader& r) { return ReadObjidBlob(r, &out->rgValue.emplace_back()); });
+           ReadEach(values, [&](Reader& r) { return ReadElementBytes(r, &out->rgValue.emplace_back()); });
   });
 }
 

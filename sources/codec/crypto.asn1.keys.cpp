@@ -13,7 +13,7 @@ bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifie
          (seq.Empty() || seq.ReadAnyElement(&tag, &out->parameters)) && seq.Empty();
 }
 
-bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out) {
+bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifier* out) {
   Asn1::AlgorithmIdentifierView view;
   if (!ReadAlgorithmIdentifier(in, &view)) return false;
   out->pszObjId = std::move(view.oid);
@@ -50,7 +50,7 @@ namespace {
 
 ByteArray Copy(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
 
-void WriteAlgorithmIdentifier(Der::Writer& w, const CRYPT_ALGORITHM_IDENTIFIER& in) {
+void WriteAlgorithmIdentifier(Der::Writer& w, const Asn1::AlgorithmIdentifier& in) {
   Asn1Write::WriteAlgorithmIdentifier(w, in.pszObjId, in.Parameters);
 }
 
@@ -89,7 +89,7 @@ bool X509PublicKeyInfo::Encode(const Decoded& in, ByteArray* der) {
   return w.Finish(der);
 }
 
-bool PrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
+bool PkcsPrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
   Der::Reader seq;
   Der::Bytes privateKey;
   std::uint64_t version = 0;
@@ -107,7 +107,7 @@ bool PrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
   return true;
 }
 
-bool PrivateKeyInfo::Encode(const Decoded& in, ByteArray* der) {
+bool PkcsPrivateKeyInfo::Encode(const Decoded& in, ByteArray* der) {
   Der::Writer w;
   w.Nest(Der::kSequence, [&] {
     w.AddUint64(in.Version);

@@ -178,7 +178,7 @@ class Reader {
   // and its result is returned. Otherwise (the cursor is empty, or the next tag differs) nothing
   // is read and the answer is true. A malformed element that starts with the field's tag is the
   // field, so `read` fails on it rather than the field being taken for absent:
-  //   seq.ReadOptional(Der::ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, Der::ContextTag(0)); })
+  //   seq.ReadOptional(Der::ContextTag(0), [&] { return ReadOctets(seq, &out->KeyId, Der::ContextTag(0)); })
   // (An ANY OPTIONAL last in its SEQUENCE has no tag to go by: it is there when anything is left.)
   template <class Read>
   bool ReadOptional(Tag tag, Read&& read) {
