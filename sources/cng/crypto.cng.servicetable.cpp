@@ -1,4 +1,4 @@
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 
 #include <array>
 #include <string_view>
