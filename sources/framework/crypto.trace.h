@@ -15,9 +15,10 @@
 // Only CCryptoException pointers leave Run: whatever else a caller's object or the support
 // library throws as an IException pointer is wrapped on the way out.
 //
-// Catching is done here and nowhere else: Wrap and WrapAs wrap what a step throws, Translate
-// replaces it with a failure of the caller's own, Recover answers with a fallback instead, and
-// Catch hands it to a handler of the caller's for anything else. Every trace line of the library
+// What the library does with an exception it catches is done here and nowhere else: Wrap and
+// WrapAs wrap what a step throws, Translate replaces it with a failure of the caller's own,
+// Recover answers with a fallback instead, and Catch hands it to a handler of the caller's for
+// anything else. (Code that only restores its state and rethrows needs none of them.) Every trace line of the library
 // is written here too (TraceLine): engines do not call nqlogLog themselves.
 #pragma once
 
