@@ -8,7 +8,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGMessageDigestTrace = ZT_ENGINE_TRACE(CCNGMessageDigest);
+inline constexpr ClassTrace kCCNGMessageDigestTrace = ZT_CLASS_TRACE(CCNGMessageDigest);
 
 class CCNGMessageDigest final : public AlgorithmEngine<MessageDigest, kCCNGMessageDigestTrace> {
  public:

@@ -8,7 +8,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGPBKDF2KeyDerivationTrace = ZT_ENGINE_TRACE(CCNGPBKDF2KeyDerivation);
+inline constexpr ClassTrace kCCNGPBKDF2KeyDerivationTrace = ZT_CLASS_TRACE(CCNGPBKDF2KeyDerivation);
 
 class CCNGPBKDF2KeyDerivation final : public AlgorithmEngine<KeyDerivation, kCCNGPBKDF2KeyDerivationTrace> {
  public:

@@ -8,7 +8,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGKeyGeneratorTrace = ZT_ENGINE_TRACE(CCNGKeyGenerator);
+inline constexpr ClassTrace kCCNGKeyGeneratorTrace = ZT_CLASS_TRACE(CCNGKeyGenerator);
 
 class CCNGKeyGenerator final : public AlgorithmEngine<KeyGenerator, kCCNGKeyGeneratorTrace> {
  public:

@@ -8,7 +8,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGMACSHATrace = ZT_ENGINE_TRACE(CCNGMACSHA);
+inline constexpr ClassTrace kCCNGMACSHATrace = ZT_CLASS_TRACE(CCNGMACSHA);
 
 class CCNGMACSHA final : public AlgorithmEngine<MAC, kCCNGMACSHATrace> {
  public:

@@ -9,7 +9,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGFIPS186RandomGeneratorTrace = ZT_ENGINE_TRACE(CCNGFIPS186RandomGenerator);
+inline constexpr ClassTrace kCCNGFIPS186RandomGeneratorTrace = ZT_CLASS_TRACE(CCNGFIPS186RandomGenerator);
 
 class CCNGFIPS186RandomGenerator final : public AlgorithmEngine<RandomGenerator, kCCNGFIPS186RandomGeneratorTrace> {
  public:

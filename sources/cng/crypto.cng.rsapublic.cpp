@@ -7,7 +7,7 @@
 
 namespace ZT::Framework {
 
-ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info) {
+ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info) {
   ByteArray blob = DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData);
   m_nKeyLength = BlobHeader<BCRYPT_RSAKEY_BLOB>(blob).BitLength >> 3;
   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(m_provider.put(), BCRYPT_RSA_ALGORITHM, nullptr, 0),
@@ -33,7 +33,7 @@ void ImportedCngRsaKey::Encrypt(const FunctionTrace& fn, const ByteArray& input,
   out.resize(written);
 }
 
-ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info) {
+ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info) {
   const ByteArray blob = DecodeForPlatform<Structure::RsaCspPublicKeyBlob>(fn, info.PublicKey.pbData);
   m_nKeyLength = BlobHeader<RSAPUBKEY>(blob, sizeof(BLOBHEADER)).bitlen >> 3;
   CheckLastError(fn,

@@ -9,7 +9,7 @@
 // as plain text: a check that passes builds no string.
 #pragma once
 
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 #include "framework/crypto.trace.h"
 
 namespace ZT::Framework {
