@@ -17,7 +17,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 #include "fuzz_checks.h"
 #include "platform/testing.h"
 #include "zt/crypto.h"

@@ -1,6 +1,6 @@
 // libFuzzer target over X.500 names from DER: IX500Name::Create, then every query of the name.
 // Oracles:
-// - what decodes encodes again: the decoded CERT_NAME_INFO re-encodes to the input, or differs
+// - what decodes encodes again: the decoded Asn1::Name re-encodes to the input, or differs
 //   only in the order of the attributes of a multi-valued RDN (a DER SET OF is sorted on write,
 //   not checked on read), unless it holds a narrow string read beyond its type's set (reading is
 //   lenient there, writing strict);
@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.names.h"
 #include "common/crypto.x500text.h"
 #include "fuzz_checks.h"
 #include "zt/crypto.h"
@@ -25,8 +25,8 @@ using namespace ZT::Framework;
 using fuzzcheck::Require;
 using fuzzcheck::Succeeds;
 
-bool HasMultiValuedRdn(const CERT_NAME_INFO& info) {
-  for (const CERT_RDN& rdn : info.rgRDN)
+bool HasMultiValuedRdn(const Asn1::Name& info) {
+  for (const Asn1::Rdn& rdn : info.rgRDN)
     if (rdn.rgRDNAttr.size() > 1) return true;
   return false;
 }
@@ -34,31 +34,31 @@ bool HasMultiValuedRdn(const CERT_NAME_INFO& info) {
 // True when every attribute that does not encode on its own is a narrow string value: the only
 // values read more widely than they are written (a PrintableString with '*', an IA5String with
 // 8-bit octets). Wide strings, octets and other values must always encode again.
-bool OnlyLenientValuesFailToEncode(const CERT_NAME_INFO& info) {
-  for (const CERT_RDN& rdn : info.rgRDN)
-    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
-      CERT_NAME_INFO alone;
+bool OnlyLenientValuesFailToEncode(const Asn1::Name& info) {
+  for (const Asn1::Rdn& rdn : info.rgRDN)
+    for (const Asn1::AttributeTypeAndValue& attr : rdn.rgRDNAttr) {
+      Asn1::Name alone;
       alone.rgRDN.push_back({{attr}});
       ByteArray der;
       if (!Structure::X509Name::Encode(alone, &der) &&
-          (!IsStringValueType(attr.dwValueType) || IsWideValueType(attr.dwValueType)))
+          (!Asn1::IsStringValueType(attr.dwValueType) || Asn1::IsWideValueType(attr.dwValueType)))
         return false;
     }
   return true;
 }
 
 // True when reading the text form back would choose the same value type for every attribute.
-bool TextIsFaithful(const CERT_NAME_INFO& info) {
-  for (const CERT_RDN& rdn : info.rgRDN)
-    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
-      if (attr.dwValueType == CERT_RDN_OCTET_STRING) continue;
+bool TextIsFaithful(const Asn1::Name& info) {
+  for (const Asn1::Rdn& rdn : info.rgRDN)
+    for (const Asn1::AttributeTypeAndValue& attr : rdn.rgRDNAttr) {
+      if (attr.dwValueType == Asn1::kOctetStringValue) continue;
       const WString text = X500Text::RDNValueToString(attr.dwValueType, attr.Value);
       if (attr.dwValueType != X500Text::ValueTypeForText(attr.pszObjId, text)) return false;
     }
   return true;
 }
 
-void CheckTextRoundTrip(const IX500Name& name, const CERT_NAME_INFO& info, const ByteArray& reencoded) {
+void CheckTextRoundTrip(const IX500Name& name, const Asn1::Name& info, const ByteArray& reencoded) {
   const WString text = name.GetName(0);
   if (text.empty() || text.find(L'\0') != WString::npos) return;
   std::unique_ptr<IX500Name> reread;
@@ -85,7 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(!values.empty());
   }
 
-  CERT_NAME_INFO info;
+  Asn1::Name info;
   ByteArray reencoded;
   Require(Structure::X509Name::Decode(der, &info));
   // Encoding is strict: only a value read beyond its type's set keeps the name from encoding.

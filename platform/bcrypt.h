@@ -17,11 +17,9 @@
 
 #include "platform/wintypes.h"
 
-#if defined(_WIN32)
-
-#include <bcrypt.h>
-// <windows.h> defines only some NTSTATUS codes; the others live in <ntstatus.h>, which clashes
-// with <windows.h> unless included in a special order. The ones the engines test are here.
+// Status codes the primitives return, with their published values. <windows.h> defines only some
+// of them (the others live in <ntstatus.h>, which clashes with <windows.h> unless included in a
+// special order): each is defined here unless it already is.
 #ifndef STATUS_SUCCESS
 #define STATUS_SUCCESS ((NTSTATUS)0x00000000L)
 #endif
@@ -65,26 +63,14 @@
 #define STATUS_AUTH_TAG_MISMATCH ((NTSTATUS)0xC000A002L)
 #endif
 
+#if defined(_WIN32)
+
+#include <bcrypt.h>
+
 #else
 
 #define NT_SUCCESS(Status) (((NTSTATUS)(Status)) >= 0)
 #define BCRYPT_SUCCESS(Status) (((NTSTATUS)(Status)) >= 0)
-
-// Status codes the primitives return.
-#define STATUS_SUCCESS ((NTSTATUS)0x00000000L)
-#define STATUS_UNSUCCESSFUL ((NTSTATUS)0xC0000001L)
-#define STATUS_NOT_IMPLEMENTED ((NTSTATUS)0xC0000002L)
-#define STATUS_INVALID_HANDLE ((NTSTATUS)0xC0000008L)
-#define STATUS_INVALID_PARAMETER ((NTSTATUS)0xC000000DL)
-#define STATUS_NO_MEMORY ((NTSTATUS)0xC0000017L)
-#define STATUS_BUFFER_TOO_SMALL ((NTSTATUS)0xC0000023L)
-#define STATUS_DATA_ERROR ((NTSTATUS)0xC000003EL)
-#define STATUS_NOT_SUPPORTED ((NTSTATUS)0xC00000BBL)
-#define STATUS_INTERNAL_ERROR ((NTSTATUS)0xC00000E5L)
-#define STATUS_INVALID_BUFFER_SIZE ((NTSTATUS)0xC0000206L)
-#define STATUS_NOT_FOUND ((NTSTATUS)0xC0000225L)
-#define STATUS_INVALID_SIGNATURE ((NTSTATUS)0xC000A000L)
-#define STATUS_AUTH_TAG_MISMATCH ((NTSTATUS)0xC000A002L)
 
 typedef PVOID BCRYPT_HANDLE;
 typedef PVOID BCRYPT_ALG_HANDLE;

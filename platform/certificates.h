@@ -4,8 +4,9 @@
 //
 // The structures are the published C structures, in the global namespace: blobs are a count and
 // a pointer, integers in a CRYPT_INTEGER_BLOB stand least significant byte first, times are
-// FILETIMEs. (sources/codec/crypto.asn1.types.h has owning C++ forms of some of them, with
-// the same names, inside ZT::Framework: there, write these with "::".)
+// FILETIMEs. Every constant and structure of the certificate services that the library names is
+// declared here and nowhere else; the library's own decoded forms (sources/codec, namespace
+// ZT::Framework::Asn1) have names of their own.
 //
 // Conventions: functions return TRUE or FALSE (or a pointer, null on failure); the reason for a
 // failure is in GetLastError.
@@ -27,10 +28,11 @@ typedef void* HCERTCHAINENGINE;
 typedef ULONG_PTR HCRYPTPROV_LEGACY;
 
 // Encoding types.
-#ifndef X509_ASN_ENCODING
 #define X509_ASN_ENCODING 0x00000001
-#endif
 #define PKCS_7_ASN_ENCODING 0x00010000
+
+// Object identifiers.
+#define szOID_RSA_RSA "1.2.840.113549.1.1.1"
 
 // Certificate context properties.
 #define CERT_MD5_HASH_PROP_ID 4
@@ -42,10 +44,59 @@ typedef ULONG_PTR HCRYPTPROV_LEGACY;
 #define CERT_V2 1
 #define CERT_V3 2
 
+// CERT_RDN_ATTR::dwValueType and CERT_NAME_VALUE::dwValueType.
+#define CERT_RDN_ANY_TYPE 0
+#define CERT_RDN_ENCODED_BLOB 1
+#define CERT_RDN_OCTET_STRING 2
+#define CERT_RDN_NUMERIC_STRING 3
+#define CERT_RDN_PRINTABLE_STRING 4
+#define CERT_RDN_TELETEX_STRING 5
+#define CERT_RDN_T61_STRING 5
+#define CERT_RDN_VIDEOTEX_STRING 6
+#define CERT_RDN_IA5_STRING 7
+#define CERT_RDN_GRAPHIC_STRING 8
+#define CERT_RDN_VISIBLE_STRING 9
+#define CERT_RDN_ISO646_STRING 9
+#define CERT_RDN_GENERAL_STRING 10
+#define CERT_RDN_UNIVERSAL_STRING 11
+#define CERT_RDN_INT4_STRING 11
+#define CERT_RDN_BMP_STRING 12
+#define CERT_RDN_UNICODE_STRING 12
+#define CERT_RDN_UTF8_STRING 13
+
+// CERT_ALT_NAME_ENTRY::dwAltNameChoice: the GeneralName CHOICE's tag number plus one.
+#define CERT_ALT_NAME_OTHER_NAME 1
+#define CERT_ALT_NAME_RFC822_NAME 2
+#define CERT_ALT_NAME_DNS_NAME 3
+#define CERT_ALT_NAME_X400_ADDRESS 4
+#define CERT_ALT_NAME_DIRECTORY_NAME 5
+#define CERT_ALT_NAME_EDI_PARTY_NAME 6
+#define CERT_ALT_NAME_URL 7
+#define CERT_ALT_NAME_IP_ADDRESS 8
+#define CERT_ALT_NAME_REGISTERED_ID 9
+
+// CRL_DIST_POINT_NAME::dwDistPointNameChoice.
+#define CRL_DIST_POINT_NO_NAME 0
+#define CRL_DIST_POINT_FULL_NAME 1
+#define CRL_DIST_POINT_ISSUER_RDN_NAME 2
+
+// String types and options of the X.500 text form (CertNameToStrW, CertStrToNameW).
+#define CERT_SIMPLE_NAME_STR 1
+#define CERT_OID_NAME_STR 2
+#define CERT_X500_NAME_STR 3
+#define CERT_NAME_STR_SEMICOLON_FLAG 0x40000000
+#define CERT_NAME_STR_NO_PLUS_FLAG 0x20000000
+#define CERT_NAME_STR_NO_QUOTING_FLAG 0x10000000
+#define CERT_NAME_STR_CRLF_FLAG 0x08000000
+#define CERT_NAME_STR_COMMA_FLAG 0x04000000
+#define CERT_NAME_STR_REVERSE_FLAG 0x02000000
+
 // Error codes (GetLastError).
-#ifndef CRYPT_E_ASN1_CORRUPT
 #define CRYPT_E_ASN1_CORRUPT ((HRESULT)0x80093103L)
-#endif
+#define CRYPT_E_INVALID_NUMERIC_STRING ((HRESULT)0x80092020L)
+#define CRYPT_E_INVALID_PRINTABLE_STRING ((HRESULT)0x80092021L)
+#define CRYPT_E_INVALID_IA5_STRING ((HRESULT)0x80092022L)
+#define CRYPT_E_INVALID_X500_STRING ((HRESULT)0x80092023L)
 #define CRYPT_E_ASN1_EOD ((HRESULT)0x80093102L)
 #define CRYPT_E_ASN1_BADTAG ((HRESULT)0x8009310BL)
 #define CRYPT_E_NOT_FOUND ((HRESULT)0x80092004L)

@@ -352,7 +352,7 @@ std::unique_ptr<IAlgorithm> RsaAlgorithm() {
 IRSAPublicKey* IRSAPublicKey::Create(const ByteArray& baModulus, const ByteArray& baPublicExponent) {
   const FunctionTrace fn(L"IRSAPublicKey::Create");
   return fn.Run([&] {
-    RsaPublicKeyNumbers numbers{KeyNumber(fn, baModulus, L"baModulus"),
+    Asn1::RsaPublicKeyNumbers numbers{KeyNumber(fn, baModulus, L"baModulus"),
                                 KeyNumber(fn, baPublicExponent, L"baPublicExponent")};
     return fn.Wrap(L"new CCNGRSAPublicKey() failed",
                    [&] { return new CCNGRSAPublicKey(RsaAlgorithm(), std::move(numbers)); });
@@ -365,7 +365,7 @@ IRSAPrivateCRTKey* IRSAPrivateCRTKey::Create(const ByteArray& baModulus, const B
                                              const ByteArray& baPrimeExponentQ, const ByteArray& baCrtCoefficient) {
   const FunctionTrace fn(L"IRSAPrivateCRTKey::Create");
   return fn.Run([&] {
-    RsaPrivateKeyNumbers numbers{KeyNumber(fn, baModulus, L"baModulus"),
+    Asn1::RsaPrivateKeyNumbers numbers{KeyNumber(fn, baModulus, L"baModulus"),
                                  KeyNumber(fn, baPublicExponent, L"baPublicExponent"),
                                  KeyNumber(fn, baPrivateExponent, L"baPrivateExponent"),
                                  KeyNumber(fn, baPrimeP, L"baPrimeP"),

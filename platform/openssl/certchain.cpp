@@ -7,7 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.extensions.h"
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/certcontext.h"
 #include "platform/openssl/revocation.h"
@@ -118,7 +118,7 @@ DWORD CheckBasicConstraints(PCCERT_CONTEXT issuer, std::size_t depth) {
   const CERT_INFO& info = *issuer->pCertInfo;
   const PCERT_EXTENSION extension = CertFindExtension(kBasicConstraintsOid, info.cExtension, info.rgExtension);
   if (extension == nullptr) return 0;
-  ZT::Framework::CERT_BASIC_CONSTRAINTS2_INFO constraints;
+  ZT::Framework::Asn1::BasicConstraints constraints;
   if (!ZT::Framework::Structure::BasicConstraints2::Decode(BlobBytes(extension->Value), &constraints))
     return CERT_TRUST_INVALID_EXTENSION | CERT_TRUST_INVALID_BASIC_CONSTRAINTS;
   if (!constraints.fCA || (constraints.fPathLenConstraint && depth - 1 > constraints.dwPathLenConstraint))
@@ -165,7 +165,8 @@ CERT_TRUST_STATUS CheckElement(const Chain& chain, std::size_t index, FILETIME t
   if (index > 0) status.dwErrorStatus |= CheckBasicConstraints(certificate, index);
   status.dwErrorStatus |= CheckCriticalExtensions(certificate);
   if (RevocationAsked(flags, index, chain)) {
-    const RevocationOutcome outcome = CheckRevocation(certificate, issuer, Ticks(time), store, retrieval);
+    const RevocationOutcome outcome =
+        CheckRevocation(certificate, issuer, ZT::Framework::FileTimeTicks(time), store, retrieval);
     status.dwErrorStatus |= outcome.errorStatus;
     (*revocation)->dwRevocationResult = static_cast<DWORD>(outcome.result);
   } else {

@@ -13,10 +13,13 @@
 #include <type_traits>
 #include <vector>
 
+#include "codec/crypto.asn1.certificate.h"
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/library.h"
 
 using namespace ZT::Platform;
+namespace Asn1 = ZT::Framework::Asn1;
+namespace Asn1Read = ZT::Framework::Asn1Read;
 namespace Der = ZT::Framework::Der;
 
 namespace {
@@ -55,134 +58,50 @@ void SetBits(CRYPT_BIT_BLOB* blob, const Der::BitString& bits) {
 }
 
 // A validity time; before 1601 its ticks are negative (see CertCreateCertificateContext).
-bool ReadFileTime(Der::Reader& in, FILETIME* out) {
-  Der::CalendarTime time;
-  if (!in.ReadTime(&time)) return false;
+void SetFileTime(FILETIME* out, const Der::CalendarTime& time) {
   const auto ticks = static_cast<std::uint64_t>(Der::SignedFileTimeTicks(time));
   out->dwLowDateTime = static_cast<DWORD>(ticks);
   out->dwHighDateTime = static_cast<DWORD>(ticks >> 32);
-  return true;
 }
 
-// The steps of TBSCertificate (RFC 5280 4.1), each filling its members of CERT_INFO.
-class TbsReader {
- public:
-  explicit TbsReader(CertContextBlock* block) : m_block(block), m_info(&block->info) {}
-
-  bool Read(Der::Bytes tbs) {
-    Der::Reader seq;
-    return Der::ReadWhole(tbs, Der::kSequence, &seq) && ReadVersion(seq) && ReadSerialNumber(seq) &&
-           ReadAlgorithmIdentifier(seq, &m_block->signatureAlgorithm, &m_signatureParameters) &&
-           ReadName(seq, &m_info->Issuer) && ReadValidity(seq) && ReadName(seq, &m_info->Subject) &&
-           ReadPublicKeyInfo(seq) && ReadUniqueId(seq, 1, &m_info->IssuerUniqueId) &&
-           ReadUniqueId(seq, 2, &m_info->SubjectUniqueId) && ReadExtensions(seq) && seq.Empty() && Finish();
+// CERT_INFO from the TBSCertificate `tbs` (read by the codec's reader of it) and its extensions;
+// the members point into the block, whose buffers are complete once everything is read.
+bool ReadCertInfo(Der::Bytes tbs, CertContextBlock* block) {
+  Asn1::TbsCertificateView view;
+  if (!Asn1Read::ReadTbsCertificate(tbs, &view)) return false;
+  for (Der::Reader list = view.extensions; !list.Empty();) {
+    Asn1::ExtensionView read;
+    if (!Asn1Read::ReadExtension(list, &read)) return false;
+    block->extensionOids.push_back(std::move(read.oid));
+    CERT_EXTENSION& extension = block->extensions.emplace_back();
+    extension.fCritical = read.critical ? TRUE : FALSE;
+    SetBlob(&extension.Value, read.value);
   }
 
- private:
-  // version [0] EXPLICIT INTEGER DEFAULT v1. An explicit v1, which DER leaves out, is met in the
-  // field and read.
-  bool ReadVersion(Der::Reader& seq) {
-    Der::Reader version;
-    bool present = false;
-    std::uint64_t value = CERT_V1;
-    if (!seq.ReadOptional(Der::ExplicitTag(0), &version, &present)) return false;
-    if (present && (!version.ReadUint64(&value) || !version.Empty() || value > 0xFFFFFFFFu)) return false;
-    m_info->dwVersion = static_cast<DWORD>(value);
-    return true;
-  }
-
-  bool ReadSerialNumber(Der::Reader& seq) {
-    Der::Bytes serial;
-    if (!seq.ReadInteger(&serial)) return false;
-    m_block->serialNumber.assign(serial.rbegin(), serial.rend());
-    return true;
-  }
-
-  // Name: kept as its whole DER element; its RDNs are read by whoever reads the name.
-  static bool ReadName(Der::Reader& seq, CERT_NAME_BLOB* name) {
-    Der::Bytes element;
-    if (!seq.ReadElement(Der::kSequence, &element)) return false;
-    SetBlob(name, element);
-    return true;
-  }
-
-  bool ReadValidity(Der::Reader& seq) {
-    Der::Reader validity;
-    return seq.Read(Der::kSequence, &validity) && ReadFileTime(validity, &m_info->NotBefore) &&
-           ReadFileTime(validity, &m_info->NotAfter) && validity.Empty();
-  }
-
-  // SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT STRING }
-  bool ReadPublicKeyInfo(Der::Reader& seq) {
-    Der::Reader spki;
-    Der::BitString key;
-    if (!seq.Read(Der::kSequence, &spki) ||
-        !ReadAlgorithmIdentifier(spki, &m_block->publicKeyAlgorithm, &m_publicKeyParameters) ||
-        !spki.ReadBitString(&key) || !spki.Empty())
-      return false;
-    SetBits(&m_info->SubjectPublicKeyInfo.PublicKey, key);
-    return true;
-  }
-
-  // issuerUniqueID [1] IMPLICIT BIT STRING OPTIONAL, subjectUniqueID [2] likewise.
-  static bool ReadUniqueId(Der::Reader& seq, std::uint32_t tag, CRYPT_BIT_BLOB* id) {
-    if (!seq.Peek(Der::ContextTag(tag))) return true;
-    Der::BitString bits;
-    if (!seq.ReadBitString(&bits, Der::ContextTag(tag))) return false;
-    SetBits(id, bits);
-    return true;
-  }
-
-  // extensions [3] EXPLICIT SEQUENCE OF Extension
-  bool ReadExtensions(Der::Reader& seq) {
-    Der::Reader outer, list;
-    bool present = false;
-    if (!seq.ReadOptional(Der::ExplicitTag(3), &outer, &present)) return false;
-    if (!present) return true;
-    if (!outer.Read(Der::kSequence, &list) || !outer.Empty()) return false;
-    while (!list.Empty())
-      if (!ReadExtension(list)) return false;
-    return true;
-  }
-
-  // Extension ::= SEQUENCE { extnID OID, critical BOOLEAN DEFAULT FALSE, extnValue OCTET STRING }
-  // An explicit FALSE, which DER leaves out, is read as FALSE.
-  bool ReadExtension(Der::Reader& list) {
-    Der::Reader seq;
-    Der::Bytes oid, value;
-    std::string text;
-    bool critical = false;
-    if (!list.Read(Der::kSequence, &seq) || !seq.ReadOid(&oid) || !Der::OidToText(oid, &text)) return false;
-    if (seq.Peek(Der::kBoolean) && !seq.ReadBoolean(&critical)) return false;
-    if (!seq.ReadOctetString(&value) || !seq.Empty()) return false;
-    m_block->extensionOids.push_back(std::move(text));
-    CERT_EXTENSION extension{};
-    extension.fCritical = critical ? TRUE : FALSE;
-    SetBlob(&extension.Value, value);
-    m_block->extensions.push_back(extension);
-    return true;
-  }
-
-  // Points the members at their text and buffers, which are complete now.
-  bool Finish() {
-    m_info->SerialNumber.cbData = static_cast<DWORD>(m_block->serialNumber.size());
-    m_info->SerialNumber.pbData = m_block->serialNumber.data();
-    m_info->SignatureAlgorithm.pszObjId = m_block->signatureAlgorithm.data();
-    SetBlob(&m_info->SignatureAlgorithm.Parameters, m_signatureParameters);
-    m_info->SubjectPublicKeyInfo.Algorithm.pszObjId = m_block->publicKeyAlgorithm.data();
-    SetBlob(&m_info->SubjectPublicKeyInfo.Algorithm.Parameters, m_publicKeyParameters);
-    for (std::size_t i = 0; i < m_block->extensions.size(); ++i)
-      m_block->extensions[i].pszObjId = m_block->extensionOids[i].data();
-    m_info->cExtension = static_cast<DWORD>(m_block->extensions.size());
-    m_info->rgExtension = m_block->extensions.empty() ? nullptr : m_block->extensions.data();
-    return true;
-  }
-
-  CertContextBlock* m_block;
-  CERT_INFO* m_info;
-  Der::Bytes m_signatureParameters;
-  Der::Bytes m_publicKeyParameters;
-};
+  CERT_INFO& info = block->info;
+  info.dwVersion = static_cast<DWORD>(view.version);
+  block->serialNumber.assign(view.serialNumber.rbegin(), view.serialNumber.rend());
+  info.SerialNumber.cbData = static_cast<DWORD>(block->serialNumber.size());
+  info.SerialNumber.pbData = block->serialNumber.data();
+  block->signatureAlgorithm = std::move(view.signature.oid);
+  info.SignatureAlgorithm.pszObjId = block->signatureAlgorithm.data();
+  SetBlob(&info.SignatureAlgorithm.Parameters, view.signature.parameters);
+  SetBlob(&info.Issuer, view.issuer);
+  SetFileTime(&info.NotBefore, view.notBefore);
+  SetFileTime(&info.NotAfter, view.notAfter);
+  SetBlob(&info.Subject, view.subject);
+  block->publicKeyAlgorithm = std::move(view.publicKey.algorithm.oid);
+  info.SubjectPublicKeyInfo.Algorithm.pszObjId = block->publicKeyAlgorithm.data();
+  SetBlob(&info.SubjectPublicKeyInfo.Algorithm.Parameters, view.publicKey.algorithm.parameters);
+  SetBits(&info.SubjectPublicKeyInfo.PublicKey, view.publicKey.publicKey);
+  if (view.hasIssuerUniqueId) SetBits(&info.IssuerUniqueId, view.issuerUniqueId);
+  if (view.hasSubjectUniqueId) SetBits(&info.SubjectUniqueId, view.subjectUniqueId);
+  for (std::size_t i = 0; i < block->extensions.size(); ++i)
+    block->extensions[i].pszObjId = block->extensionOids[i].data();
+  info.cExtension = static_cast<DWORD>(block->extensions.size());
+  info.rgExtension = block->extensions.empty() ? nullptr : block->extensions.data();
+  return true;
+}
 
 bool Digest(const EVP_MD* md, Der::Bytes bytes, unsigned char* out) {
   return md != nullptr && EVP_Digest(bytes.data(), bytes.size(), out, nullptr, md, nullptr) == 1;
@@ -213,27 +132,6 @@ BOOL ReturnProperty(const unsigned char* value, DWORD size, void* pvData, DWORD*
 
 namespace ZT::Platform {
 
-bool ReadAlgorithmIdentifier(Der::Reader& in, std::string* oid, Der::Bytes* parameters) {
-  Der::Reader seq;
-  Der::Bytes oidBytes;
-  Der::Tag tag;
-  if (!in.Read(Der::kSequence, &seq) || !seq.ReadOid(&oidBytes) || !Der::OidToText(oidBytes, oid)) return false;
-  *parameters = {};
-  return (seq.Empty() || seq.ReadAnyElement(&tag, parameters)) && seq.Empty();
-}
-
-bool ReadSignedParts(Der::Bytes der, SignedParts* out) {
-  Der::Reader seq;
-  Der::Tag tag;
-  Der::BitString signature;
-  if (!Der::ReadWhole(der, Der::kSequence, &seq) || !seq.ReadAnyElement(&tag, &out->toBeSigned) ||
-      tag != Der::kSequence || !ReadAlgorithmIdentifier(seq, &out->algorithm, &out->parameters) ||
-      !seq.ReadBitString(&signature) || signature.unusedBits != 0 || !seq.Empty())
-    return false;
-  out->signature = signature.bytes;
-  return true;
-}
-
 const unsigned char* ContextSha1(PCCERT_CONTEXT context) { return BlockOf(context)->sha1; }
 
 bool SameName(const CERT_NAME_BLOB& a, const CERT_NAME_BLOB& b) {
@@ -247,9 +145,9 @@ PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCer
     auto block = std::make_unique<CertContextBlock>();
     block->encoded.assign(pbCertEncoded, pbCertEncoded + cbCertEncoded);
     const Der::Bytes encoded(block->encoded.data(), block->encoded.size());
-    SignedParts parts;
+    Asn1::SignedObjectView parts;
     if (encoded[0] != 0x30) return Fail(CRYPT_E_ASN1_BADTAG);
-    if (!ReadSignedParts(encoded, &parts) || !TbsReader(block.get()).Read(parts.toBeSigned))
+    if (!Asn1Read::ReadSignedObject(encoded, &parts) || !ReadCertInfo(parts.toBeSigned, block.get()))
       return Fail(CRYPT_E_ASN1_CORRUPT);
     if (!Digest(Library::Get().Digest(DigestId::SHA1), encoded, block->sha1)) return Fail(NTE_FAIL);
     block->context.dwCertEncodingType = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
@@ -325,7 +223,7 @@ LONG WINAPI CertVerifyTimeValidity(LPFILETIME pTimeToVerify, PCERT_INFO pCertInf
     GetSystemTimeAsFileTime(&now);
     pTimeToVerify = &now;
   }
-  const auto signedTicks = [](const FILETIME& t) { return static_cast<std::int64_t>(Ticks(t)); };
+  const auto signedTicks = [](const FILETIME& t) { return static_cast<std::int64_t>(ZT::Framework::FileTimeTicks(t)); };
   const std::int64_t time = signedTicks(*pTimeToVerify);
   if (time < signedTicks(pCertInfo->NotBefore)) return -1;
   if (time > signedTicks(pCertInfo->NotAfter)) return 1;

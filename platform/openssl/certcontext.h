@@ -1,5 +1,5 @@
 // Certificate contexts as the seam's certificate functions share them: owning references, views
-// of their blobs, and the outer signed structure that certificates and CRLs have in common.
+// of their blobs, and the signature check of the signed objects (certificates and CRLs).
 #pragma once
 
 #include <cstdint>
@@ -35,29 +35,8 @@ const unsigned char* ContextSha1(PCCERT_CONTEXT context);
 // True when both names have the same DER.
 bool SameName(const CERT_NAME_BLOB& a, const CERT_NAME_BLOB& b);
 
-// The FILETIME as one 64-bit count of ticks.
-inline std::uint64_t Ticks(const FILETIME& time) {
-  return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
-// The parts of a signed object:
-//   SEQUENCE { toBeSigned ANY, signatureAlgorithm AlgorithmIdentifier, signature BIT STRING }
-// `toBeSigned` is the whole element that the signature covers; `parameters` the parameters'
-// whole element (empty when absent). Fails closed on any DER error, on anything after the
-// object, and on a signature whose last byte has unused bits.
-struct SignedParts {
-  ZT::Framework::Der::Bytes toBeSigned;
-  std::string algorithm;
-  ZT::Framework::Der::Bytes parameters;
-  ZT::Framework::Der::Bytes signature;
-};
-bool ReadSignedParts(ZT::Framework::Der::Bytes der, SignedParts* out);
-
 // 0 when the signed object `der` (a certificate or a CRL) carries a valid signature of `key`,
 // else the error CryptVerifyCertificateSignature reports for it.
 DWORD VerifySignedObject(ZT::Framework::Der::Bytes der, const CERT_PUBLIC_KEY_INFO& key);
-
-// AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
-bool ReadAlgorithmIdentifier(ZT::Framework::Der::Reader& in, std::string* oid, ZT::Framework::Der::Bytes* parameters);
 
 }  // namespace ZT::Platform

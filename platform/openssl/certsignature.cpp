@@ -9,12 +9,15 @@
 
 #include <cstring>
 
-#include "codec/crypto.der.writer.h"
+#include "codec/crypto.asn1.certificate.h"
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/certcontext.h"
 #include "platform/openssl/library.h"
 
 using namespace ZT::Platform;
+namespace Asn1 = ZT::Framework::Asn1;
+namespace Asn1Read = ZT::Framework::Asn1Read;
+namespace Asn1Write = ZT::Framework::Asn1Write;
 namespace Der = ZT::Framework::Der;
 
 namespace {
@@ -68,22 +71,34 @@ const char* DigestNamed(const std::string& oid) {
 }
 
 // A hash AlgorithmIdentifier (parameters NULL or absent) as a digest name.
-bool ReadHashAlgorithm(Der::Reader& in, const char** digest) {
-  std::string oid;
-  Der::Bytes parameters;
-  if (!ReadAlgorithmIdentifier(in, &oid, &parameters)) return false;
-  *digest = DigestNamed(oid);
+bool IsHashAlgorithm(const Asn1::AlgorithmIdentifierView& algorithm, const char** digest) {
+  const Der::Bytes& parameters = algorithm.parameters;
+  *digest = DigestNamed(algorithm.oid);
   return *digest != nullptr &&
          (parameters.empty() || (parameters.size() == 2 && parameters[0] == 0x05 && parameters[1] == 0));
+}
+
+bool ReadHashAlgorithm(Der::Reader& in, const char** digest) {
+  Asn1::AlgorithmIdentifierView algorithm;
+  return Asn1Read::ReadAlgorithmIdentifier(in, &algorithm) && IsHashAlgorithm(algorithm, digest);
+}
+
+// MaskGenAlgorithm ::= AlgorithmIdentifier { mgf1, HashAlgorithm }
+bool ReadMaskGenAlgorithm(Der::Reader& in, const char** digest) {
+  Asn1::AlgorithmIdentifierView mgf;
+  if (!Asn1Read::ReadAlgorithmIdentifier(in, &mgf) || mgf.oid != kMgf1Oid) return false;
+  // The parameters stood inside the AlgorithmIdentifier's SEQUENCE.
+  Der::Reader hash(mgf.parameters, in.Depth() + 1);
+  return ReadHashAlgorithm(hash, digest) && hash.Empty();
 }
 
 // [n] EXPLICIT field of RSASSA-PSS-params, read by `read` when present.
 template <class Read>
 bool PssField(Der::Reader& seq, std::uint32_t n, Read&& read) {
-  Der::Reader field;
-  bool present = false;
-  if (!seq.ReadOptional(Der::ExplicitTag(n), &field, &present)) return false;
-  return !present || (read(field) && field.Empty());
+  return seq.ReadOptional(Der::ExplicitTag(n), [&] {
+    Der::Reader field;
+    return seq.Read(Der::ExplicitTag(n), &field) && read(field) && field.Empty();
+  });
 }
 
 // RSASSA-PSS-params ::= SEQUENCE {
@@ -97,14 +112,7 @@ bool ReadPssParameters(Der::Bytes parameters, SignatureScheme* scheme) {
   Der::Reader seq;
   const bool read = Der::ReadWhole(parameters, Der::kSequence, &seq) &&
                     PssField(seq, 0, [&](Der::Reader& r) { return ReadHashAlgorithm(r, &scheme->digest); }) &&
-                    PssField(seq, 1,
-                             [&](Der::Reader& r) {
-                               Der::Reader mgf;
-                               Der::Bytes oid;
-                               std::string text;
-                               return r.Read(Der::kSequence, &mgf) && mgf.ReadOid(&oid) && Der::OidToText(oid, &text) &&
-                                      text == kMgf1Oid && ReadHashAlgorithm(mgf, &scheme->mgf1Digest) && mgf.Empty();
-                             }) &&
+                    PssField(seq, 1, [&](Der::Reader& r) { return ReadMaskGenAlgorithm(r, &scheme->mgf1Digest); }) &&
                     PssField(seq, 2, [&](Der::Reader& r) { return r.ReadUint64(&salt) && salt <= 0xFFFF; }) &&
                     PssField(seq, 3, [&](Der::Reader& r) { return r.ReadUint64(&trailer) && trailer == 1; }) &&
                     seq.Empty();
@@ -112,10 +120,10 @@ bool ReadPssParameters(Der::Bytes parameters, SignatureScheme* scheme) {
   return read;
 }
 
-bool SchemeOf(const SignedParts& parts, SignatureScheme* scheme) {
-  if (parts.algorithm == kRsaPssOid) return ReadPssParameters(parts.parameters, scheme);
+bool SchemeOf(const Asn1::AlgorithmIdentifierView& algorithm, SignatureScheme* scheme) {
+  if (algorithm.oid == kRsaPssOid) return ReadPssParameters(algorithm.parameters, scheme);
   for (const SchemeRow& row : kSchemes)
-    if (parts.algorithm == row.oid) {
+    if (algorithm.oid == row.oid) {
       scheme->kind = row.kind;
       scheme->digest = row.digest;
       return true;
@@ -127,13 +135,8 @@ bool SchemeOf(const SignedParts& parts, SignatureScheme* scheme) {
 PkeyPtr PublicKeyOf(const CERT_PUBLIC_KEY_INFO& info) {
   if (info.Algorithm.pszObjId == nullptr) return nullptr;
   Der::Writer writer;
-  writer.Nest(Der::kSequence, [&] {
-    writer.Nest(Der::kSequence, [&] {
-      writer.AddOid(std::string_view(info.Algorithm.pszObjId));
-      if (info.Algorithm.Parameters.cbData != 0) writer.AddRaw(BlobBytes(info.Algorithm.Parameters));
-    });
-    writer.AddBitString({info.PublicKey.pbData, info.PublicKey.cbData}, info.PublicKey.cUnusedBits);
-  });
+  Asn1Write::WriteSubjectPublicKeyInfo(writer, info.Algorithm.pszObjId, BlobBytes(info.Algorithm.Parameters),
+                                       {{info.PublicKey.pbData, info.PublicKey.cbData}, info.PublicKey.cUnusedBits});
   ZT::Framework::ByteArray der;
   if (!writer.Finish(&der)) return nullptr;
   const unsigned char* p = der.data();
@@ -152,7 +155,7 @@ bool Suits(const SignatureScheme& scheme, EVP_PKEY* key) {
   return false;
 }
 
-bool Verify(const SignatureScheme& scheme, EVP_PKEY* key, const SignedParts& parts) {
+bool Verify(const SignatureScheme& scheme, EVP_PKEY* key, const Asn1::SignedObjectView& parts) {
   MdCtxPtr md(EVP_MD_CTX_new());
   EVP_PKEY_CTX* pctx = nullptr;  // owned by the digest context
   if (!md ||
@@ -171,10 +174,10 @@ bool Verify(const SignatureScheme& scheme, EVP_PKEY* key, const SignedParts& par
 namespace ZT::Platform {
 
 DWORD VerifySignedObject(Der::Bytes der, const CERT_PUBLIC_KEY_INFO& key) {
-  SignedParts parts;
-  if (!ReadSignedParts(der, &parts)) return static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
+  Asn1::SignedObjectView parts;
+  if (!Asn1Read::ReadSignedObject(der, &parts)) return static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
   SignatureScheme scheme;
-  if (!SchemeOf(parts, &scheme)) return static_cast<DWORD>(NTE_BAD_ALGID);
+  if (!SchemeOf(parts.signatureAlgorithm, &scheme)) return static_cast<DWORD>(NTE_BAD_ALGID);
   const PkeyPtr pkey = PublicKeyOf(key);
   DWORD status = 0;
   if (!pkey)

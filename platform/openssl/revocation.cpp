@@ -4,11 +4,12 @@
 
 #include "platform/openssl/revocation.h"
 
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.extensions.h"
 
 namespace ZT::Platform {
 namespace {
 
+namespace Asn1 = ZT::Framework::Asn1;
 namespace Der = ZT::Framework::Der;
 
 constexpr const char* kCrlDistributionPointsOid = "2.5.29.31";
@@ -41,12 +42,12 @@ std::vector<std::string> DistributionPointUrls(PCCERT_CONTEXT certificate, bool*
   const PCERT_EXTENSION extension = CertFindExtension(kCrlDistributionPointsOid, info.cExtension, info.rgExtension);
   *hasExtension = extension != nullptr;
   std::vector<std::string> urls;
-  ZT::Framework::CRL_DIST_POINTS_INFO points;
+  Asn1::CrlDistributionPoints points;
   if (extension == nullptr || !ZT::Framework::Structure::CrlDistPoints::Decode(BlobBytes(extension->Value), &points))
     return urls;
   for (const auto& point : points.rgDistPoint)
     for (const auto& entry : point.DistPointName.FullName.rgAltEntry)
-      if (entry.dwAltNameChoice == CERT_ALT_NAME_URL) urls.emplace_back(entry.pwszURL.begin(), entry.pwszURL.end());
+      if (entry.dwAltNameChoice == Asn1::kUriChoice) urls.emplace_back(entry.pwszURL.begin(), entry.pwszURL.end());
   return urls;
 }
 

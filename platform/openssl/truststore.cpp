@@ -15,11 +15,14 @@
 #include <set>
 #include <string>
 
+#include "codec/crypto.asn1.certificate.h"
 #include "platform/testing.h"
 
 namespace ZT::Platform {
 namespace {
 
+namespace Asn1 = ZT::Framework::Asn1;
+namespace Asn1Read = ZT::Framework::Asn1Read;
 namespace Der = ZT::Framework::Der;
 using DerList = std::vector<std::vector<unsigned char>>;
 
@@ -29,7 +32,9 @@ bool ReadTicks(Der::Reader& in, std::uint64_t* ticks) {
 }
 
 // Extensions ::= SEQUENCE OF Extension, stepped over: nothing in them changes what is listed.
-bool SkipExtensions(Der::Reader& in, Der::Tag tag) { return !in.Peek(tag) || in.Skip(tag); }
+bool SkipExtensions(Der::Reader& in, Der::Tag tag) {
+  return in.ReadOptional(tag, [&] { return in.Skip(tag); });
+}
 
 struct BioFree {
   void operator()(BIO* bio) const noexcept { BIO_free(bio); }
@@ -119,16 +124,16 @@ std::shared_ptr<const Crl> Crl::Parse(Der::Bytes der) {
 //                                              crlEntryExtensions Extensions OPTIONAL } OPTIONAL,
 //   crlExtensions [0] EXPLICIT Extensions OPTIONAL }
 bool Crl::Read() {
-  SignedParts parts;
+  Asn1::SignedObjectView parts;
+  Asn1::AlgorithmIdentifierView algorithm;
   Der::Reader tbs, revoked;
-  std::string algorithm;
-  Der::Bytes parameters;
   std::int64_t version = 0;
-  if (!ReadSignedParts(Encoded(), &parts) || !Der::ReadWhole(parts.toBeSigned, Der::kSequence, &tbs) ||
-      (tbs.Peek(Der::kInteger) && !tbs.ReadInt64(&version)) || !ReadAlgorithmIdentifier(tbs, &algorithm, &parameters) ||
-      !tbs.ReadElement(Der::kSequence, &m_issuer) || !ReadTicks(tbs, &m_thisUpdate))
+  if (!Asn1Read::ReadSignedObject(Encoded(), &parts) || !Der::ReadWhole(parts.toBeSigned, Der::kSequence, &tbs) ||
+      !tbs.ReadOptional(Der::kInteger, [&] { return tbs.ReadInt64(&version); }) ||
+      !Asn1Read::ReadAlgorithmIdentifier(tbs, &algorithm) || !tbs.ReadElement(Der::kSequence, &m_issuer) ||
+      !ReadTicks(tbs, &m_thisUpdate) ||
+      !tbs.ReadOptional({Der::kUtcTime, Der::kGeneralizedTime}, [&] { return ReadTicks(tbs, &m_nextUpdate); }))
     return false;
-  if ((tbs.Peek(Der::kUtcTime) || tbs.Peek(Der::kGeneralizedTime)) && !ReadTicks(tbs, &m_nextUpdate)) return false;
   bool present = false;
   if (!tbs.ReadOptional(Der::kSequence, &revoked, &present)) return false;
   while (!revoked.Empty()) {

@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/cipher.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGBaseCipherTrace = ZT_ENGINE_TRACE(CCNGBaseCipher);
+inline constexpr ClassTrace kCCNGBaseCipherTrace = ZT_CLASS_TRACE(CCNGBaseCipher);
 
 class CCNGBaseCipher : public AlgorithmEngine<ZT::Framework::Cipher, kCCNGBaseCipherTrace> {
  public:
@@ -87,7 +87,7 @@ WString ReadPadding(const FunctionTrace& fn, const ICryptoParserParameterMap* pP
 
 // A concrete engine: the base with its own construction and destruction lines
 // ("<C>::<C> : this=%#x", "<C>::<C>", likewise with "~<C>") around the base's.
-template <const EngineTrace& Names>
+template <const ClassTrace& Names>
 class CipherEngine : public CCNGBaseCipher {
  public:
   CipherEngine(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams)

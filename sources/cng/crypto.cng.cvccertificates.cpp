@@ -37,13 +37,11 @@ auto ArgumentLine(const wchar_t* name, const void* argument) {
 ICVCCertificate::~ICVCCertificate() = default;
 
 CCNGCVCCertificate::CCNGCVCCertificate() {
-  const FunctionTrace fn(L"CCNGCVCCertificate::CCNGCVCCertificate", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGCVCCertificate::CCNGCVCCertificate", this);
 }
 
 CCNGCVCCertificate::~CCNGCVCCertificate() {
-  const FunctionTrace fn(L"CCNGCVCCertificate::~CCNGCVCCertificate", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGCVCCertificate::~CCNGCVCCertificate", this);
 }
 
 ICertificate* CCNGCVCCertificate::Clone() const {

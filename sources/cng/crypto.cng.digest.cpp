@@ -27,7 +27,7 @@ const DigestRow* FindDigest(const WString& name) {
   return nullptr;
 }
 
-constexpr HashPassWords kDigestWords{L"BCryptOpenAlgorithmProvider failed", L"BCryptGetProperty(BCRYPT_OBJECT_LENGTH)",
+constexpr HashStepTexts kDigestTexts{L"BCryptOpenAlgorithmProvider failed", L"BCryptGetProperty(BCRYPT_OBJECT_LENGTH)",
                                      L"BCryptGetProperty(BCRYPT_OBJECT_LENGTH) failed"};
 
 }  // namespace
@@ -73,7 +73,7 @@ void CCNGMessageDigest::DigestWith(const ByteArray* pPending, ByteArray& baDiges
       const DigestRow* digest = FindDigest(name);
       if (digest == nullptr || digest->cngAlgorithm == nullptr)
         fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm", L"Unsupported algorithm: %s", name);
-      HashInOnePass(fn, digest->cngAlgorithm, nullptr, {m_baData, pPending}, baDigest, kDigestWords);
+      HashInOnePass(fn, digest->cngAlgorithm, nullptr, {m_baData, pPending}, baDigest, kDigestTexts);
     });
   });
 }

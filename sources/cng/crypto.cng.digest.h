@@ -3,12 +3,12 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/digest.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGMessageDigestTrace = ZT_ENGINE_TRACE(CCNGMessageDigest);
+inline constexpr ClassTrace kCCNGMessageDigestTrace = ZT_CLASS_TRACE(CCNGMessageDigest);
 
 class CCNGMessageDigest final : public AlgorithmEngine<MessageDigest, kCCNGMessageDigestTrace> {
  public:

@@ -13,7 +13,7 @@
 
 #include <utility>
 
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework {

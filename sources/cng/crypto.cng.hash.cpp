@@ -41,14 +41,14 @@ void HashData(const FunctionTrace& fn, BCRYPT_HASH_HANDLE hash, HashInput data) 
 }  // namespace
 
 void HashInOnePass(const FunctionTrace& fn, const wchar_t* algorithmId, const ByteArray* secret, HashInput data,
-                   ByteArray& out, const HashPassWords& words) {
+                   ByteArray& out, const HashStepTexts& texts) {
   const ULONG flags = secret != nullptr ? BCRYPT_ALG_HANDLE_HMAC_FLAG : 0;
   AlgorithmProvider provider;
   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(provider.put(), algorithmId, nullptr, flags),
-              L"BCryptOpenAlgorithmProvider", words.openFailed);
+              L"BCryptOpenAlgorithmProvider", texts.openFailed);
 
-  HashObject hash(UlongProperty(fn, provider.get(), BCRYPT_OBJECT_LENGTH, words.objectLengthCall,
-                                words.objectLengthFailed));
+  HashObject hash(UlongProperty(fn, provider.get(), BCRYPT_OBJECT_LENGTH, texts.objectLengthCall,
+                                texts.objectLengthFailed));
   PUCHAR key = secret != nullptr ? InputBytes(*secret) : nullptr;
   const ULONG keyLength = secret != nullptr ? InputLength(*secret) : 0;
   CheckStatus(fn,

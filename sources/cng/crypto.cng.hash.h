@@ -8,8 +8,8 @@
 
 namespace ZT::Framework {
 
-// The words of the steps that the digest and the HMAC engines report differently.
-struct HashPassWords {
+// The message texts of the hash steps that the digest and the HMAC engines word differently.
+struct HashStepTexts {
   const wchar_t* openFailed;  // message when BCryptOpenAlgorithmProvider fails
   const wchar_t* objectLengthCall;  // the call named by the level-1 line of ObjectLength
   const wchar_t* objectLengthFailed;  // message when reading ObjectLength fails
@@ -28,7 +28,7 @@ struct HashInput {
 // in object memory of that length, feed the data, read HashDigestLength, finish. A failed call
 // raises CRYPTO_INTERNAL_ERROR naming it; `out` is then unusable. The CNG table must be loaded.
 void HashInOnePass(const FunctionTrace& fn, const wchar_t* algorithmId, const ByteArray* secret, HashInput data,
-                   ByteArray& out, const HashPassWords& words);
+                   ByteArray& out, const HashStepTexts& texts);
 
 // Runs `step`, which hashes `buffer` followed by `pending`. Success consumes both: `buffer` is
 // wiped and emptied. When `step` throws, `pending` is appended to `buffer`, so that a failure

@@ -3,12 +3,12 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/keyderivation.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGPBKDF2KeyDerivationTrace = ZT_ENGINE_TRACE(CCNGPBKDF2KeyDerivation);
+inline constexpr ClassTrace kCCNGPBKDF2KeyDerivationTrace = ZT_CLASS_TRACE(CCNGPBKDF2KeyDerivation);
 
 class CCNGPBKDF2KeyDerivation final : public AlgorithmEngine<KeyDerivation, kCCNGPBKDF2KeyDerivationTrace> {
  public:

@@ -3,12 +3,12 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/keygenerator.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGKeyGeneratorTrace = ZT_ENGINE_TRACE(CCNGKeyGenerator);
+inline constexpr ClassTrace kCCNGKeyGeneratorTrace = ZT_CLASS_TRACE(CCNGKeyGenerator);
 
 class CCNGKeyGenerator final : public AlgorithmEngine<KeyGenerator, kCCNGKeyGeneratorTrace> {
  public:

@@ -17,7 +17,7 @@ constexpr HmacRow kHmacs[] = {
     {L"HMAC_SHA256", BCRYPT_SHA256_ALGORITHM},
 };
 
-constexpr HashPassWords kMacWords{L"BCryptOpenAlgorithmProvider failed!", L"BCryptGetProperty",
+constexpr HashStepTexts kMacTexts{L"BCryptOpenAlgorithmProvider failed!", L"BCryptGetProperty",
                                   L"BCryptGetProperty failed!"};
 
 // The callers of this engine know one MAC length; HMAC-SHA256 gives 32 bytes all the same.
@@ -74,7 +74,7 @@ void CCNGMACSHA::MacWith(const ByteArray* pPending, ByteArray& baMac) {
       const ByteArray baKey = m_pKey->GetEncoded();
 
       RequireCNG(fn);
-      HashInOnePass(fn, hmac->cngAlgorithm, &baKey, {m_baData, pPending}, baMac, kMacWords);
+      HashInOnePass(fn, hmac->cngAlgorithm, &baKey, {m_baData, pPending}, baMac, kMacTexts);
     });
     m_bInitialized = false;
   });

@@ -3,12 +3,12 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/mac.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGMACSHATrace = ZT_ENGINE_TRACE(CCNGMACSHA);
+inline constexpr ClassTrace kCCNGMACSHATrace = ZT_CLASS_TRACE(CCNGMACSHA);
 
 class CCNGMACSHA final : public AlgorithmEngine<MAC, kCCNGMACSHATrace> {
  public:

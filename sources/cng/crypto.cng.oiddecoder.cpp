@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "cng/crypto.cng.util.h"
-#include "common/crypto.trace.lines.h"
 #include "zt/oiddecoder.h"
 
 namespace ZT::Framework {
@@ -94,9 +93,9 @@ WString IOIDDecoder::OIDToString(const WString& sOID) {
     }
     fn.Data(L"sOID=%s", sOID);
     const OIDName* row = FindRow(sOID, &OIDName::oid);
-    if (row == nullptr) TraceOutcome(fn, L"OID not found: %s", sOID);
+    if (row == nullptr) fn.Outcome(L"OID not found: %s", sOID);
     const WString ret = row ? WString(row->name) : sOID;
-    TraceResult(fn, L"ret=(%s)", ret);
+    fn.Result(L"ret=(%s)", ret);
     return ret;
   });
 }
@@ -110,9 +109,9 @@ WString IOIDDecoder::StringToOID(const WString& sString) {
     }
     fn.Data(L"sString=%s", sString);
     const OIDName* row = FindRow(sString, &OIDName::name);
-    if (row == nullptr) TraceOutcome(fn, L"String not found: %s", sString);
+    if (row == nullptr) fn.Outcome(L"String not found: %s", sString);
     const WString ret = row ? WString(row->oid) : sString;
-    TraceResult(fn, L"ret=(%s)", ret);
+    fn.Result(L"ret=(%s)", ret);
     return ret;
   });
 }
@@ -132,7 +131,7 @@ WString IOIDDecoder::DecodeOID(const WString& sOID, const ByteArray& baEncodedDa
     const WString sDecoded = OIDRendering::IsDirectoryAttribute(sOID)
                                  ? CryptoUtil::DecodeX509String(sOID, baEncodedData)
                                  : OIDRendering::RenderExtension(fn, sOID, baEncodedData) + L"\r\n\r\n";
-    TraceResult(fn, L"sDecoded=%s", sDecoded);
+    fn.Result(L"sDecoded=%s", sDecoded);
     return sDecoded;
   });
 }

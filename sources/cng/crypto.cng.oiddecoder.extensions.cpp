@@ -91,7 +91,7 @@ typename Type::Decoded Decode(const FunctionTrace& fn, const ByteArray& bytes) {
 
 // A general name as the layouts show it: an other-name's value as an attribute value of its
 // type, any other kind's text value.
-WString GeneralNameText(const CERT_ALT_NAME_ENTRY& entry) {
+WString GeneralNameText(const Asn1::GeneralName& entry) {
   const std::unique_ptr<IGeneralName> name(CryptoUtil::GeneralNameFromAltNameEntry(&entry));
   if (name->GetNameType() == L"OtherName") return CryptoUtil::DecodeX509String(name->GetOID(), name->GetEncoded());
   return name->GetString();
@@ -104,10 +104,10 @@ WString Time(FileTimeTicksValue time) { return CryptoUtil::FileTimeToString(time
 using Layout = WString (*)(const FunctionTrace& fn, const WString& sOID, const ByteArray& value);
 
 WString AuthorityInfoAccessLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_AUTHORITY_INFO_ACCESS info = Decode<Structure::AuthorityInfoAccess>(fn, value);
+  const Asn1::AuthorityInfoAccessSyntax info = Decode<Structure::AuthorityInfoAccess>(fn, value);
   WString text;
   for (std::size_t i = 0; i < info.rgAccDescr.size(); ++i) {
-    const CERT_ACCESS_DESCRIPTION& description = info.rgAccDescr[i];
+    const Asn1::AccessDescription& description = info.rgAccDescr[i];
     text += kNewLine + Index(i + 1) + L"Authority Information Access:";
     text += kIndent5 + (L"Access Method=" + Friendly(description.pszAccessMethod)) + L" (" +
             Wide(description.pszAccessMethod) + L")";
@@ -118,7 +118,7 @@ WString AuthorityInfoAccessLayout(const FunctionTrace& fn, const WString&, const
 }
 
 WString AuthorityKeyIdLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_AUTHORITY_KEY_ID_INFO info = Decode<Structure::AuthorityKeyId>(fn, value);
+  const Asn1::SupersededAuthorityKeyId info = Decode<Structure::AuthorityKeyId>(fn, value);
   WString text;
   if (!info.KeyId.empty()) text += kNewLine + (L"KeyID=" + HexBytes(info.KeyId));
   if (!info.CertIssuer.empty()) {
@@ -132,11 +132,11 @@ WString AuthorityKeyIdLayout(const FunctionTrace& fn, const WString&, const Byte
 
 // The issuer's general names follow "Certificate Issuer:" and its line break one after the other.
 WString AuthorityKeyId2Layout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_AUTHORITY_KEY_ID2_INFO info = Decode<Structure::AuthorityKeyId2>(fn, value);
+  const Asn1::AuthorityKeyIdentifier info = Decode<Structure::AuthorityKeyId2>(fn, value);
   WString text;
   if (!info.KeyId.empty()) text += kNewLine + (L"KeyID=" + HexBytes(info.KeyId));
   text += L"\r\nCertificate Issuer:\r\n";
-  for (const CERT_ALT_NAME_ENTRY& entry : info.AuthorityCertIssuer.rgAltEntry) text += GeneralNameText(entry);
+  for (const Asn1::GeneralName& entry : info.AuthorityCertIssuer.rgAltEntry) text += GeneralNameText(entry);
   if (!info.AuthorityCertSerialNumber.empty())
     text += kNewLine + (L"Certificate SerialNumber= " + HexBytes(info.AuthorityCertSerialNumber));
   return text;
@@ -148,28 +148,28 @@ WString SubjectKeyIdLayout(const FunctionTrace& fn, const WString&, const ByteAr
 
 WString AlternativeNameLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
   WString text;
-  for (const CERT_ALT_NAME_ENTRY& entry : Decode<Structure::AlternateName>(fn, value).rgAltEntry)
+  for (const Asn1::GeneralName& entry : Decode<Structure::AlternateName>(fn, value).rgAltEntry)
     text += kNewLine + GeneralNameText(entry);
   return text;
 }
 
 // An end entity always reads "None", whatever limit is encoded.
 WString BasicConstraintsLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_BASIC_CONSTRAINTS2_INFO info = Decode<Structure::BasicConstraints2>(fn, value);
+  const Asn1::BasicConstraints info = Decode<Structure::BasicConstraints2>(fn, value);
   if (!info.fCA) return L"\r\nSubject Type=Final Entity\r\nPath Length Constraint=None";
   return L"\r\nSubject Type=CA\r\nPath Length Constraint=" +
          (info.fPathLenConstraint ? Decimal(info.dwPathLenConstraint) : WString(L"None"));
 }
 
 WString CertificatePoliciesLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_POLICIES_INFO info = Decode<Structure::CertPolicies>(fn, value);
+  const Asn1::CertificatePolicies info = Decode<Structure::CertPolicies>(fn, value);
   WString text;
   for (std::size_t i = 0; i < info.rgPolicyInfo.size(); ++i) {
-    const CERT_POLICY_INFO& policy = info.rgPolicyInfo[i];
+    const Asn1::PolicyInformation& policy = info.rgPolicyInfo[i];
     text += kNewLine + Index(i + 1) + L"Certificate Policy:";
     text += kIndent5 + (L"PolicyIdentifier=" + Wide(policy.pszPolicyIdentifier));
     for (std::size_t j = 0; j < policy.rgPolicyQualifier.size(); ++j) {
-      const CERT_POLICY_QUALIFIER_INFO& qualifier = policy.rgPolicyQualifier[j];
+      const Asn1::PolicyQualifierInfo& qualifier = policy.rgPolicyQualifier[j];
       text += kIndent5 + Index(i + 1, j + 1) + L"Policy Qualifier Info: ";
       text += kIndent10 + (L"Policy Qualifier Id=" + Friendly(qualifier.pszPolicyQualifierId));
       text += kIndent10 + WString(L"Qualifier:");
@@ -184,12 +184,12 @@ WString KeyUsageLayout(const FunctionTrace& fn, const WString&, const ByteArray&
 }
 
 WString KeyAttributesLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_KEY_ATTRIBUTES_INFO info = Decode<Structure::KeyAttributes>(fn, value);
+  const Asn1::KeyAttributesSyntax info = Decode<Structure::KeyAttributes>(fn, value);
   WString text = kNewLine + (L"KeyID=" + HexBytes(info.KeyId));
   text += kNewLine + (L"Intended Key Usage=" + CryptoUtil::GetKeyUsage(info.IntendedKeyUsage.pbData));
   // The period's lines are always written; an absent period reads as one whose bounds are both
   // absent, the zero FILETIME (1 January 1601).
-  const CERT_PRIVATE_KEY_VALIDITY period = info.pPrivateKeyUsagePeriod.value_or(CERT_PRIVATE_KEY_VALIDITY{});
+  const Asn1::PrivateKeyValidity period = info.pPrivateKeyUsagePeriod.value_or(Asn1::PrivateKeyValidity{});
   text += L"\r\nPrivate Key Usage Period:";
   text += kIndent5 + (L"Not Before=" + Time(period.NotBefore));
   text += kIndent5 + (L"Not After=" + Time(period.NotAfter));
@@ -198,24 +198,24 @@ WString KeyAttributesLayout(const FunctionTrace& fn, const WString&, const ByteA
 
 // Only a full name has general names to list; a name relative to the CRL issuer lists none.
 WString CrlDistributionPointsLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CRL_DIST_POINTS_INFO info = Decode<Structure::CrlDistPoints>(fn, value);
+  const Asn1::CrlDistributionPoints info = Decode<Structure::CrlDistPoints>(fn, value);
   WString text;
   for (std::size_t i = 0; i < info.rgDistPoint.size(); ++i) {
-    const CRL_DIST_POINT_NAME& name = info.rgDistPoint[i].DistPointName;
+    const Asn1::DistributionPointName& name = info.rgDistPoint[i].DistPointName;
     text += kNewLine + Index(i + 1) + L"CRL Distribution Point";
     text += kIndent5 + WString(L"Distribution Point Name: ");
     text += kIndent10 + WString(L"Fullname: ");
-    if (name.dwDistPointNameChoice != CRL_DIST_POINT_FULL_NAME) continue;
-    for (const CERT_ALT_NAME_ENTRY& entry : name.FullName.rgAltEntry) text += kIndent15 + GeneralNameText(entry);
+    if (name.dwDistPointNameChoice != Asn1::kFullName) continue;
+    for (const Asn1::GeneralName& entry : name.FullName.rgAltEntry) text += kIndent15 + GeneralNameText(entry);
   }
   return text;
 }
 
 // A restricted policy is a sequence of OIDs; each gets its own line.
 WString KeyUsageRestrictionLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_KEY_USAGE_RESTRICTION_INFO info = Decode<Structure::KeyUsageRestriction>(fn, value);
+  const Asn1::KeyUsageRestrictionSyntax info = Decode<Structure::KeyUsageRestriction>(fn, value);
   WString text = L"\r\nCertificate Policies Restrictions:";
-  for (const CERT_POLICY_ID& policy : info.rgCertPolicyId)
+  for (const Asn1::CertPolicyId& policy : info.rgCertPolicyId)
     for (const std::string& element : policy.rgpszCertPolicyElementId)
       text += kIndent5 + (L"Certificate Policy Restriction=" + Wide(element));
   text += kNewLine + (L"Key Usage Restriction=" + CryptoUtil::GetKeyUsage(info.RestrictedKeyUsage.pbData));
@@ -239,10 +239,10 @@ WString NaciStatusLayout(const FunctionTrace&, const WString&, const ByteArray& 
 }
 
 WString SMimeCapabilitiesLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CRYPT_SMIME_CAPABILITIES info = Decode<Structure::SMimeCapabilities>(fn, value);
+  const Asn1::SMimeCapabilityList info = Decode<Structure::SMimeCapabilities>(fn, value);
   WString text;
   for (std::size_t i = 0; i < info.rgCapability.size(); ++i) {
-    const CRYPT_SMIME_CAPABILITY& capability = info.rgCapability[i];
+    const Asn1::SMimeCapability& capability = info.rgCapability[i];
     text += kNewLine + Index(i + 1) + L"SMIME Capability";
     text += kIndent5 + (L"Object ID=" + Wide(capability.pszObjId));
     if (!capability.Parameters.empty()) text += kIndent5 + (L"Parameters=" + HexBytes(capability.Parameters));
@@ -251,7 +251,7 @@ WString SMimeCapabilitiesLayout(const FunctionTrace& fn, const WString&, const B
 }
 
 WString CertificateTemplateLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_TEMPLATE_EXT info = Decode<Structure::CertificateTemplate>(fn, value);
+  const Asn1::CertificateTemplateInfo info = Decode<Structure::CertificateTemplate>(fn, value);
   WString text = kNewLine + (L"Template=" + Friendly(info.pszObjId));
   text += kNewLine + (L"Major Version Number=" + Decimal(info.dwMajorVersion));
   if (info.fMinorVersion) text += kNewLine + (L"Minor Version Number=" + Decimal(info.dwMinorVersion));
@@ -259,13 +259,13 @@ WString CertificateTemplateLayout(const FunctionTrace& fn, const WString&, const
 }
 
 WString ApplicationPoliciesLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CERT_POLICIES_INFO info = Decode<Structure::CertPolicies>(fn, value);
+  const Asn1::CertificatePolicies info = Decode<Structure::CertPolicies>(fn, value);
   WString text;
   for (std::size_t i = 0; i < info.rgPolicyInfo.size(); ++i) {
-    const CERT_POLICY_INFO& policy = info.rgPolicyInfo[i];
+    const Asn1::PolicyInformation& policy = info.rgPolicyInfo[i];
     text += kNewLine + Index(i + 1) + L"Application Certificate Policy:";
     text += kIndent5 + (L"Policy Identifier=" + Friendly(policy.pszPolicyIdentifier));
-    for (const CERT_POLICY_QUALIFIER_INFO& qualifier : policy.rgPolicyQualifier) {
+    for (const Asn1::PolicyQualifierInfo& qualifier : policy.rgPolicyQualifier) {
       text += kIndent5 + WString(L"Policy Qualifier: ");
       text += kIndent10 + Wide(qualifier.pszPolicyQualifierId) + L"=" + HexBytes(qualifier.Qualifier);
     }
@@ -287,12 +287,12 @@ WString CAVersionLayout(const FunctionTrace& fn, const WString&, const ByteArray
 }
 
 WString SubjectDirectoryAttributesLayout(const FunctionTrace& fn, const WString&, const ByteArray& value) {
-  const CRYPT_SEQUENCE_OF_ANY attributes = Decode<Structure::SequenceOfAny>(fn, value);
+  const Asn1::ElementList attributes = Decode<Structure::SequenceOfAny>(fn, value);
   WString text;
   for (std::size_t i = 0; i < attributes.rgValue.size(); ++i) {
-    const CRYPT_ATTRIBUTE attribute = Decode<Structure::PkcsAttribute>(fn, attributes.rgValue[i]);
+    const Asn1::Attribute attribute = Decode<Structure::PkcsAttribute>(fn, attributes.rgValue[i]);
     text += kNewLine + Index(i + 1) + Friendly(attribute.pszObjId);
-    for (const CRYPT_OBJID_BLOB& attributeValue : attribute.rgValue)
+    for (const Asn1::EncodedElement& attributeValue : attribute.rgValue)
       text += kIndent5 + CryptoUtil::DecodeX509String(Wide(attribute.pszObjId), attributeValue);
   }
   return text;

@@ -40,6 +40,9 @@ class PlatformGenerator {
   CryptContext m_context;
 };
 
+// The one line of GenerateRandom that names the function with its namespace.
+constexpr const wchar_t* kQualifiedGenerateRandom = L"ZT::Framework::CCNGFIPS186RandomGenerator::GenerateRandom";
+
 // `length` bytes from rand_s: each byte is a draw r scaled to floor(r * 2^-32 * 255), so that
 // it lies in 0..254. The bytes only feed the platform generator as entropy.
 ByteArray RandSBytes(const FunctionTrace& fn, std::uint32_t length) {
@@ -47,9 +50,7 @@ ByteArray RandSBytes(const FunctionTrace& fn, std::uint32_t length) {
   for (unsigned char& byte : bytes) {
     unsigned int draw = 0;
     if (const errno_t error = rand_s(&draw); error != 0) {
-      // This one line names the function with its namespace.
-      nqlogLog(kTraceCategory, NQLOG_ERROR,
-               L"ZT::Framework::CCNGFIPS186RandomGenerator::GenerateRandom : Error 0x%x returned by rand_s", error);
+      TraceLine(kQualifiedGenerateRandom, NQLOG_ERROR, Separator::Colon, L"Error 0x%x returned by rand_s", error);
       fn.RaiseUnlogged(CRYPTO_INTERNAL_ERROR, L"Error returned by rand_s");
     }
     byte = static_cast<unsigned char>((static_cast<std::uint64_t>(draw) * 255) >> 32);
@@ -84,15 +85,9 @@ void CCNGFIPS186RandomGenerator::GenerateRandom(std::uint32_t nLength, ByteArray
   });
 }
 
-CCNGGUIDGenerator::CCNGGUIDGenerator() {
-  const FunctionTrace fn(L"CCNGGUIDGenerator::CCNGGUIDGenerator", this);
-  fn.Run([] {});
-}
+CCNGGUIDGenerator::CCNGGUIDGenerator() { TraceLifetime(L"CCNGGUIDGenerator::CCNGGUIDGenerator", this); }
 
-CCNGGUIDGenerator::~CCNGGUIDGenerator() {
-  const FunctionTrace fn(L"CCNGGUIDGenerator::~CCNGGUIDGenerator", this);
-  fn.Run([] {});
-}
+CCNGGUIDGenerator::~CCNGGUIDGenerator() { TraceLifetime(L"CCNGGUIDGenerator::~CCNGGUIDGenerator", this); }
 
 void CCNGGUIDGenerator::GenerateGUID(ByteArray& baGUID) {
   const FunctionTrace fn(L"CCNGGUIDGenerator::GenerateGUID", this);
@@ -100,8 +95,7 @@ void CCNGGUIDGenerator::GenerateGUID(ByteArray& baGUID) {
     GUID guid{};
     if (const HRESULT result = CoCreateGuid(&guid); FAILED(result)) {
       // The GUID lines have no blank before the colon, as the suite's readers know them.
-      nqlogLog(kTraceCategory, NQLOG_ERROR, L"CCNGGUIDGenerator::GenerateGUID: CoCreateGuid failed (0x%x)",
-               static_cast<ULONG>(result));
+      fn.Line(NQLOG_ERROR, Separator::Tight, L"CoCreateGuid failed (0x%x)", static_cast<ULONG>(result));
       fn.RaiseUnlogged(CRYPTO_INTERNAL_ERROR, L"CoCreateGuid Error");
     }
     baGUID.assign(sizeof(GUID), 0);
@@ -109,8 +103,7 @@ void CCNGGUIDGenerator::GenerateGUID(ByteArray& baGUID) {
     PutLittleEndian(baGUID, 4, guid.Data2, 2);
     PutLittleEndian(baGUID, 6, guid.Data3, 2);
     std::copy(std::begin(guid.Data4), std::end(guid.Data4), baGUID.begin() + 8);
-    nqlogLogBin(kTraceCategory, NQLOG_WARNING, baGUID.data(), static_cast<std::uint32_t>(baGUID.size()),
-                L"CCNGGUIDGenerator::GenerateGUID: Generated GUID:");
+    fn.Bytes(L"Generated GUID", baGUID, NQLOG_WARNING, Separator::Tight);
   });
 }
 

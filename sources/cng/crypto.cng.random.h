@@ -4,12 +4,12 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/random.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGFIPS186RandomGeneratorTrace = ZT_ENGINE_TRACE(CCNGFIPS186RandomGenerator);
+inline constexpr ClassTrace kCCNGFIPS186RandomGeneratorTrace = ZT_CLASS_TRACE(CCNGFIPS186RandomGenerator);
 
 class CCNGFIPS186RandomGenerator final : public AlgorithmEngine<RandomGenerator, kCCNGFIPS186RandomGeneratorTrace> {
  public:

@@ -47,7 +47,7 @@ ByteArray ReadLabel(const FunctionTrace& fn, const ICryptoParserParameterMap* pP
   return label;
 }
 
-void EncryptOnCng(const FunctionTrace& fn, const RsaPaddingRow& padding, const CERT_PUBLIC_KEY_INFO& info,
+void EncryptOnCng(const FunctionTrace& fn, const RsaPaddingRow& padding, const Asn1::SubjectPublicKeyInfo& info,
                   const ICryptoParserParameterMap* pParams, const ByteArray& input, ByteArray& out) {
   const ByteArray blob = DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData);
   RequireFits(fn, padding.name, input, ImportedCngRsaKey::KeyLengthOf(blob));
@@ -83,7 +83,7 @@ std::unique_ptr<ByteArray> PrepareForCryptoApi(const FunctionTrace& fn, const Rs
   return std::make_unique<ByteArray>(EncodeWithPkcs1Scheme(fn, input, k, encryptionBlock.get()));
 }
 
-void EncryptOnCryptoApi(const FunctionTrace& fn, const RsaPaddingRow& padding, const CERT_PUBLIC_KEY_INFO& info,
+void EncryptOnCryptoApi(const FunctionTrace& fn, const RsaPaddingRow& padding, const Asn1::SubjectPublicKeyInfo& info,
                         ICryptoParserParameterMap* pParams, const ByteArray& input, ByteArray& out) {
   const ByteArray blob = DecodeForPlatform<Structure::RsaCspPublicKeyBlob>(fn, info.PublicKey.pbData);
   const std::uint32_t k = ImportedCryptoApiRsaKey::KeyLengthOf(blob);
@@ -101,7 +101,7 @@ void CCNGRSACipher::Cipher(ByteArray& baOut) {
     RequireDataMode(fn, CIPHER_ENCRYPT_MODE);
     const RsaPaddingRow& padding = MapPadding(fn, ReadPadding(fn, m_pParams, L"None"));
     const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn, m_pKey);
-    const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
+    const Asn1::SubjectPublicKeyInfo info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     if (CryptoSoftCNGWrapper::LoadCNGLibrary())
       EncryptOnCng(fn, padding, info, m_pParams, Input(), baOut);
     else

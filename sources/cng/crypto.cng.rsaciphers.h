@@ -6,7 +6,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGRSACipherTrace = ZT_ENGINE_TRACE(CCNGRSACipher);
+inline constexpr ClassTrace kCCNGRSACipherTrace = ZT_CLASS_TRACE(CCNGRSACipher);
 
 class CCNGRSACipher final : public CipherEngine<kCCNGRSACipherTrace> {
  public:

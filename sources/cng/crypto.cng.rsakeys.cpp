@@ -10,13 +10,13 @@ namespace {
 // The parameters of rsaEncryption: NULL, which some encoders leave out.
 const ByteArray kNullParameters{0x05, 0x00};
 
-CRYPT_ALGORITHM_IDENTIFIER RsaEncryption() { return {szOID_RSA_RSA, kNullParameters}; }
+Asn1::AlgorithmIdentifier RsaEncryption() { return {szOID_RSA_RSA, kNullParameters}; }
 
 void RequireRsaAlgorithm(const FunctionTrace& fn, const IAlgorithm& algorithm) {
   if (algorithm.GetFriendlyName() != L"RSA") fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only RSA keys are supported");
 }
 
-void RequireRsaEncryption(const FunctionTrace& fn, const CRYPT_ALGORITHM_IDENTIFIER& identifier) {
+void RequireRsaEncryption(const FunctionTrace& fn, const Asn1::AlgorithmIdentifier& identifier) {
   if (identifier.pszObjId != szOID_RSA_RSA)
     fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only RSA keys are supported", L"Unsupported key algorithm: %S",
              identifier.pszObjId);
@@ -31,24 +31,23 @@ IRSAPrivateCRTKey::~IRSAPrivateCRTKey() = default;
 
 // ---- public key -----------------------------------------------------------------------------
 
-CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers)
+CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, Asn1::RsaPublicKeyNumbers numbers)
     : CCNGRSAPublicKey(std::move(pAlgorithm), std::move(numbers), ByteArray()) {}
 
-CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers,
+CCNGRSAPublicKey::CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, Asn1::RsaPublicKeyNumbers numbers,
                                    ByteArray baEncoded)
     : m_pAlgorithm(std::move(pAlgorithm)), m_numbers(std::move(numbers)), m_baEncoded(std::move(baEncoded)) {
   const FunctionTrace fn(L"CCNGRSAPublicKey::CCNGRSAPublicKey", this);
   fn.Run([&] {
     if (!m_baEncoded.empty()) return;
-    CERT_PUBLIC_KEY_INFO info{RsaEncryption(), {}};
+    Asn1::SubjectPublicKeyInfo info{RsaEncryption(), {}};
     info.PublicKey.pbData = CryptoUtil::EncodeObject<Structure::RsaPublicKey>(m_numbers);
     m_baEncoded = CryptoUtil::EncodeObject<Structure::X509PublicKeyInfo>(info);
   });
 }
 
 CCNGRSAPublicKey::~CCNGRSAPublicKey() {
-  const FunctionTrace fn(L"CCNGRSAPublicKey::~CCNGRSAPublicKey", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
+  TraceLifetime(L"CCNGRSAPublicKey::~CCNGRSAPublicKey", this, [&] { m_pAlgorithm.reset(); });
 }
 
 CCNGRSAPublicKey* CCNGRSAPublicKey::Import(std::unique_ptr<IAlgorithm> pAlgorithm,
@@ -56,10 +55,11 @@ CCNGRSAPublicKey* CCNGRSAPublicKey::Import(std::unique_ptr<IAlgorithm> pAlgorith
   const FunctionTrace fn(L"CCNGRSAPublicKey::Import");
   return fn.Run([&] {
     RequireRsaAlgorithm(fn, *pAlgorithm);
-    const CERT_PUBLIC_KEY_INFO info = CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(baSubjectPublicKeyInfo);
+    const Asn1::SubjectPublicKeyInfo info =
+        CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(baSubjectPublicKeyInfo);
     RequireRsaEncryption(fn, info.Algorithm);
     if (info.PublicKey.cUnusedBits != 0) fn.Raise(CRYPTO_BAD_PARAM, L"The public key is not a whole number of bytes");
-    RsaPublicKeyNumbers numbers = CryptoUtil::DecodeObject<Structure::RsaPublicKey>(info.PublicKey.pbData);
+    Asn1::RsaPublicKeyNumbers numbers = CryptoUtil::DecodeObject<Structure::RsaPublicKey>(info.PublicKey.pbData);
     // With NULL parameters the bytes are the key's own encoding already (both decoders read DER
     // only); without parameters the key writes its encoding with them.
     if (info.Algorithm.Parameters == kNullParameters)
@@ -103,15 +103,13 @@ ByteArray CCNGRSAPublicKey::GetPublicExponent() const {
 
 // ---- private key ----------------------------------------------------------------------------
 
-CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPrivateKeyNumbers numbers)
+CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey(std::unique_ptr<IAlgorithm> pAlgorithm, Asn1::RsaPrivateKeyNumbers numbers)
     : m_pAlgorithm(std::move(pAlgorithm)), m_numbers(std::move(numbers)) {
-  const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGRSAPrivateCRTKey::CCNGRSAPrivateCRTKey", this);
 }
 
 CCNGRSAPrivateCRTKey::~CCNGRSAPrivateCRTKey() {
-  const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::~CCNGRSAPrivateCRTKey", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
+  TraceLifetime(L"CCNGRSAPrivateCRTKey::~CCNGRSAPrivateCRTKey", this, [&] { m_pAlgorithm.reset(); });
 }
 
 CCNGRSAPrivateCRTKey* CCNGRSAPrivateCRTKey::ImportPKCS8(std::unique_ptr<IAlgorithm> pAlgorithm,
@@ -119,9 +117,9 @@ CCNGRSAPrivateCRTKey* CCNGRSAPrivateCRTKey::ImportPKCS8(std::unique_ptr<IAlgorit
   const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::ImportPKCS8");
   return fn.Run([&] {
     RequireRsaAlgorithm(fn, *pAlgorithm);
-    const CRYPT_PRIVATE_KEY_INFO info = CryptoUtil::DecodeObject<Structure::PrivateKeyInfo>(baPrivateKeyInfo);
+    const Asn1::PrivateKeyInfo info = CryptoUtil::DecodeObject<Structure::PkcsPrivateKeyInfo>(baPrivateKeyInfo);
     RequireRsaEncryption(fn, info.Algorithm);
-    RsaPrivateKeyNumbers numbers = CryptoUtil::DecodeObject<Structure::RsaPrivateKey>(info.PrivateKey);
+    Asn1::RsaPrivateKeyNumbers numbers = CryptoUtil::DecodeObject<Structure::RsaPrivateKey>(info.PrivateKey);
     return new CCNGRSAPrivateCRTKey(std::move(pAlgorithm), std::move(numbers));
   });
 }
@@ -131,7 +129,7 @@ CCNGRSAPrivateCRTKey* CCNGRSAPrivateCRTKey::ImportPrivateKeyBlob(std::unique_ptr
   const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::ImportPrivateKeyBlob");
   return fn.Run([&] {
     RequireRsaAlgorithm(fn, *pAlgorithm);
-    RsaPrivateKeyNumbers numbers;
+    Asn1::RsaPrivateKeyNumbers numbers;
     if (!ReadRsaPrivateKeyBlob(Der::Bytes(baBlob.data(), baBlob.size()), &numbers))
       fn.Raise(CRYPTO_BAD_PARAM, L"Invalid RSA private key blob");
     return new CCNGRSAPrivateCRTKey(std::move(pAlgorithm), std::move(numbers));
@@ -160,9 +158,9 @@ WString CCNGRSAPrivateCRTKey::GetFormat() const {
 ByteArray CCNGRSAPrivateCRTKey::GetEncoded() const {
   const FunctionTrace fn(L"CCNGRSAPrivateCRTKey::GetEncoded", this);
   return fn.Run([&] {
-    const CRYPT_PRIVATE_KEY_INFO info{
+    const Asn1::PrivateKeyInfo info{
         0, RsaEncryption(), CryptoUtil::EncodeObject<Structure::RsaPrivateKey>(m_numbers), {}};
-    return CryptoUtil::EncodeObject<Structure::PrivateKeyInfo>(info);
+    return CryptoUtil::EncodeObject<Structure::PkcsPrivateKeyInfo>(info);
   });
 }
 

@@ -14,7 +14,7 @@ class CCNGRSAPublicKey final : public IRSAPublicKey {
  public:
   // A key of `pAlgorithm` over `numbers` (positive, without leading zero bytes). Writes the
   // SubjectPublicKeyInfo once; nothing else is computed.
-  CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers);
+  CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, Asn1::RsaPublicKeyNumbers numbers);
   ~CCNGRSAPublicKey() override;
 
   IKey* Clone() const override;
@@ -32,17 +32,17 @@ class CCNGRSAPublicKey final : public IRSAPublicKey {
  private:
   // As above, with `baEncoded` the SubjectPublicKeyInfo that encoding `numbers` gives, or empty
   // to have it written.
-  CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPublicKeyNumbers numbers, ByteArray baEncoded);
+  CCNGRSAPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, Asn1::RsaPublicKeyNumbers numbers, ByteArray baEncoded);
 
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  RsaPublicKeyNumbers m_numbers;
+  Asn1::RsaPublicKeyNumbers m_numbers;
   ByteArray m_baEncoded;
 };
 
 class CCNGRSAPrivateCRTKey final : public IRSAPrivateCRTKey {
  public:
   // A key of `pAlgorithm` over `numbers` (positive, without leading zero bytes).
-  CCNGRSAPrivateCRTKey(std::unique_ptr<IAlgorithm> pAlgorithm, RsaPrivateKeyNumbers numbers);
+  CCNGRSAPrivateCRTKey(std::unique_ptr<IAlgorithm> pAlgorithm, Asn1::RsaPrivateKeyNumbers numbers);
   ~CCNGRSAPrivateCRTKey() override;
 
   IKey* Clone() const override;
@@ -65,7 +65,7 @@ class CCNGRSAPrivateCRTKey final : public IRSAPrivateCRTKey {
 
  private:
   std::unique_ptr<IAlgorithm> m_pAlgorithm;
-  RsaPrivateKeyNumbers m_numbers;  // secret: held in wiping memory, never traced
+  Asn1::RsaPrivateKeyNumbers m_numbers;  // secret: held in wiping memory, never traced
 };
 
 }  // namespace ZT::Framework

@@ -7,7 +7,7 @@
 
 namespace ZT::Framework {
 
-ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info)
+ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info)
     : ImportedCngRsaKey(fn, DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData)) {}
 
 std::uint32_t ImportedCngRsaKey::KeyLengthOf(const ByteArray& blob) {
@@ -38,7 +38,7 @@ void ImportedCngRsaKey::Encrypt(const FunctionTrace& fn, const ByteArray& input,
   out.resize(written);
 }
 
-ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info)
+ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info)
     : ImportedCryptoApiRsaKey(fn, DecodeForPlatform<Structure::RsaCspPublicKeyBlob>(fn, info.PublicKey.pbData)) {}
 
 std::uint32_t ImportedCryptoApiRsaKey::KeyLengthOf(const ByteArray& blob) {

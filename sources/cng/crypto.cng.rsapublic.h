@@ -21,7 +21,7 @@ class ImportedCngRsaKey {
  public:
   // Decodes the key's CNG_RSA_PUBLIC_KEY_BLOB, opens the "RSA" provider and imports the key as
   // "RSAPUBLICBLOB". The CNG table must be loaded, and stay loaded while this object lives.
-  ImportedCngRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info);
+  ImportedCngRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info);
   // The same with the key's CNG_RSA_PUBLIC_KEY_BLOB already decoded.
   ImportedCngRsaKey(const FunctionTrace& fn, const ByteArray& blob);
 
@@ -45,7 +45,7 @@ class ImportedCryptoApiRsaKey {
  public:
   // Decodes the key's RSA_CSP_PUBLICKEYBLOB, acquires a verify-only context of the enhanced RSA
   // and AES provider and imports the key.
-  ImportedCryptoApiRsaKey(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info);
+  ImportedCryptoApiRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info);
   // The same with the key's RSA_CSP_PUBLICKEYBLOB already decoded.
   ImportedCryptoApiRsaKey(const FunctionTrace& fn, const ByteArray& blob);
 

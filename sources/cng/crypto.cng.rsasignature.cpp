@@ -13,10 +13,9 @@ namespace ZT::Framework {
 Signature::~Signature() = default;
 
 void CCNGRSASignature::Start(const FunctionTrace& fn, Operation operation) {
-  if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
-  m_operation = operation;
+  if (m_operation != Operation::None) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
   EmptySecurely(m_baData);
-  m_bInitialized = true;
+  m_operation = operation;
 }
 
 void CCNGRSASignature::Init(IPublicKey* pPublicKey) {
@@ -41,7 +40,7 @@ void CCNGRSASignature::Init(IPrivateKey* pPrivateKey) {
 }
 
 void CCNGRSASignature::RequireOperation(const FunctionTrace& fn, Operation operation) const {
-  if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
+  if (m_operation == Operation::None) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
   if (m_operation != operation) fn.Raise(CRYPTO_BAD_PARAM, L"Invalid operation");
 }
 
@@ -58,7 +57,7 @@ void CCNGRSASignature::Sign(const ByteArray&, ByteArray& baSignature) { Sign(baS
 void CCNGRSASignature::Update(const ByteArray& baInput) {
   const FunctionTrace fn(L"CCNGRSASignature::Update", this);
   fn.Run([&] {
-    if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
+    if (m_operation == Operation::None) fn.Raise(CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
     m_baData.insert(m_baData.end(), baInput.begin(), baInput.end());
   });
 }
@@ -79,7 +78,7 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     RequireOperation(fn, Operation::Verify);
     const WString padding = ReadPadding(fn);
     const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn);
-    const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
+    const Asn1::SubjectPublicKeyInfo info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     std::uint32_t k = 0;
     const std::optional<ByteArray> EM = RecoverEncodedMessage(fn, info, baSignature, &k);
     const ByteArray expected = ExpectedEncoding(fn, padding, k);
@@ -89,10 +88,9 @@ bool CCNGRSASignature::Verify(const ByteArray& baSignature) {
     // length than k recovers nothing and is invalid.
     const bool valid = EM && *EM == expected;
     fn.Warning(L"%s", valid ? L"Signature is valid" : L"Signature is invalid");
-    nqlogLog(kTraceCategory, NQLOG_DATA, L"CCNGRSASignature::Verify: returns %s", valid ? L"true" : L"false");
+    fn.Line(NQLOG_DATA, Separator::Tight, L"returns %s", valid ? L"true" : L"false");
     // An answer ends this verification.
     EmptySecurely(m_baData);
-    m_bInitialized = false;
     m_operation = Operation::None;
     return valid;
   });
@@ -114,7 +112,7 @@ const CCNGRSAPublicKey& CCNGRSASignature::RequireRsaPublicKey(const FunctionTrac
 }
 
 std::optional<ByteArray> CCNGRSASignature::RecoverEncodedMessage(const FunctionTrace& fn,
-                                                                 const CERT_PUBLIC_KEY_INFO& info,
+                                                                 const Asn1::SubjectPublicKeyInfo& info,
                                                                  const ByteArray& baSignature,
                                                                  std::uint32_t* k) const {
   ByteArray EM;

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "codec/crypto.asn1.keys.h"
 #include "zt/signature.h"
 
@@ -13,7 +13,7 @@ namespace ZT::Framework {
 
 class CCNGRSAPublicKey;
 
-inline constexpr EngineTrace kCCNGRSASignatureTrace = ZT_ENGINE_TRACE(CCNGRSASignature);
+inline constexpr ClassTrace kCCNGRSASignatureTrace = ZT_CLASS_TRACE(CCNGRSASignature);
 
 class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatureTrace> {
  public:
@@ -28,6 +28,7 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
   bool Verify(const ByteArray& baInput, const ByteArray& baSignature) override;
 
  private:
+  // What the engine was initialised for; None until Init and again after an answer.
   enum class Operation { None, Sign, Verify };
 
   // The start of an Init: CRYPTO_ILLEGAL_STATE when already initialised; else `operation` with
@@ -43,13 +44,12 @@ class CCNGRSASignature final : public AlgorithmEngine<Signature, kCCNGRSASignatu
   // EM: the raw public operation on the signature, on CNG or CryptoAPI; `*k` gets the key length.
   // Nothing for a signature that is not k bytes long (RFC 8017, 8.2.2 step 1): it is not handed
   // to the platform.
-  std::optional<ByteArray> RecoverEncodedMessage(const FunctionTrace& fn, const CERT_PUBLIC_KEY_INFO& info,
+  std::optional<ByteArray> RecoverEncodedMessage(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info,
                                                  const ByteArray& baSignature, std::uint32_t* k) const;
   // The k-byte encoding of the buffered data under `padding`.
   ByteArray ExpectedEncoding(const FunctionTrace& fn, const WString& padding, std::uint32_t k) const;
   ByteArray EncodeWith(const FunctionTrace& fn, const wchar_t* scheme, std::uint32_t k) const;
 
-  bool m_bInitialized = false;
   Operation m_operation = Operation::None;
   ByteArray m_baData;                    // everything given since Init
   IPublicKey* m_pPublicKey = nullptr;    // the key of Init, not owned

@@ -8,13 +8,11 @@ ISignature::~ISignature() = default;
 
 CCNGSignature::CCNGSignature(std::unique_ptr<IAlgorithm> pAlgorithm, const ByteArray& baValue)
     : m_pAlgorithm(std::move(pAlgorithm)), m_baValue(baValue) {
-  const FunctionTrace fn(L"CCNGSignature::CCNGSignature", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGSignature::CCNGSignature", this);
 }
 
 CCNGSignature::~CCNGSignature() {
-  const FunctionTrace fn(L"CCNGSignature::~CCNGSignature", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
+  TraceLifetime(L"CCNGSignature::~CCNGSignature", this, [&] { m_pAlgorithm.reset(); });
 }
 
 IAlgorithm* CCNGSignature::GetAlgorithm() const {

@@ -6,7 +6,7 @@
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCCNGSymmetricCipherTrace = ZT_ENGINE_TRACE(CCNGSymmetricCipher);
+inline constexpr ClassTrace kCCNGSymmetricCipherTrace = ZT_CLASS_TRACE(CCNGSymmetricCipher);
 
 class CCNGSymmetricCipher final : public CipherEngine<kCCNGSymmetricCipherTrace> {
  public:

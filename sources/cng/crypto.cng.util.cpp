@@ -1,13 +1,12 @@
-// CryptoUtil: coding failures, string conversions, and the renderings of attribute values, key
-// usages and general names that the OID decoder builds on. Dates are in
-// crypto.cng.util.time.cpp.
+// CryptoUtil: coding failures, string conversions, the renderings of attribute values, key usages
+// and general names that the OID decoder builds on, and the data-length checks of the RSA
+// paddings. Dates are in crypto.cng.util.time.cpp.
 #include "cng/crypto.cng.util.h"
 
 #include <cstring>
 #include <cwchar>
 #include <memory>
 
-#include "common/crypto.trace.lines.h"
 #include "common/crypto.x500text.h"
 
 namespace ZT::Framework {
@@ -73,7 +72,7 @@ WString HexPairs(const ByteArray& bytes) {
 
 // A user notice's text: "Notice Text=" and its display text, when it has one.
 WString UserNoticeText(const FunctionTrace& fn, const ByteArray& baNotice) {
-  const CERT_POLICY_QUALIFIER_USER_NOTICE notice = fn.Wrap(L"DecodeObject() failed", [&] {
+  const Asn1::UserNotice notice = fn.Wrap(L"DecodeObject() failed", [&] {
     return CryptoUtil::DecodeObject<Structure::PolicyQualifierUserNotice>(baNotice);
   });
   return notice.pszDisplayText ? L"Notice Text=" + *notice.pszDisplayText : WString();
@@ -92,33 +91,33 @@ bool IsTime(const ByteArray& bytes) {
 WString DateOfBirthText(const FunctionTrace& fn, const ByteArray& baTime) {
   if (!IsTime(baTime))
     fn.Wrap(L"DecodeObject() failed", [&] { CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime); });
-  try {
-    return CryptoUtil::FileTimeToString(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime), kDateOfBirthFormat);
-  } catch (CCryptoException* e) {
-    delete e;
-    return L"Invalid Date";
-  }
+  return fn.Recover(
+      [&] {
+        return CryptoUtil::FileTimeToString(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(baTime),
+                                            kDateOfBirthFormat);
+      },
+      [](const IException&) { return WString(L"Invalid Date"); });
 }
 
-WString EncodedBlobText(const FunctionTrace& fn, const WString& sOID, const CERT_NAME_VALUE& value) {
+WString EncodedBlobText(const FunctionTrace& fn, const WString& sOID, const Asn1::AttributeValue& value) {
   if (sOID == CryptoUtil::CharStringToString(kUserNoticeOID)) return UserNoticeText(fn, value.Value);
   if (sOID == CryptoUtil::CharStringToString(kDateOfBirthOID)) return DateOfBirthText(fn, value.Value);
-  return X500Text::RDNValueToString(CERT_RDN_ENCODED_BLOB, value.Value);
+  return X500Text::RDNValueToString(Asn1::kEncodedValue, value.Value);
 }
 
 // A new general name for `entry`, whose choice is one of the implemented kinds.
-IGeneralName* CreateGeneralName(const CERT_ALT_NAME_ENTRY& entry) {
+IGeneralName* CreateGeneralName(const Asn1::GeneralName& entry) {
   switch (entry.dwAltNameChoice) {
-    case CERT_ALT_NAME_OTHER_NAME: {
-      const CERT_OTHER_NAME other = entry.pOtherName.value_or(CERT_OTHER_NAME{});
+    case Asn1::kOtherNameChoice: {
+      const Asn1::OtherName other = entry.pOtherName.value_or(Asn1::OtherName{});
       return IGeneralName::Create(other.Value, L"OtherName", CryptoUtil::CharStringToString(other.pszObjId));
     }
-    case CERT_ALT_NAME_RFC822_NAME: return IGeneralName::Create(entry.pwszRfc822Name, L"rfc822Name");
-    case CERT_ALT_NAME_DNS_NAME: return IGeneralName::Create(entry.pwszDNSName, L"dNSName");
-    case CERT_ALT_NAME_DIRECTORY_NAME: return IGeneralName::Create(entry.DirectoryName, L"directoryName", WString());
-    case CERT_ALT_NAME_URL: return IGeneralName::Create(entry.pwszURL, L"uniformResourceIdentifier");
-    case CERT_ALT_NAME_IP_ADDRESS: return IGeneralName::Create(entry.IPAddress, L"IpAddress", WString());
-    default:  // CERT_ALT_NAME_REGISTERED_ID
+    case Asn1::kRfc822NameChoice: return IGeneralName::Create(entry.pwszRfc822Name, L"rfc822Name");
+    case Asn1::kDnsNameChoice: return IGeneralName::Create(entry.pwszDNSName, L"dNSName");
+    case Asn1::kDirectoryNameChoice: return IGeneralName::Create(entry.DirectoryName, L"directoryName", WString());
+    case Asn1::kUriChoice: return IGeneralName::Create(entry.pwszURL, L"uniformResourceIdentifier");
+    case Asn1::kIpAddressChoice: return IGeneralName::Create(entry.IPAddress, L"IpAddress", WString());
+    default:  // Asn1::kRegisteredIdChoice
       return IGeneralName::Create(CryptoUtil::CharStringToString(entry.pszRegisteredID), L"registeredID");
   }
 }
@@ -126,9 +125,7 @@ IGeneralName* CreateGeneralName(const CERT_ALT_NAME_ENTRY& entry) {
 }  // namespace
 
 void CryptoUtil::RaiseCodingFailure(const FunctionTrace& fn, const wchar_t* what, RaiseAt at) {
-  wchar_t message[64];
-  std::swprintf(message, 64, L"Error %ls the blob (0x%x)", what, static_cast<unsigned>(CRYPT_E_ASN1_CORRUPT));
-  fn.Raise(at, message);
+  fn.Raise(at, WithCode(L"Error " + WString(what) + L" the blob", static_cast<std::uint32_t>(CRYPT_E_ASN1_CORRUPT)));
 }
 
 WString CryptoUtil::WcharStringToString(const wchar_t* pwsz, std::size_t cch) {
@@ -162,18 +159,18 @@ WString CryptoUtil::DecodeX509String(const WString& sOID, const ByteArray& baEnc
     else
       fn.Bytes(L"baEncodedX509String", baEncodedX509String);
 
-    const CERT_NAME_VALUE value =
+    const Asn1::AttributeValue value =
         fn.Wrap(L"DecodeObject() failed", [&] { return DecodeObject<Structure::AnyString>(baEncodedX509String); });
     WString sString;
-    if (value.dwValueType == CERT_RDN_ENCODED_BLOB) {
+    if (value.dwValueType == Asn1::kEncodedValue) {
       sString = EncodedBlobText(fn, sOID, value);
-    } else if (value.dwValueType == CERT_RDN_OCTET_STRING) {
+    } else if (value.dwValueType == Asn1::kOctetStringValue) {
       sString = HexPairs(value.Value);
     } else {
       // Every string type is read as names read it, by the codec's one reading of that type.
-      sString = StringValueText(value.dwValueType, value.Value);
+      sString = Asn1::StringValueText(value.dwValueType, value.Value);
     }
-    TraceResult(fn, L"sString=(%s)", sString);
+    fn.Result(L"sString=(%s)", sString);
     return sString;
   });
 }
@@ -189,7 +186,7 @@ WString CryptoUtil::GetKeyUsage(const ByteArray& baKeyUsage) {
     WString ret = NamesOfBits(kKeyUsageBits, baKeyUsage) + L"(" + ByteHex(baKeyUsage[0], false);
     if (baKeyUsage.size() >= 2) ret += L" " + ByteHex(baKeyUsage[1], false);
     ret += L")";
-    TraceResult(fn, L"ret=(%s)", ret);
+    fn.Result(L"ret=(%s)", ret);
     return ret;
   });
 }
@@ -203,26 +200,52 @@ WString CryptoUtil::GetNetscapeCertType(const ByteArray& baData) {
     }
     fn.Bytes(L"baData", baData);
     const WString ret = NamesOfBits(kNetscapeCertTypeBits, baData) + L"(" + ByteHex(baData[0], true) + L")";
-    TraceResult(fn, L"ret=(%s)", ret);
+    fn.Result(L"ret=(%s)", ret);
     return ret;
   });
 }
 
-IGeneralName* CryptoUtil::GeneralNameFromAltNameEntry(const CERT_ALT_NAME_ENTRY* pAltNameEntry) {
+IGeneralName* CryptoUtil::GeneralNameFromAltNameEntry(const Asn1::GeneralName* pAltNameEntry) {
   const FunctionTrace fn(L"CryptoUtil::GeneralNameFromAltNameEntry");
   return fn.Run([&] {
     if (pAltNameEntry == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pAltNameEntry=empty!", L"pAltNameEntry=NULL!");
     const std::uint32_t choice = pAltNameEntry->dwAltNameChoice;
-    if (choice == CERT_ALT_NAME_X400_ADDRESS)
+    if (choice == Asn1::kX400AddressChoice)
       fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS");
-    if (choice == CERT_ALT_NAME_EDI_PARTY_NAME)
+    if (choice == Asn1::kEdiPartyNameChoice)
       fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME");
-    if (choice < CERT_ALT_NAME_OTHER_NAME || choice > CERT_ALT_NAME_REGISTERED_ID)
+    if (choice < Asn1::kOtherNameChoice || choice > Asn1::kRegisteredIdChoice)
       fn.Raise(CRYPTO_BAD_PARAM, L"Unknown type: " + WString(std::to_wstring(choice).c_str()));
     IGeneralName* pGeneralName =
         fn.Wrap(L"IGeneralName::Create() failed", [&] { return CreateGeneralName(*pAltNameEntry); });
     fn.Data(L"pGeneralName=%#x", static_cast<const void*>(pGeneralName));
     return pGeneralName;
+  });
+}
+
+bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength,
+                                           std::uint32_t nKeyLength) {
+  const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
+  return fn.Run([&] {
+    if (sPadding == L"None") {
+      if (nInputLength == nKeyLength) return true;
+      fn.Error(L"Data Length is invalid (%u != %u)", nInputLength, nKeyLength);
+      return false;
+    }
+    // The bytes each padding adds to the message at the least.
+    struct Overhead {
+      const wchar_t* padding;
+      std::uint32_t bytes;
+    };
+    constexpr Overhead kOverheads[] = {{L"PKCS1", 11}, {L"X_931", 12}, {L"OAEP", 41}};
+    for (const Overhead& overhead : kOverheads) {
+      if (sPadding != overhead.padding) continue;
+      const std::uint32_t limit = nKeyLength - overhead.bytes;
+      if (nInputLength <= limit) return true;
+      fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
+      return false;
+    }
+    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
   });
 }
 

@@ -4,49 +4,31 @@
 //
 // Structure types. The platform's decoder takes a structure selector (X509_NAME, an extension's
 // OID) and fills an untyped buffer; here the selector is a type, and DecodeObject and
-// EncodeObject are templates over it, so that each call says what it decodes and gets the
-// published structure back by value:
+// EncodeObject are templates over it, so that each call says what it decodes and gets the decoded
+// form back by value:
 //
-//   const CERT_NAME_INFO info = CryptoUtil::DecodeObject<Structure::X509Name>(baEncodedName);
-//   const ByteArray der = CryptoUtil::EncodeObject<Structure::X509Name>(info);
+//   const Asn1::Name name = CryptoUtil::DecodeObject<Structure::X509Name>(baEncodedName);
+//   const ByteArray der = CryptoUtil::EncodeObject<Structure::X509Name>(name);
 //
-// A structure type is a class that provides
-//   using Decoded = <the decoded structure>;                  // default-constructible
-//   static constexpr const wchar_t* kName = L"...";           // the platform's selector, for traces
-//   static bool Decode(Der::Bytes der, Decoded* out);         // strict DER, fails closed
-// and, when it can be encoded,
-//   static bool Encode(const Decoded& in, ByteArray* der);
-// A new structure type (a certificate, a public-key info, a key blob) is such a class declared in
-// its own family's header and defined in its own files; nothing here changes. The types of names,
-// general names and extensions are in codec/crypto.asn1.structures.h.
+// The contract of a structure type is in codec/crypto.asn1.h; the types of names, general names,
+// extensions, keys and certificates are in the codec's family headers (crypto.asn1.names.h, ...).
+// A new structure type is declared in its own family's header and defined in its own files;
+// nothing here changes.
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <string_view>
 
-#include "codec/crypto.asn1.structures.h"
-#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.asn1.extensions.h"
+#include "codec/crypto.asn1.names.h"
+#include "platform/certificates.h"
 #include "codec/crypto.der.h"
 #include "framework/crypto.trace.h"
 #include "zt/generalname.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework {
-
-template <class T>
-concept DecodableStructure = std::default_initializable<typename T::Decoded> &&
-    requires(Der::Bytes der, typename T::Decoded* out) {
-  { T::kName } -> std::convertible_to<const wchar_t*>;
-  { T::Decode(der, out) } -> std::same_as<bool>;
-};
-
-template <class T>
-concept EncodableStructure = requires(const typename T::Decoded& in, ByteArray* der) {
-  { T::kName } -> std::convertible_to<const wchar_t*>;
-  { T::Encode(in, der) } -> std::same_as<bool>;
-};
 
 class CryptoUtil {
  public:
@@ -105,7 +87,7 @@ class CryptoUtil {
   // A new general name (owned by the caller) for one alternative-name entry. Fails with
   // CRYPTO_BAD_PARAM for a null entry, CRYPTO_NOT_IMPLEMENTED for X.400 addresses and EDI party
   // names, and "Unknown type: <choice>" for a choice outside 1..9.
-  static IGeneralName* GeneralNameFromAltNameEntry(const CERT_ALT_NAME_ENTRY* pAltNameEntry);
+  static IGeneralName* GeneralNameFromAltNameEntry(const Asn1::GeneralName* pAltNameEntry);
 
  private:
   [[noreturn]] static void RaiseCodingFailure(const FunctionTrace& fn, const wchar_t* what, RaiseAt at);

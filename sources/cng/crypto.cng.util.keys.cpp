@@ -28,7 +28,7 @@ ByteArray Magnitude(Der::Bytes bigEndian) {
 namespace Structure {
 
 bool CngRsaPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
-  RsaPublicKeyNumbers key;
+  Asn1::RsaPublicKeyNumbers key;
   if (!RsaPublicKey::Decode(der, &key)) return false;
   const auto cbModulus = static_cast<ULONG>(key.modulus.size());
   const BCRYPT_RSAKEY_BLOB header{
@@ -41,7 +41,7 @@ bool CngRsaPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
 }
 
 bool RsaCspPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
-  RsaPublicKeyNumbers key;
+  Asn1::RsaPublicKeyNumbers key;
   if (!RsaPublicKey::Decode(der, &key) || key.publicExponent.size() > sizeof(DWORD)) return false;
   DWORD pubexp = 0;
   for (unsigned char byte : key.publicExponent) pubexp = pubexp << 8 | byte;
@@ -56,7 +56,7 @@ bool RsaCspPublicKeyBlob::Decode(Der::Bytes der, Decoded* out) {
 
 }  // namespace Structure
 
-bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out) {
+bool ReadRsaPrivateKeyBlob(Der::Bytes blob, Asn1::RsaPrivateKeyNumbers* out) {
   constexpr std::size_t kHeaderSize = sizeof(BLOBHEADER) + sizeof(RSAPUBKEY);
   if (blob.size() < kHeaderSize) return false;
   const std::uint8_t* p = blob.data();
@@ -92,37 +92,12 @@ bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out) {
          take(full, &out->privateExponent);
 }
 
-void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure, CCryptoException* caught,
-                                   SourceLine where) {
-  const WString message = WString(L"CryptDecodeObjectEx(") + structure + L") failed!";
-  fn.Error(L"Error 0x%x returned by CryptDecodeObjectEx(%s)", CRYPT_E_ASN1_CORRUPT, structure);
-  throw NewCryptoException(where, message, CRYPTO_INTERNAL_ERROR, caught);
-}
-
-bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength,
-                                           std::uint32_t nKeyLength) {
-  const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
-  return fn.Run([&] {
-    if (sPadding == L"None") {
-      if (nInputLength == nKeyLength) return true;
-      fn.Error(L"Data Length is invalid (%u != %u)", nInputLength, nKeyLength);
-      return false;
-    }
-    // The bytes each padding adds to the message at the least.
-    struct Overhead {
-      const wchar_t* padding;
-      std::uint32_t bytes;
-    };
-    constexpr Overhead kOverheads[] = {{L"PKCS1", 11}, {L"X_931", 12}, {L"OAEP", 41}};
-    for (const Overhead& overhead : kOverheads) {
-      if (sPadding != overhead.padding) continue;
-      const std::uint32_t limit = nKeyLength - overhead.bytes;
-      if (nInputLength <= limit) return true;
-      fn.Error(L"Data Length is invalid (%u > %u)", nInputLength, limit);
-      return false;
-    }
-    fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
-  });
+void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure,
+                                   std::unique_ptr<IException> caught, SourceLine where) {
+  fn.RaiseWrapping(std::move(caught), RaiseAt(CRYPTO_INTERNAL_ERROR, where),
+                   WString(L"CryptDecodeObjectEx(") + structure + L") failed!",
+                   L"Error 0x%x returned by CryptDecodeObjectEx(%s)", static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT),
+                   structure);
 }
 
 bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength, CipherBlock block) {

@@ -1,12 +1,13 @@
 // The key structures the RSA engines hand to the platform, and how the engines decode them.
 //
-//   const CERT_PUBLIC_KEY_INFO info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, baSpki);
+//   const Asn1::SubjectPublicKeyInfo info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, baSpki);
 //   const ByteArray blob = DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData);
 //   CNG().BCryptImportKeyPair(..., BCRYPT_RSAPUBLIC_BLOB, ..., blob.data(), blob.size(), 0);
 #pragma once
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 
 #include "cng/crypto.cng.util.h"
 #include "codec/crypto.asn1.keys.h"
@@ -51,7 +52,7 @@ Header BlobHeader(const ByteArray& blob, std::size_t offset = 0) {
 // each) and privateExponent (bitlen/8), every size rounded up, all little-endian; nothing after
 // them. Any bit length is read (2047, 1025, 2056 bits as well as 2048).
 // False, with `*out` unspecified, for anything else or a number that is zero.
-bool ReadRsaPrivateKeyBlob(Der::Bytes blob, RsaPrivateKeyNumbers* out);
+bool ReadRsaPrivateKeyBlob(Der::Bytes blob, Asn1::RsaPrivateKeyNumbers* out);
 
 // `bigEndian` without its leading zero bytes (empty for zero).
 ByteArray Magnitude(Der::Bytes bigEndian);
@@ -60,18 +61,17 @@ ByteArray Magnitude(Der::Bytes bigEndian);
 // "CryptDecodeObjectEx(<structure>) failed!", logged as "<name> : Error 0x80093103 returned by
 // CryptDecodeObjectEx(<structure>)", with the decoder's exception `caught` as the inner one.
 [[noreturn]] void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure,
-                                                CCryptoException* caught, SourceLine where);
+                                                std::unique_ptr<IException> caught, SourceLine where);
 
 // CryptoUtil::DecodeObject<Type> as the engines call the platform's decoder, whose failure is a
 // failed platform call (see RaiseDecodeForPlatformFailure).
 template <DecodableStructure Type>
 typename Type::Decoded DecodeForPlatform(const FunctionTrace& fn, const ByteArray& baEncoded,
                                          SourceLine where = SourceLine()) {
-  try {
-    return CryptoUtil::DecodeObject<Type>(baEncoded);
-  } catch (CCryptoException* caught) {
-    RaiseDecodeForPlatformFailure(fn, Type::kName, caught, where);
-  }
+  return fn.Catch([&] { return CryptoUtil::DecodeObject<Type>(baEncoded); },
+                  [&](std::unique_ptr<IException> caught) -> typename Type::Decoded {
+                    RaiseDecodeForPlatformFailure(fn, Type::kName, std::move(caught), where);
+                  });
 }
 
 }  // namespace ZT::Framework

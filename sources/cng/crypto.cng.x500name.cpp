@@ -1,9 +1,6 @@
 #include "cng/crypto.cng.x500name.h"
 
-#include <cwchar>
-
 #include "cng/crypto.cng.util.h"
-#include "common/crypto.trace.lines.h"
 #include "common/crypto.x500text.h"
 
 namespace ZT::Framework {
@@ -12,24 +9,13 @@ namespace {
 // The two format bits that GetName passes on.
 constexpr unsigned int kHonouredFormatBits = CERT_NAME_STR_REVERSE_FLAG | CERT_NAME_STR_CRLF_FLAG;
 
-// "Error encoding the blob (0x<last error>)".
-WString EncodingError(std::uint32_t lastError) {
-  wchar_t text[64];
-  std::swprintf(text, 64, L"Error encoding the blob (0x%x)", static_cast<unsigned>(lastError));
-  return text;
-}
-
-// The DER of the text `sName`: CertStrToNameW asked for the size, then for the bytes.
+// The DER of the text `sName`, or CRYPTO_BAD_PARAM "Error encoding the blob (0x<error code>)". The
+// text ends at its first null character, as the platform's CertStrToNameW reads it.
 ByteArray EncodeNameText(const FunctionTrace& fn, const WString& sName) {
-  std::uint32_t cbEncoded = 0;
-  if (!X500Text::CertStrToNameW(X509_ASN_ENCODING, sName.c_str(), CERT_X500_NAME_STR, nullptr, nullptr, &cbEncoded,
-                                nullptr))
-    fn.Raise(CRYPTO_BAD_PARAM, EncodingError(X500Text::LastError()));
-  ByteArray encoded(cbEncoded);
-  if (!X500Text::CertStrToNameW(X509_ASN_ENCODING, sName.c_str(), CERT_X500_NAME_STR, nullptr, encoded.data(),
-                                &cbEncoded, nullptr))
-    fn.Raise(CRYPTO_BAD_PARAM, EncodingError(X500Text::LastError()));
-  encoded.resize(cbEncoded);
+  ByteArray encoded;
+  X500Text::NameTextError error;
+  if (!X500Text::EncodeName(sName.c_str(), CERT_X500_NAME_STR, &encoded, &error))
+    fn.Raise(CRYPTO_BAD_PARAM, WithCode(L"Error encoding the blob", error.code));
   return encoded;
 }
 
@@ -57,15 +43,14 @@ CCNGX500Name::CCNGX500Name(const WString& sName) {
 }
 
 CCNGX500Name::~CCNGX500Name() {
-  const FunctionTrace fn(L"ZT::Framework::CCNGX500Name::~CCNGX500Name", this);
-  fn.Run([] {});
+  TraceLifetime(L"ZT::Framework::CCNGX500Name::~CCNGX500Name", this);
 }
 
 void CCNGX500Name::DecodeName(const FunctionTrace& fn) {
   m_nameInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed",
                        [&] { return CryptoUtil::DecodeObject<Structure::X509Name>(m_baEncodedName); });
-  for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
-    for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr)
+  for (const Asn1::Rdn& rdn : m_nameInfo.rgRDN)
+    for (const Asn1::AttributeTypeAndValue& attr : rdn.rgRDNAttr)
       m_lstAttributes.push_back(CryptoUtil::CharStringToString(attr.pszObjId));
   m_lstAttributes.unique();  // only a type equal to the one directly before it goes
 }
@@ -79,7 +64,7 @@ WString CCNGX500Name::GetName(unsigned int uiFormat) const {
     // decoding it again for every rendering would double the cost of reading a name.
     WString sName = X500Text::NameInfoToStr(m_nameInfo, dwStrType);
     if (sName.empty()) {
-      TraceOutcome(fn, L"Empty string found");
+      fn.Outcome(L"Empty string found");
       return WString();
     }
     fn.Data(L"sName=%s", sName);
@@ -108,13 +93,13 @@ void CCNGX500Name::GetAttributeValue(const WString& sOID, StringList& out) const
       return;
     }
     bool found = false;
-    for (const CERT_RDN& rdn : m_nameInfo.rgRDN)
-      for (const CERT_RDN_ATTR& attr : rdn.rgRDNAttr) {
+    for (const Asn1::Rdn& rdn : m_nameInfo.rgRDN)
+      for (const Asn1::AttributeTypeAndValue& attr : rdn.rgRDNAttr) {
         if (CryptoUtil::CharStringToString(attr.pszObjId) != sOID) continue;
         out.push_back(X500Text::RDNValueToString(attr.dwValueType, attr.Value));
         found = true;
       }
-    if (!found) TraceOutcome(fn, L"Attribute not found");
+    if (!found) fn.Outcome(L"Attribute not found");
   });
 }
 

@@ -1,8 +1,8 @@
-// CCNGX500Name: the X.500 name of include/zt/x500name.h, over the decoded CERT_NAME_INFO and
+// CCNGX500Name: the X.500 name of include/zt/x500name.h, over the decoded Asn1::Name and
 // the X.500 text functions (common/crypto.x500text.h).
 #pragma once
 
-#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.asn1.names.h"
 #include "framework/crypto.trace.h"
 #include "zt/x500name.h"
 
@@ -26,7 +26,7 @@ class CCNGX500Name : public IX500Name {
   void DecodeName(const FunctionTrace& fn);
 
   ByteArray m_baEncodedName;
-  CERT_NAME_INFO m_nameInfo;
+  Asn1::Name m_nameInfo;
   StringList m_lstAttributes;
 };
 

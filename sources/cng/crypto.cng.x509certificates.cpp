@@ -1,14 +1,12 @@
 #include "cng/crypto.cng.x509certificates.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <optional>
 #include <vector>
 
 #include "cng/crypto.cng.signature.h"
 #include "cng/crypto.cng.util.h"
 #include "codec/crypto.asn1.certificate.h"
-#include "common/crypto.trace.lines.h"
 #include "framework/crypto.parameters.h"
 
 namespace ZT::Framework {
@@ -39,19 +37,12 @@ std::optional<StringList> FilterOIDs(const CCryptoFilter& filter) {
   return std::nullopt;
 }
 
-// "<text> (0x<code>)", the form of the messages that carry a platform error.
-WString WithCode(const wchar_t* text, DWORD code) {
-  wchar_t message[128];
-  std::swprintf(message, 128, L"%ls (0x%x)", text, static_cast<unsigned>(code));
-  return message;
-}
-
 ByteArray BlobBytes(const BYTE* pbData, DWORD cbData) {
   return cbData == 0 ? ByteArray() : ByteArray(pbData, pbData + cbData);
 }
-ByteArray BlobBytes(const ::CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbData, blob.cbData); }
+ByteArray BlobBytes(const CRYPT_DATA_BLOB& blob) { return BlobBytes(blob.pbData, blob.cbData); }
 ByteArray BlobBytes(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
-Der::Bytes BlobView(const ::CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
+Der::Bytes BlobView(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 
 // The SHA-1 thumbprint of a context: the size first, then the bytes.
 ByteArray ReadHash(const FunctionTrace& fn, PCCERT_CONTEXT context) {
@@ -66,18 +57,14 @@ ByteArray ReadHash(const FunctionTrace& fn, PCCERT_CONTEXT context) {
 }
 
 // A validity date as text, or "Invalid Date" when it has none.
-WString DateText(const FILETIME& time) {
-  try {
-    return CryptoUtil::FileTimeToString(FileTimeTicks(time), kDateFormat);
-  } catch (CCryptoException* e) {
-    delete e;
-    return L"Invalid Date";
-  }
+WString DateText(const FunctionTrace& fn, const FILETIME& time) {
+  return fn.Recover([&] { return CryptoUtil::FileTimeToString(FileTimeTicks(time), kDateFormat); },
+                    [](const IException&) { return WString(L"Invalid Date"); });
 }
 
 // The platform's view of a public-key info (which points into it and lives no longer).
-::CERT_PUBLIC_KEY_INFO PlatformView(CERT_PUBLIC_KEY_INFO& info) {
-  ::CERT_PUBLIC_KEY_INFO view{};
+CERT_PUBLIC_KEY_INFO PlatformView(Asn1::SubjectPublicKeyInfo& info) {
+  CERT_PUBLIC_KEY_INFO view{};
   view.Algorithm.pszObjId = info.Algorithm.pszObjId.data();
   view.Algorithm.Parameters = {static_cast<DWORD>(info.Algorithm.Parameters.size()), info.Algorithm.Parameters.data()};
   view.PublicKey = {static_cast<DWORD>(info.PublicKey.pbData.size()), info.PublicKey.pbData.data(),
@@ -97,10 +84,10 @@ std::unique_ptr<IAlgorithm> RsaAlgorithm() {
 }
 
 // The name of a blob, made once into `cache`; null for an empty blob.
-IX500Name* LazyName(const FunctionTrace& fn, std::unique_ptr<IX500Name>& cache, const ::CERT_NAME_BLOB& blob,
+IX500Name* LazyName(const FunctionTrace& fn, std::unique_ptr<IX500Name>& cache, const CERT_NAME_BLOB& blob,
                     const wchar_t* emptyOutcome, const wchar_t* label) {
   if (blob.cbData == 0) {
-    TraceOutcome(fn, L"%s", WString(emptyOutcome));
+    fn.Outcome(L"%s", WString(emptyOutcome));
   } else if (!cache) {
     cache.reset(fn.Wrap(L"new ICertificate() failed", [&] { return IX500Name::Create(BlobBytes(blob)); }));
   }
@@ -128,7 +115,7 @@ T TracedValue(const wchar_t* name, const void* self, nqlogFormat<T> format, cons
 
 // A unique identifier's bytes; empty (with `emptyOutcome` logged) when absent.
 ByteArray UniqueId(const FunctionTrace& fn, const ByteArray& baId, const wchar_t* emptyOutcome) {
-  if (baId.empty()) TraceOutcome(fn, L"%s", WString(emptyOutcome));
+  if (baId.empty()) fn.Outcome(L"%s", WString(emptyOutcome));
   return baId;
 }
 
@@ -181,13 +168,12 @@ CCNGX509Certificate::CCNGX509Certificate(PCCERT_CONTEXT p_PCert_Context) {
 }
 
 CCNGX509Certificate::~CCNGX509Certificate() {
-  const FunctionTrace fn(L"CCNGX509Certificate::~CCNGX509Certificate", this);
-  fn.Run([] {});
+  TraceLifetime(L"CCNGX509Certificate::~CCNGX509Certificate", this);
 }
 
 void CCNGX509Certificate::DecodeCertificate(const FunctionTrace& fn) {
   ReadSerialNumber(fn);
-  ReadValidity();
+  ReadValidity(fn);
   ReadSignature(fn);
   m_nVersion = static_cast<std::int32_t>(Info().dwVersion);
   m_baHash = ReadHash(fn, m_pCertContext.get());
@@ -202,16 +188,16 @@ void CCNGX509Certificate::DecodeCertificate(const FunctionTrace& fn) {
 void CCNGX509Certificate::ReadSerialNumber(const FunctionTrace& fn) {
   m_baSerialNumber = BlobBytes(Info().SerialNumber);
   std::reverse(m_baSerialNumber.begin(), m_baSerialNumber.end());
-  if (m_baSerialNumber.empty()) TraceOutcome(fn, L"Found empty serial number");
+  if (m_baSerialNumber.empty()) fn.Outcome(L"Found empty serial number");
 }
 
-void CCNGX509Certificate::ReadValidity() {
-  m_sNotAfter = DateText(Info().NotAfter);
-  m_sNotBefore = DateText(Info().NotBefore);
+void CCNGX509Certificate::ReadValidity(const FunctionTrace& fn) {
+  m_sNotAfter = DateText(fn, Info().NotAfter);
+  m_sNotBefore = DateText(fn, Info().NotBefore);
 }
 
 void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
-  CERT_SIGNED_CONTENT_INFO signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
+  Asn1::SignedObject signedContent = fn.Wrap(L"CryptoUtil::DecodeObject() PCERT_SIGNED_CONTENT_INFO failed", [&] {
     return CryptoUtil::DecodeObject<Structure::SignedContent>(Encoded());
   });
   m_baTBSCertificate = std::move(signedContent.ToBeSigned);
@@ -227,7 +213,7 @@ void CCNGX509Certificate::ReadSignature(const FunctionTrace& fn) {
 // In certificate order; the first of two extensions with one OID is kept.
 void CCNGX509Certificate::ReadExtensions() {
   for (DWORD i = 0; i < Info().cExtension; ++i) {
-    const ::CERT_EXTENSION& extension = Info().rgExtension[i];
+    const CERT_EXTENSION& extension = Info().rgExtension[i];
     m_extensions.emplace(CryptoUtil::CharStringToString(extension.pszObjId),
                          Extension{extension.fCritical != FALSE, BlobView(extension.Value)});
   }
@@ -237,10 +223,9 @@ void CCNGX509Certificate::ReadExtensions() {
 // public-key info is taken as it stands in the signed part: the context read it strictly, so
 // encoding the context's public-key info would give these bytes back.
 void CCNGX509Certificate::ReadPublicKey(const FunctionTrace& fn) {
-  Der::Bytes publicKeyInfo;
-  if (!Structure::SubjectPublicKeyInfoOf(m_baTBSCertificate, &publicKeyInfo))
-    fn.Raise(CRYPTO_BAD_PARAM, L"EncodeObject() failed");
-  m_baPublicKeyInfo = BlobBytes(publicKeyInfo);
+  Asn1::TbsCertificateView tbs;
+  if (!Asn1Read::ReadTbsCertificate(m_baTBSCertificate, &tbs)) fn.Raise(CRYPTO_BAD_PARAM, L"EncodeObject() failed");
+  m_baPublicKeyInfo = BlobBytes(tbs.subjectPublicKeyInfo);
   m_pPublicKey.reset(fn.Wrap(L"new IPublicKey failed", [&]() -> IPublicKey* {
     std::unique_ptr<IKey> key(IKey::Create(RsaAlgorithm().get(), L"X509", m_baPublicKeyInfo));
     auto* publicKey = dynamic_cast<IPublicKey*>(key.get());
@@ -278,10 +263,10 @@ bool CCNGX509Certificate::VerifySignature(IPublicKey* pPublicKey) const {
   return fn.Run([&] {
     if (pPublicKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pPublicKey=empty!", L"pPublicKey=null!");
     const ByteArray baKeyInfo = pPublicKey->GetEncoded();
-    CERT_PUBLIC_KEY_INFO keyInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    Asn1::SubjectPublicKeyInfo keyInfo = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(baKeyInfo);
     });
-    ::CERT_PUBLIC_KEY_INFO view = PlatformView(keyInfo);
+    CERT_PUBLIC_KEY_INFO view = PlatformView(keyInfo);
     const bool bVerified = CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, m_pCertContext.get()->pbCertEncoded,
                                                            m_pCertContext.get()->cbCertEncoded, &view) != FALSE;
     fn.Data(L"bVerified=%d", static_cast<int>(bVerified));
@@ -401,12 +386,12 @@ ByteArray CCNGX509Certificate::GetExtensionValue(const WString& sOID) const {
     }
     const auto found = m_extensions.find(sOID);
     if (found == m_extensions.end()) {
-      TraceOutcome(fn, L"Unknown extension %s", sOID);
+      fn.Outcome(L"Unknown extension %s", sOID);
       return ByteArray();
     }
     const ByteArray baExtensionValue = BlobBytes(found->second.value);
     if (baExtensionValue.empty())
-      TraceOutcome(fn, L"Found empty value for extension %s", sOID);
+      fn.Outcome(L"Found empty value for extension %s", sOID);
     else
       fn.Bytes(L"baExtensionValue", baExtensionValue);
     return baExtensionValue;
@@ -416,15 +401,15 @@ ByteArray CCNGX509Certificate::GetExtensionValue(const WString& sOID) const {
 ByteArray CCNGX509Certificate::GetKeyUsage() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetKeyUsage", this);
   return fn.Run([&] {
-    const ::CERT_EXTENSION* extension = FindExtension(kKeyUsageOID);
+    const CERT_EXTENSION* extension = FindExtension(kKeyUsageOID);
     if (extension == nullptr) {
-      TraceOutcome(fn, L"No key usage extension");
+      fn.Outcome(L"No key usage extension");
       return ByteArray();
     }
-    CRYPT_BIT_BLOB bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    Asn1::BitStringBytes bits = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::KeyUsage>(BlobView(extension->Value));
     });
-    if (bits.pbData.empty()) TraceOutcome(fn, L"Found empty value for key usage extension");
+    if (bits.pbData.empty()) fn.Outcome(L"Found empty value for key usage extension");
     return std::move(bits.pbData);
   });
 }
@@ -433,12 +418,12 @@ StringList CCNGX509Certificate::GetExtendedKeyUsage() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetExtendedKeyUsage", this);
   return fn.Run([&] {
     StringList usages;
-    const ::CERT_EXTENSION* extension = FindExtension(kExtendedKeyUsageOID);
+    const CERT_EXTENSION* extension = FindExtension(kExtendedKeyUsageOID);
     if (extension == nullptr) {
-      TraceOutcome(fn, L"No extented key usage extension");
+      fn.Outcome(L"No extented key usage extension");
       return usages;
     }
-    const CERT_ENHKEY_USAGE usage = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    const Asn1::ExtKeyUsageSyntax usage = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::EnhancedKeyUsage>(BlobView(extension->Value));
     });
     for (const std::string& oid : usage.rgpszUsageIdentifier) usages.push_back(CryptoUtil::CharStringToString(oid));
@@ -449,18 +434,18 @@ StringList CCNGX509Certificate::GetExtendedKeyUsage() const {
 GeneralNameList CCNGX509Certificate::GetSubjectAlternativeNames() const {
   const FunctionTrace fn(L"CCNGX509Certificate::GetSubjectAlternativeNames", this);
   return fn.Run([&] {
-    const ::CERT_EXTENSION* extension = FindExtension(kSubjectAltNameOID);
+    const CERT_EXTENSION* extension = FindExtension(kSubjectAltNameOID);
     if (extension == nullptr) extension = FindExtension(kOldSubjectAltNameOID);
     if (extension == nullptr) {
-      TraceOutcome(fn, L"No Subject alternative name");
+      fn.Outcome(L"No Subject alternative name");
       return GeneralNameList();
     }
-    const CERT_ALT_NAME_INFO info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
+    const Asn1::GeneralNames info = fn.Wrap(L"CryptoUtil::DecodeObject() failed", [&] {
       return CryptoUtil::DecodeObject<Structure::AlternateName>(BlobView(extension->Value));
     });
     // Owned here until every entry is made, so a failing entry releases the ones before it.
     std::vector<std::unique_ptr<IGeneralName>> names;
-    for (const CERT_ALT_NAME_ENTRY& entry : info.rgAltEntry)
+    for (const Asn1::GeneralName& entry : info.rgAltEntry)
       names.emplace_back(CryptoUtil::GeneralNameFromAltNameEntry(&entry));
     GeneralNameList list;
     for (auto& name : names) list.push_back(name.release());
@@ -538,7 +523,7 @@ Der::Bytes CCNGX509Certificate::Encoded() const {
   return {m_pCertContext.get()->pbCertEncoded, m_pCertContext.get()->cbCertEncoded};
 }
 
-const ::CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {
+const CERT_EXTENSION* CCNGX509Certificate::FindExtension(const char* pszObjId) const {
   const CERT_INFO& info = Info();
   return CertFindExtension(pszObjId, info.cExtension, info.rgExtension);
 }

@@ -68,7 +68,7 @@ class CCNGX509Certificate final : public IX509Certificate {
   // The steps of construction after the context is made, in order.
   void DecodeCertificate(const FunctionTrace& fn);
   void ReadSerialNumber(const FunctionTrace& fn);
-  void ReadValidity();
+  void ReadValidity(const FunctionTrace& fn);
   void ReadSignature(const FunctionTrace& fn);
   void ReadExtensions();
   void ReadPublicKey(const FunctionTrace& fn);
@@ -77,7 +77,7 @@ class CCNGX509Certificate final : public IX509Certificate {
   // The bytes the certificate was made from (the context's), untraced (GetEncoded traces).
   std::span<const std::uint8_t> Encoded() const;
   // The extension `pszObjId` of the context, or null.
-  const ::CERT_EXTENSION* FindExtension(const char* pszObjId) const;
+  const CERT_EXTENSION* FindExtension(const char* pszObjId) const;
   // The key-usage bit `mask` of byte `index`, logged as "<label>=%d".
   bool KeyUsageBit(const wchar_t* name, std::size_t index, unsigned char mask, const wchar_t* label) const;
   bool IsValidAt(const FunctionTrace& fn, LPFILETIME pTime) const;

@@ -3,28 +3,22 @@
 #include <limits>
 
 #include "codec/crypto.asn1.readers.h"
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.extensions.h"
 
 namespace ZT::Framework::Structure {
 
 using namespace Der;
-using Asn1Read::ReadBitBlob;
-using Asn1Read::ReadDataBlob;
+using Asn1Read::ReadBitStringBytes;
+using Asn1Read::ReadOctets;
 using Asn1Read::ReadEach;
 using Asn1Read::ReadGeneralName;
 using Asn1Read::ReadGeneralNames;
-using Asn1Read::ReadIntegerBlob;
-using Asn1Read::ReadObjidBlob;
+using Asn1Read::ReadLittleEndianInteger;
+using Asn1Read::ReadElementBytes;
 using Asn1Read::ReadOidText;
 using Asn1Read::ReadWholeWith;
 
 namespace {
-
-// Reads the next element with `tag` through `read` when it is there; absent is fine.
-template <class Read>
-bool Optional(Reader& in, Tag tag, Read&& read) {
-  return !in.Peek(tag) || read();
-}
 
 // A non-negative INTEGER that fits 32 bits (with `tag` when implicitly tagged).
 bool ReadUint32(Reader& in, std::uint32_t* out, Tag tag = kInteger) {
@@ -46,7 +40,7 @@ bool ReadDisplayText(Reader& in, WString* out) {
 
 // NoticeReference ::= SEQUENCE { organization DisplayText, noticeNumbers SEQUENCE OF INTEGER }
 // The platform keeps the organization as narrow text; characters beyond one octet are refused.
-bool ReadNoticeReference(Reader& in, CERT_POLICY_QUALIFIER_NOTICE_REFERENCE* out) {
+bool ReadNoticeReference(Reader& in, Asn1::NoticeReference* out) {
   Reader seq, numbers;
   WString organization;
   if (!in.Read(kSequence, &seq) || !ReadDisplayText(seq, &organization) || !seq.Read(kSequence, &numbers) ||
@@ -67,19 +61,18 @@ bool ReadNoticeReference(Reader& in, CERT_POLICY_QUALIFIER_NOTICE_REFERENCE* out
 }
 
 // PolicyQualifierInfo ::= SEQUENCE { policyQualifierId OID, qualifier ANY }
-bool ReadPolicyQualifier(Reader& in, CERT_POLICY_QUALIFIER_INFO* out) {
+bool ReadPolicyQualifier(Reader& in, Asn1::PolicyQualifierInfo* out) {
   Reader seq;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszPolicyQualifierId) &&
-         ReadObjidBlob(seq, &out->Qualifier) && seq.Empty();
+         ReadElementBytes(seq, &out->Qualifier) && seq.Empty();
 }
 
 // PolicyInformation ::= SEQUENCE { policyIdentifier OID,
 //                                  policyQualifiers SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }
-bool ReadPolicyInformation(Reader& in, CERT_POLICY_INFO* out) {
+bool ReadPolicyInformation(Reader& in, Asn1::PolicyInformation* out) {
   Reader seq, qualifiers;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszPolicyIdentifier) &&
-         Optional(
-             seq, kSequence,
+         seq.ReadOptional(kSequence,
              [&] {
                return seq.Read(kSequence, &qualifiers) &&
                       ReadEach(
@@ -91,32 +84,32 @@ bool ReadPolicyInformation(Reader& in, CERT_POLICY_INFO* out) {
 
 // DistributionPointName ::= CHOICE { fullName [0] GeneralNames,
 //                                    nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
-bool ReadDistributionPointName(Reader& in, CRL_DIST_POINT_NAME* out) {
+bool ReadDistributionPointName(Reader& in, Asn1::DistributionPointName* out) {
   Reader choice;
   if (!in.Read(ExplicitTag(0), &choice)) return false;
   if (choice.Peek(ContextTag(0, true))) {
-    out->dwDistPointNameChoice = CRL_DIST_POINT_FULL_NAME;
+    out->dwDistPointNameChoice = Asn1::kFullName;
     return ReadGeneralNames(choice, &out->FullName, ContextTag(0, true)) && choice.Empty();
   }
   Reader rdn;
-  out->dwDistPointNameChoice = CRL_DIST_POINT_ISSUER_RDN_NAME;
+  out->dwDistPointNameChoice = Asn1::kNameRelativeToCrlIssuer;
   return choice.Read(ContextTag(1, true), &rdn) && !rdn.Empty() && choice.Empty();
 }
 
 // DistributionPoint ::= SEQUENCE { distributionPoint [0] DistributionPointName OPTIONAL,
 //                                  reasons [1] ReasonFlags OPTIONAL, cRLIssuer [2] GeneralNames OPTIONAL }
-bool ReadDistributionPoint(Reader& in, CRL_DIST_POINT* out) {
+bool ReadDistributionPoint(Reader& in, Asn1::DistributionPoint* out) {
   Reader seq;
   return in.Read(kSequence, &seq) &&
-         Optional(seq, ExplicitTag(0), [&] { return ReadDistributionPointName(seq, &out->DistPointName); }) &&
-         Optional(seq, ContextTag(1), [&] { return ReadBitBlob(seq, &out->ReasonFlags, ContextTag(1)); }) &&
-         Optional(seq, ContextTag(2, true),
+         seq.ReadOptional(ExplicitTag(0), [&] { return ReadDistributionPointName(seq, &out->DistPointName); }) &&
+         seq.ReadOptional(ContextTag(1), [&] { return ReadBitStringBytes(seq, &out->ReasonFlags, ContextTag(1)); }) &&
+         seq.ReadOptional(ContextTag(2, true),
                   [&] { return ReadGeneralNames(seq, &out->CRLIssuer, ContextTag(2, true)); }) &&
          seq.Empty();
 }
 
 // AccessDescription ::= SEQUENCE { accessMethod OID, accessLocation GeneralName }
-bool ReadAccessDescription(Reader& in, CERT_ACCESS_DESCRIPTION* out) {
+bool ReadAccessDescription(Reader& in, Asn1::AccessDescription* out) {
   Reader seq;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszAccessMethod) &&
          ReadGeneralName(seq, &out->AccessLocation) && seq.Empty();
@@ -124,21 +117,19 @@ bool ReadAccessDescription(Reader& in, CERT_ACCESS_DESCRIPTION* out) {
 
 // PrivateKeyValidity ::= SEQUENCE { notBefore [0] GeneralizedTime OPTIONAL,
 //                                   notAfter [1] GeneralizedTime OPTIONAL }
-bool ReadPrivateKeyValidity(Reader& in, CERT_PRIVATE_KEY_VALIDITY* out) {
+bool ReadPrivateKeyValidity(Reader& in, Asn1::PrivateKeyValidity* out) {
   Reader seq;
   CalendarTime time;
   return in.Read(kSequence, &seq) &&
-         Optional(
-             seq, ContextTag(0),
+         seq.ReadOptional(ContextTag(0),
              [&] { return seq.ReadGeneralizedTime(&time, ContextTag(0)) && TakeFileTime(time, &out->NotBefore); }) &&
-         Optional(
-             seq, ContextTag(1),
+         seq.ReadOptional(ContextTag(1),
              [&] { return seq.ReadGeneralizedTime(&time, ContextTag(1)) && TakeFileTime(time, &out->NotAfter); }) &&
          seq.Empty();
 }
 
 // CertPolicyId ::= SEQUENCE OF OBJECT IDENTIFIER
-bool ReadCertPolicyId(Reader& in, CERT_POLICY_ID* out) {
+bool ReadCertPolicyId(Reader& in, Asn1::CertPolicyId* out) {
   Reader seq;
   return in.Read(kSequence, &seq) &&
          ReadEach(
@@ -146,10 +137,10 @@ bool ReadCertPolicyId(Reader& in, CERT_POLICY_ID* out) {
 }
 
 // SMIMECapability ::= SEQUENCE { capabilityID OID, parameters ANY OPTIONAL }
-bool ReadSMimeCapability(Reader& in, CRYPT_SMIME_CAPABILITY* out) {
+bool ReadSMimeCapability(Reader& in, Asn1::SMimeCapability* out) {
   Reader seq;
   return in.Read(kSequence, &seq) && ReadOidText(seq, &out->pszObjId) &&
-         (seq.Empty() || ReadObjidBlob(seq, &out->Parameters)) && seq.Empty();
+         (seq.Empty() || ReadElementBytes(seq, &out->Parameters)) && seq.Empty();
 }
 
 }  // namespace
@@ -157,14 +148,15 @@ bool ReadSMimeCapability(Reader& in, CRYPT_SMIME_CAPABILITY* out) {
 bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader issuer;
-    return Optional(seq, ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
-           Optional(seq, ExplicitTag(1),
+    return seq.ReadOptional(ContextTag(0), [&] { return ReadOctets(seq, &out->KeyId, ContextTag(0)); }) &&
+           seq.ReadOptional(ExplicitTag(1),
                     [&] {
-                      CERT_NAME_INFO checked;
-                      return seq.Read(ExplicitTag(1), &issuer) && ReadObjidBlob(issuer, &out->CertIssuer) &&
+                      Asn1::Name checked;
+                      return seq.Read(ExplicitTag(1), &issuer) && ReadElementBytes(issuer, &out->CertIssuer) &&
                              issuer.Empty() && X509Name::Decode(out->CertIssuer, &checked);
                     }) &&
-           Optional(seq, ContextTag(2), [&] { return ReadIntegerBlob(seq, &out->CertSerialNumber, ContextTag(2)); });
+           seq.ReadOptional(ContextTag(2),
+                            [&] { return ReadLittleEndianInteger(seq, &out->CertSerialNumber, ContextTag(2)); });
   });
 }
 
@@ -172,22 +164,22 @@ bool AuthorityKeyId::Decode(Bytes der, Decoded* out) {
 //   authorityCertIssuer [1] GeneralNames OPTIONAL, authorityCertSerialNumber [2] CertificateSerialNumber OPTIONAL }
 bool AuthorityKeyId2::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, ContextTag(0), [&] { return ReadDataBlob(seq, &out->KeyId, ContextTag(0)); }) &&
-           Optional(seq, ContextTag(1, true),
+    return seq.ReadOptional(ContextTag(0), [&] { return ReadOctets(seq, &out->KeyId, ContextTag(0)); }) &&
+           seq.ReadOptional(ContextTag(1, true),
                     [&] { return ReadGeneralNames(seq, &out->AuthorityCertIssuer, ContextTag(1, true)); }) &&
-           Optional(seq, ContextTag(2),
-                    [&] { return ReadIntegerBlob(seq, &out->AuthorityCertSerialNumber, ContextTag(2)); });
+           seq.ReadOptional(ContextTag(2),
+                    [&] { return ReadLittleEndianInteger(seq, &out->AuthorityCertSerialNumber, ContextTag(2)); });
   });
 }
 
 bool SubjectKeyId::Decode(Bytes der, Decoded* out) {
   Reader in(der);
-  return ReadDataBlob(in, out) && in.Empty();
+  return ReadOctets(in, out) && in.Empty();
 }
 
 bool BasicConstraints2::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kBoolean, [&] { return seq.ReadBoolean(&out->fCA); }) && Optional(seq, kInteger, [&] {
+    return seq.ReadOptional(kBoolean, [&] { return seq.ReadBoolean(&out->fCA); }) && seq.ReadOptional(kInteger, [&] {
              out->fPathLenConstraint = true;
              return ReadUint32(seq, &out->dwPathLenConstraint);
            });
@@ -204,23 +196,23 @@ bool CertPolicies::Decode(Bytes der, Decoded* out) {
 
 bool PolicyQualifierUserNotice::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kSequence, [&] { return ReadNoticeReference(seq, &out->pNoticeReference.emplace()); }) &&
+    return seq.ReadOptional(kSequence, [&] { return ReadNoticeReference(seq, &out->pNoticeReference.emplace()); }) &&
            (seq.Empty() || ReadDisplayText(seq, &out->pszDisplayText.emplace()));
   });
 }
 
 bool KeyUsage::Decode(Bytes der, Decoded* out) {
   Reader in(der);
-  return ReadBitBlob(in, out) && in.Empty();
+  return ReadBitStringBytes(in, out) && in.Empty();
 }
 
 bool Bits::Decode(Bytes der, Decoded* out) { return KeyUsage::Decode(der, out); }
 
 bool KeyAttributes::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return Optional(seq, kOctetString, [&] { return ReadDataBlob(seq, &out->KeyId); }) &&
-           Optional(seq, kBitString, [&] { return ReadBitBlob(seq, &out->IntendedKeyUsage); }) &&
-           Optional(seq, kSequence,
+    return seq.ReadOptional(kOctetString, [&] { return ReadOctets(seq, &out->KeyId); }) &&
+           seq.ReadOptional(kBitString, [&] { return ReadBitStringBytes(seq, &out->IntendedKeyUsage); }) &&
+           seq.ReadOptional(kSequence,
                     [&] { return ReadPrivateKeyValidity(seq, &out->pPrivateKeyUsagePeriod.emplace()); });
   });
 }
@@ -228,13 +220,13 @@ bool KeyAttributes::Decode(Bytes der, Decoded* out) {
 bool KeyUsageRestriction::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader policies;
-    return Optional(seq, kSequence,
+    return seq.ReadOptional(kSequence,
                     [&] {
                       return seq.Read(kSequence, &policies) && ReadEach(policies, [&](Reader& r) {
                                return ReadCertPolicyId(r, &out->rgCertPolicyId.emplace_back());
                              });
                     }) &&
-           Optional(seq, kBitString, [&] { return ReadBitBlob(seq, &out->RestrictedKeyUsage); });
+           seq.ReadOptional(kBitString, [&] { return ReadBitStringBytes(seq, &out->RestrictedKeyUsage); });
   });
 }
 
@@ -268,7 +260,7 @@ bool SMimeCapabilities::Decode(Bytes der, Decoded* out) {
 
 bool CertificateTemplate::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadOidText(seq, &out->pszObjId) && ReadUint32(seq, &out->dwMajorVersion) && Optional(seq, kInteger, [&] {
+    return ReadOidText(seq, &out->pszObjId) && ReadUint32(seq, &out->dwMajorVersion) && seq.ReadOptional(kInteger, [&] {
              out->fMinorVersion = true;
              return ReadUint32(seq, &out->dwMinorVersion);
            });
@@ -293,7 +285,7 @@ bool ChoiceOfTime::Decode(Bytes der, Decoded* out) {
 
 bool SequenceOfAny::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
-    return ReadEach(seq, [&](Reader& r) { return ReadObjidBlob(r, &out->rgValue.emplace_back()); });
+    return ReadEach(seq, [&](Reader& r) { return ReadElementBytes(r, &out->rgValue.emplace_back()); });
   });
 }
 
@@ -301,7 +293,7 @@ bool PkcsAttribute::Decode(Bytes der, Decoded* out) {
   return ReadWholeWith(der, kSequence, [&](Reader& seq) {
     Reader values;
     return ReadOidText(seq, &out->pszObjId) && seq.Read(kSet, &values) &&
-           ReadEach(values, [&](Reader& r) { return ReadObjidBlob(r, &out->rgValue.emplace_back()); });
+           ReadEach(values, [&](Reader& r) { return ReadElementBytes(r, &out->rgValue.emplace_back()); });
   });
 }
 

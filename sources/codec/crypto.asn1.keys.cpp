@@ -4,16 +4,42 @@
 
 namespace ZT::Framework {
 
-bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out) {
+bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifierView* out) {
   Der::Reader seq;
   Der::Bytes oid;
-  if (!in.Read(Der::kSequence, &seq) || !seq.ReadOid(&oid) || !Der::OidToText(oid, &out->pszObjId)) return false;
-  if (seq.Empty()) return true;
   Der::Tag tag;
-  Der::Bytes parameters;
-  if (!seq.ReadAnyElement(&tag, &parameters) || !seq.Empty()) return false;
-  out->Parameters.assign(parameters.begin(), parameters.end());
+  out->parameters = {};
+  return in.Read(Der::kSequence, &seq) && seq.ReadOid(&oid) && Der::OidToText(oid, &out->oid) &&
+         (seq.Empty() || seq.ReadAnyElement(&tag, &out->parameters)) && seq.Empty();
+}
+
+bool Asn1Read::ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifier* out) {
+  Asn1::AlgorithmIdentifierView view;
+  if (!ReadAlgorithmIdentifier(in, &view)) return false;
+  out->pszObjId = std::move(view.oid);
+  out->Parameters.assign(view.parameters.begin(), view.parameters.end());
   return true;
+}
+
+bool Asn1Read::ReadSubjectPublicKeyInfo(Der::Reader& in, Asn1::SubjectPublicKeyInfoView* out) {
+  Der::Reader seq;
+  return in.Read(Der::kSequence, &seq) && ReadAlgorithmIdentifier(seq, &out->algorithm) &&
+         seq.ReadBitString(&out->publicKey) && seq.Empty();
+}
+
+void Asn1Write::WriteAlgorithmIdentifier(Der::Writer& w, std::string_view oid, Der::Bytes parameters) {
+  w.Nest(Der::kSequence, [&] {
+    w.AddOid(oid);
+    if (!parameters.empty()) w.AddRaw(parameters);
+  });
+}
+
+void Asn1Write::WriteSubjectPublicKeyInfo(Der::Writer& w, std::string_view algorithm, Der::Bytes parameters,
+                                          const Der::BitString& publicKey) {
+  w.Nest(Der::kSequence, [&] {
+    WriteAlgorithmIdentifier(w, algorithm, parameters);
+    w.AddBitString(publicKey.bytes, publicKey.unusedBits);
+  });
 }
 
 namespace Structure {
@@ -24,11 +50,8 @@ namespace {
 
 ByteArray Copy(Der::Bytes bytes) { return ByteArray(bytes.begin(), bytes.end()); }
 
-void WriteAlgorithmIdentifier(Der::Writer& w, const CRYPT_ALGORITHM_IDENTIFIER& in) {
-  w.Nest(Der::kSequence, [&] {
-    w.AddOid(in.pszObjId);
-    if (!in.Parameters.empty()) w.AddRaw(in.Parameters);
-  });
+void WriteAlgorithmIdentifier(Der::Writer& w, const Asn1::AlgorithmIdentifier& in) {
+  Asn1Write::WriteAlgorithmIdentifier(w, in.pszObjId, in.Parameters);
 }
 
 // A positive INTEGER as its magnitude (an RSA number: zero is no modulus, exponent or prime).
@@ -49,26 +72,24 @@ bool ReadPositives(Der::Reader& in, ByteArray* const (&numbers)[N]) {
 }  // namespace
 
 bool X509PublicKeyInfo::Decode(Der::Bytes der, Decoded* out) {
-  Der::Reader seq;
-  Der::BitString bits;
-  if (!Der::ReadWhole(der, Der::kSequence, &seq) || !ReadAlgorithmIdentifier(seq, &out->Algorithm) ||
-      !seq.ReadBitString(&bits) || !seq.Empty())
-    return false;
-  out->PublicKey.pbData = Copy(bits.bytes);
-  out->PublicKey.cUnusedBits = bits.unusedBits;
+  Der::Reader in(der);
+  Asn1::SubjectPublicKeyInfoView view;
+  if (!Asn1Read::ReadSubjectPublicKeyInfo(in, &view) || !in.Empty()) return false;
+  out->Algorithm.pszObjId = std::move(view.algorithm.oid);
+  out->Algorithm.Parameters = Copy(view.algorithm.parameters);
+  out->PublicKey.pbData = Copy(view.publicKey.bytes);
+  out->PublicKey.cUnusedBits = view.publicKey.unusedBits;
   return true;
 }
 
 bool X509PublicKeyInfo::Encode(const Decoded& in, ByteArray* der) {
   Der::Writer w;
-  w.Nest(Der::kSequence, [&] {
-    WriteAlgorithmIdentifier(w, in.Algorithm);
-    w.AddBitString(in.PublicKey.pbData, in.PublicKey.cUnusedBits);
-  });
+  Asn1Write::WriteSubjectPublicKeyInfo(w, in.Algorithm.pszObjId, in.Algorithm.Parameters,
+                                       {in.PublicKey.pbData, in.PublicKey.cUnusedBits});
   return w.Finish(der);
 }
 
-bool PrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
+bool PkcsPrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
   Der::Reader seq;
   Der::Bytes privateKey;
   std::uint64_t version = 0;
@@ -76,15 +97,17 @@ bool PrivateKeyInfo::Decode(Der::Bytes der, Decoded* out) {
       !ReadAlgorithmIdentifier(seq, &out->Algorithm) || !seq.ReadOctetString(&privateKey))
     return false;
   Der::Bytes attributes;
-  if (seq.Peek(Der::ContextTag(0, true)) && !seq.ReadElement(Der::ContextTag(0, true), &attributes)) return false;
-  if (!seq.Empty()) return false;
+  if (!seq.ReadOptional(Der::ContextTag(0, true),
+                        [&] { return seq.ReadElement(Der::ContextTag(0, true), &attributes); }) ||
+      !seq.Empty())
+    return false;
   out->Version = 0;
   out->PrivateKey = Copy(privateKey);
   out->Attributes = Copy(attributes);
   return true;
 }
 
-bool PrivateKeyInfo::Encode(const Decoded& in, ByteArray* der) {
+bool PkcsPrivateKeyInfo::Encode(const Decoded& in, ByteArray* der) {
   Der::Writer w;
   w.Nest(Der::kSequence, [&] {
     w.AddUint64(in.Version);

@@ -1,41 +1,40 @@
-// The decoded structures of keys, shaped as the platform's certificate services publish them
-// (CERT_PUBLIC_KEY_INFO, CRYPT_PRIVATE_KEY_INFO), the numbers of PKCS #1 RSA keys, and their
-// structure types for CryptoUtil::DecodeObject and EncodeObject (see cng/crypto.cng.util.h).
-// Every decoder is strict: exactly one DER element, nothing after it, and any tag, length or
-// value error fails the whole decode.
+// Keys: the decoded forms of public-key infos, PKCS #8 private-key infos and the numbers of
+// PKCS #1 RSA keys, the one reader and writer of AlgorithmIdentifier and SubjectPublicKeyInfo
+// (which the platform's certificate services use too), and the structure types of keys (see
+// crypto.asn1.h for their contract).
 #pragma once
 
 #include <string>
+#include <string_view>
 
-#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.asn1.h"
 #include "codec/crypto.der.h"
-
-#ifndef szOID_RSA_RSA
-#define szOID_RSA_RSA "1.2.840.113549.1.1.1"
-#endif
+#include "codec/crypto.der.writer.h"
 
 namespace ZT::Framework {
 
+namespace Asn1 {
+
 // AlgorithmIdentifier: the OID in dotted text and the parameters as their whole DER element
 // (05 00 for NULL; empty when the field is absent).
-struct CRYPT_ALGORITHM_IDENTIFIER {
+struct AlgorithmIdentifier {
   std::string pszObjId;
-  CRYPT_OBJID_BLOB Parameters;
+  EncodedElement Parameters;
 };
 
 // SubjectPublicKeyInfo.
-struct CERT_PUBLIC_KEY_INFO {
-  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
-  CRYPT_BIT_BLOB PublicKey;
+struct SubjectPublicKeyInfo {
+  AlgorithmIdentifier Algorithm;
+  BitStringBytes PublicKey;
 };
 
 // PKCS #8 PrivateKeyInfo (version 0): the private key is the DER of the algorithm's own key
 // structure (an RSAPrivateKey for rsaEncryption).
-struct CRYPT_PRIVATE_KEY_INFO {
+struct PrivateKeyInfo {
   std::uint32_t Version = 0;
-  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
+  AlgorithmIdentifier Algorithm;
   ByteArray PrivateKey;
-  CRYPT_OBJID_BLOB Attributes;  // the [0] element as read; empty when absent
+  EncodedElement Attributes;  // the [0] element as read; empty when absent
 };
 
 // The numbers of a PKCS #1 RSAPublicKey, big-endian, without leading zero bytes.
@@ -56,18 +55,49 @@ struct RsaPrivateKeyNumbers {
   ByteArray coefficient;  // q^-1 mod p
 };
 
+// An AlgorithmIdentifier as it stands in the bytes read: the OID in dotted text and a view of
+// the parameters' whole element (empty when the field is absent).
+struct AlgorithmIdentifierView {
+  std::string oid;
+  Der::Bytes parameters;
+};
+
+// A SubjectPublicKeyInfo as it stands in the bytes read.
+struct SubjectPublicKeyInfoView {
+  AlgorithmIdentifierView algorithm;
+  Der::BitString publicKey;
+};
+
+}  // namespace Asn1
+
+// The one reader of each structure; the owning forms above are copies of what they read, and
+// the platform's certificate services read with them too.
 namespace Asn1Read {
 
 // AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
-bool ReadAlgorithmIdentifier(Der::Reader& in, CRYPT_ALGORITHM_IDENTIFIER* out);
+bool ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifierView* out);
+bool ReadAlgorithmIdentifier(Der::Reader& in, Asn1::AlgorithmIdentifier* out);
+
+// SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT STRING }
+bool ReadSubjectPublicKeyInfo(Der::Reader& in, Asn1::SubjectPublicKeyInfoView* out);
 
 }  // namespace Asn1Read
+
+// The one writer of each structure, for the owning forms and the platform's alike. Failures
+// (an OID text that is not one) fail the writer.
+namespace Asn1Write {
+
+void WriteAlgorithmIdentifier(Der::Writer& w, std::string_view oid, Der::Bytes parameters);
+void WriteSubjectPublicKeyInfo(Der::Writer& w, std::string_view algorithm, Der::Bytes parameters,
+                               const Der::BitString& publicKey);
+
+}  // namespace Asn1Write
 
 namespace Structure {
 
 // SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT STRING }
 struct X509PublicKeyInfo {
-  using Decoded = CERT_PUBLIC_KEY_INFO;
+  using Decoded = Asn1::SubjectPublicKeyInfo;
   static constexpr const wchar_t* kName = L"X509_PUBLIC_KEY_INFO";
   static bool Decode(Der::Bytes der, Decoded* out);
   static bool Encode(const Decoded& in, ByteArray* der);
@@ -75,8 +105,8 @@ struct X509PublicKeyInfo {
 
 // PrivateKeyInfo ::= SEQUENCE { version INTEGER (0), privateKeyAlgorithm AlgorithmIdentifier,
 //                               privateKey OCTET STRING, attributes [0] IMPLICIT SET OF OPTIONAL }
-struct PrivateKeyInfo {
-  using Decoded = CRYPT_PRIVATE_KEY_INFO;
+struct PkcsPrivateKeyInfo {
+  using Decoded = Asn1::PrivateKeyInfo;
   static constexpr const wchar_t* kName = L"PKCS_PRIVATE_KEY_INFO";
   static bool Decode(Der::Bytes der, Decoded* out);
   static bool Encode(const Decoded& in, ByteArray* der);
@@ -86,7 +116,7 @@ struct PrivateKeyInfo {
 // platform decodes it straight into its key blobs (see the blob types of crypto.cng.util.keys.h);
 // this is the form both are built from.
 struct RsaPublicKey {
-  using Decoded = RsaPublicKeyNumbers;
+  using Decoded = Asn1::RsaPublicKeyNumbers;
   static constexpr const wchar_t* kName = L"RSA_PUBLIC_KEY";
   static bool Decode(Der::Bytes der, Decoded* out);
   static bool Encode(const Decoded& in, ByteArray* der);
@@ -96,7 +126,7 @@ struct RsaPublicKey {
 // prime1, prime2, exponent1, exponent2, coefficient INTEGER }, all positive. Multi-prime keys
 // (version 1) are refused.
 struct RsaPrivateKey {
-  using Decoded = RsaPrivateKeyNumbers;
+  using Decoded = Asn1::RsaPrivateKeyNumbers;
   static constexpr const wchar_t* kName = L"PKCS_RSA_PRIVATE_KEY";
   static bool Decode(Der::Bytes der, Decoded* out);
   static bool Encode(const Decoded& in, ByteArray* der);

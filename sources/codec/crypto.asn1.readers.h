@@ -1,11 +1,13 @@
-// Reading steps shared by the structure decoders of crypto.asn1.*.cpp: each reads one element
-// off the cursor into a member of a published structure, failing closed as the cursor does.
+// Reading steps that the structure readers of every family share (crypto.asn1.readers.cpp): each
+// reads one element off the cursor into a member of a decoded form, failing closed as the cursor
+// does. The readers of names and general names, which the extensions share too, are in
+// crypto.asn1.names.h.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.asn1.h"
 #include "codec/crypto.der.h"
 
 namespace ZT::Framework::Asn1Read {
@@ -13,23 +15,13 @@ namespace ZT::Framework::Asn1Read {
 // An OBJECT IDENTIFIER as dotted text.
 bool ReadOidText(Der::Reader& in, std::string* oid);
 // A BIT STRING (with `tag` when implicitly tagged).
-bool ReadBitBlob(Der::Reader& in, CRYPT_BIT_BLOB* out, Der::Tag tag = Der::kBitString);
-// An INTEGER (with `tag` when implicitly tagged) as the platform holds it: the two's-complement
-// octets, least significant first.
-bool ReadIntegerBlob(Der::Reader& in, CRYPT_INTEGER_BLOB* out, Der::Tag tag = Der::kInteger);
+bool ReadBitStringBytes(Der::Reader& in, Asn1::BitStringBytes* out, Der::Tag tag = Der::kBitString);
+// An INTEGER (with `tag` when implicitly tagged), least significant octet first.
+bool ReadLittleEndianInteger(Der::Reader& in, Asn1::LittleEndianInteger* out, Der::Tag tag = Der::kInteger);
 // An OCTET STRING's octets (with `tag` when implicitly tagged).
-bool ReadDataBlob(Der::Reader& in, CRYPT_DATA_BLOB* out, Der::Tag tag = Der::kOctetString);
-// The next element's whole encoding.
-bool ReadObjidBlob(Der::Reader& in, CRYPT_OBJID_BLOB* out);
-
-// One attribute value under the conventions of CERT_RDN_ATTR (see crypto.asn1.types.h).
-bool ReadNameValue(Der::Reader& in, std::uint32_t* valueType, CERT_RDN_VALUE_BLOB* value);
-// One GeneralName.
-bool ReadGeneralName(Der::Reader& in, CERT_ALT_NAME_ENTRY* out);
-// GeneralNames: a SEQUENCE (or `tag` when implicitly tagged) of GeneralName. Its definition asks
-// for at least one, but empty lists are issued (an empty alternative-name extension) and OpenSSL
-// reads them: an empty SEQUENCE is an empty list.
-bool ReadGeneralNames(Der::Reader& in, CERT_ALT_NAME_INFO* out, Der::Tag tag = Der::kSequence);
+bool ReadOctets(Der::Reader& in, ByteArray* out, Der::Tag tag = Der::kOctetString);
+// The next element, whatever it is, as its whole encoding (an ANY value kept for later).
+bool ReadElementBytes(Der::Reader& in, Asn1::EncodedElement* out);
 
 // Runs `readBody` on the contents of `der`, which must be one element with `tag` and nothing
 // after it; the body must consume the contents entirely.

@@ -151,19 +151,15 @@ bool Reader::Read(Tag tag, Reader* contents) {
   return TakeElement(header, contents, nullptr);
 }
 
+bool Reader::StartsWith(Tag tag) const {
+  Tag next;
+  std::size_t pos = 0;
+  return ParseTag(m_data, m_size, &pos, &next) && next == tag;
+}
+
 bool Reader::ReadOptional(Tag tag, Reader* contents, bool* present) {
   *present = false;
-  if (Empty()) return true;
-  Tag next;
-  if (!PeekTag(&next)) {
-    // A malformed element is an error only if it would have been this field; its tag octets
-    // may still be readable when its length is not.
-    std::size_t pos = 0;
-    return !(ParseTag(m_data, m_size, &pos, &next) && next == tag);
-  }
-  if (next != tag) return true;
-  *present = Read(tag, contents);
-  return *present;
+  return ReadOptional(tag, [&] { return *present = Read(tag, contents); });
 }
 
 bool Reader::ReadAnyElement(Tag* tag, Bytes* element) {

@@ -7,17 +7,15 @@
 // was, so a caller cannot go on reading from the middle of a bad element. Nothing here allocates
 // except the functions that produce text (strings, OID text), and nothing here throws.
 //
-// A structure reader is written as the steps of its ASN.1 definition:
+// A structure reader is written as the steps of its ASN.1 definition (the readers of the
+// structures are in crypto.asn1.*.h, one reader each):
 //
-//   // AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
-//   bool ReadAlgorithmIdentifier(Der::Reader& in, std::string* oid, std::span<const uint8_t>* params) {
+//   // BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE, pathLenConstraint INTEGER OPTIONAL }
+//   bool ReadBasicConstraints(Der::Reader& in, bool* ca, std::uint64_t* pathLength) {
 //     Der::Reader seq;
-//     Der::Bytes oidBytes;
-//     Der::Tag paramTag;
-//     return in.Read(Der::kSequence, &seq) && seq.ReadOid(&oidBytes) &&
-//            Der::OidToText(oidBytes, oid) &&
-//            (seq.Empty() ? (*params = {}, true) : seq.ReadAnyElement(&paramTag, params)) &&
-//            seq.Empty();
+//     return in.Read(Der::kSequence, &seq) &&
+//            seq.ReadOptional(Der::kBoolean, [&] { return seq.ReadBoolean(ca); }) &&
+//            seq.ReadOptional(Der::kInteger, [&] { return seq.ReadUint64(pathLength); }) && seq.Empty();
 //   }
 //
 // What is checked, and why:
@@ -40,6 +38,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
@@ -173,9 +172,25 @@ class Reader {
   // Reads the next element, which must have `tag`; `*contents` as ReadAny. `contents` may be
   // this reader itself, to step into an element (`r.Read(kSequence, &r)`).
   bool Read(Tag tag, Reader* contents);
-  // Reads the next element when it has `tag` (`*present` true, `*contents` set); leaves the
-  // cursor alone and sets `*present` false when the cursor is empty or the next tag differs.
-  // Fails only when an element with that tag is there and malformed.
+
+  // OPTIONAL and DEFAULT fields, the one way to read them. The field is there when the next
+  // element starts with `tag` (one of `tags`, for a CHOICE): then `read` reads it off this cursor
+  // and its result is returned. Otherwise (the cursor is empty, or the next tag differs) nothing
+  // is read and the answer is true. A malformed element that starts with the field's tag is the
+  // field, so `read` fails on it rather than the field being taken for absent:
+  //   seq.ReadOptional(Der::ContextTag(0), [&] { return ReadOctets(seq, &out->KeyId, Der::ContextTag(0)); })
+  // (An ANY OPTIONAL last in its SEQUENCE has no tag to go by: it is there when anything is left.)
+  template <class Read>
+  bool ReadOptional(Tag tag, Read&& read) {
+    return !StartsWith(tag) || read();
+  }
+  template <class Read>
+  bool ReadOptional(std::initializer_list<Tag> tags, Read&& read) {
+    for (const Tag tag : tags)
+      if (StartsWith(tag)) return read();
+    return true;
+  }
+  // The same for a field read as its contents: `*present` tells whether it was there.
   bool ReadOptional(Tag tag, Reader* contents, bool* present);
   // As ReadAny and Read, but `*element` is the whole encoding: tag, length and contents (to keep
   // a signed part as signed, or an ANY value for later).
@@ -223,6 +238,8 @@ class Reader {
     std::size_t contentSize = 0;
   };
   bool ParseHeader(Header* header) const;
+  // Whether the next element's tag octets read as `tag`, whatever follows them.
+  bool StartsWith(Tag tag) const;
   bool TakeElement(const Header& header, Reader* contents, Bytes* element);
   // Reads an element with `tag` and hands its contents to `decode`; the cursor moves only when
   // both succeed.

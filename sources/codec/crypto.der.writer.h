@@ -13,7 +13,8 @@
 //
 // A call that cannot encode its argument (an OID text that is not an OID, a character that a
 // PrintableString cannot hold) returns false and marks the writer failed: later calls do
-// nothing and Finish fails, so a structure writer can check once at the end.
+// nothing and Finish fails, so a structure writer checks once, at the end. Its own checks fail
+// the writer the same way (Fail).
 #pragma once
 
 #include <cstddef>
@@ -85,6 +86,9 @@ class Writer {
   bool AddUtcTime(const CalendarTime& time, Tag tag = kUtcTime);
   bool AddGeneralizedTime(const CalendarTime& time, Tag tag = kGeneralizedTime);
 
+  // Marks the writer failed, for a check of the structure writer's own (a value that its type
+  // cannot hold): later calls do nothing and Finish fails. Returns false.
+  bool Fail();
   // True while no call has failed.
   bool Ok() const { return m_ok; }
   // Moves the encoding to `*out`. Fails (and leaves `*out` alone) when a call failed or an
@@ -96,7 +100,6 @@ class Writer {
     std::size_t lengthOffset;  // where the one-octet length placeholder stands
     bool sortAsSetOf;
   };
-  bool Fail();
   bool AddHeader(Tag tag, std::size_t length);
   void AppendTag(Tag tag);
   void AppendLength(std::size_t length);

@@ -6,7 +6,6 @@
 #include <memory>
 #include <vector>
 
-#include "common/crypto.trace.lines.h"
 #include "framework/crypto.trace.h"
 #include "zt/certificate.h"
 #include "zt/certificateproperties.h"
@@ -31,26 +30,24 @@ std::unique_ptr<IX509Certificate> ParseCertificate(const FunctionTrace& fn, cons
   fn.Data(L"pusCertificateValue=%#x", static_cast<const void*>(pusCertificateValue));
   fn.Data(L"unCertificateValueLen=%u", unCertificateValueLen);
   const ByteArray baCertificate(pusCertificateValue, pusCertificateValue + unCertificateValueLen);
-  try {
-    std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_X509, baCertificate));
-    return std::unique_ptr<IX509Certificate>(static_cast<IX509Certificate*>(certificate.release()));
-  } catch (IException* e) {
-    const std::unique_ptr<IException> owned(e);
-    fn.Error(L"ICertificate::Create(CERT_FORMAT_X509) failed: %s", e->getMessage());
-    return nullptr;
-  }
+  return fn.Recover(
+      [&] {
+        std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_X509, baCertificate));
+        return std::unique_ptr<IX509Certificate>(static_cast<IX509Certificate*>(certificate.release()));
+      },
+      [&](const IException& e) {
+        fn.Error(L"ICertificate::Create(CERT_FORMAT_X509) failed: %s", e.getMessage());
+        return std::unique_ptr<IX509Certificate>();
+      });
 }
 
 // A query whose failure is logged as "<what> failed: <message>" and counts as no result.
 template <class Result, class Query>
 Result OrNothing(const FunctionTrace& fn, const wchar_t* what, Query&& query) {
-  try {
-    return query();
-  } catch (IException* e) {
-    const std::unique_ptr<IException> owned(e);
-    fn.Error(L"%s failed: %s", WString(what), e->getMessage());
+  return fn.Recover(query, [&](const IException& e) {
+    fn.Error(L"%s failed: %s", WString(what), e.getMessage());
     return Result();
-  }
+  });
 }
 
 GeneralNames SubjectAltNames(const FunctionTrace& fn, const IX509Certificate& certificate) {
@@ -104,16 +101,16 @@ Facts FactsOf(const FunctionTrace& fn, const IX509Certificate& certificate) {
 template <class Result, class Answer>
 Result Answered(const FunctionTrace& fn, const unsigned char* pusCertificateValue, unsigned int unCertificateValueLen,
                 nqlogFormat<Result> resultFormat, Answer&& answer) {
-  Result ret{};
-  try {
-    if (const auto certificate = ParseCertificate(fn, pusCertificateValue, unCertificateValueLen))
-      ret = answer(*certificate);
-  } catch (IException* e) {
-    const std::unique_ptr<IException> owned(e);
-    fn.Error(L"%s", e->getMessage());
-    ret = Result{};
-  }
-  TraceResult(fn, resultFormat, ret);
+  const Result ret = fn.Recover(
+      [&] {
+        const auto certificate = ParseCertificate(fn, pusCertificateValue, unCertificateValueLen);
+        return certificate ? answer(*certificate) : Result{};
+      },
+      [&](const IException& e) {
+        fn.Error(L"%s", e.getMessage());
+        return Result{};
+      });
+  fn.Result(resultFormat, ret);
   return ret;
 }
 
@@ -126,7 +123,7 @@ bool ICertificateProperties::nqGetEKUFromCertificate(const unsigned char* pusCer
   if (pbFound != nullptr) *pbFound = false;
   if (szOID == nullptr) {
     fn.Warning(L"szOID=NULL!");
-    TraceResult(fn, L"ret=(%u)", 0u);
+    fn.Result(L"ret=(%u)", 0u);
     return false;
   }
   return Answered<unsigned>(fn, pusCertificateValue, unCertificateValueLen, L"ret=(%u)",

@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.status.h"
 #include "zt/cipher.h"
 
 namespace ZT::Framework {

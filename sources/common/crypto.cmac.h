@@ -5,12 +5,12 @@
 
 #include <cstdint>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/mac.h"
 
 namespace ZT::Framework {
 
-inline constexpr EngineTrace kCMACCMACTrace = ZT_ENGINE_TRACE(CMACCMAC);
+inline constexpr ClassTrace kCMACCMACTrace = ZT_CLASS_TRACE(CMACCMAC);
 
 // The block size b (and MAC length) comes from the key's algorithm: 16 bytes for "AES", 8 for
 // "DES" and "3DES". The empty message is padded as a partial block (RFC 4493). The MAC's own

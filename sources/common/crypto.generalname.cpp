@@ -54,12 +54,8 @@ const NameKind& RequireKind(const FunctionTrace& fn, const WString& sNameType, H
 }
 
 WString AddressText(const FunctionTrace& fn, const ByteArray& address) {
-  try {
-    return CConverter::ByteArrayToString(address);
-  } catch (IException* e) {
-    delete e;
-    fn.Raise(CRYPTO_INTERNAL_ERROR, L"CConverter::ByteArrayToString() failed");
-  }
+  return fn.Translate(CRYPTO_INTERNAL_ERROR, L"CConverter::ByteArrayToString() failed",
+                      [&] { return CConverter::ByteArrayToString(address); });
 }
 
 }  // namespace
@@ -94,8 +90,7 @@ CGeneralName::CGeneralName(const WString& sName, const WString& sNameType) {
 }
 
 CGeneralName::~CGeneralName() {
-  const FunctionTrace fn(L"CGeneralName::~CGeneralName", this);
-  fn.Run([] {});
+  TraceLifetime(L"CGeneralName::~CGeneralName", this);
 }
 
 WString CGeneralName::GetNameType() const {

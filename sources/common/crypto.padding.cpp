@@ -56,12 +56,8 @@ ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data, SourceLine where)
   }, where);
 }
 
-void LogStep(const FunctionTrace& fn, const wchar_t* text) {
-  nqlogLog(kTraceCategory, NQLOG_WARNING, L"%s %s", fn.Name(), text);
-}
-
 void LogDecodeError(const FunctionTrace& fn, const wchar_t* text) {
-  nqlogLog(kTraceCategory, NQLOG_ERROR, L"%s: %s", fn.Name(), text);
+  fn.Line(NQLOG_ERROR, Separator::Tight, L"%s", text);
 }
 
 }  // namespace Padding

@@ -8,7 +8,6 @@
 
 #include <cstdint>
 
-#include "cng/crypto.cng.engine.h"
 #include "framework/crypto.trace.h"
 #include "zt/padding.h"
 
@@ -16,28 +15,24 @@ namespace ZT::Framework {
 
 // What every scheme holds: the key length k and the caller's map (not owned), both fixed at
 // creation. Construction and destruction are traced under the scheme's own names.
-template <const EngineTrace& Names>
+template <const ClassTrace& Names>
 class PaddingScheme : public IPadding {
  public:
   PaddingScheme(std::uint32_t nKeyLength, ICryptoParserParameterMap* pParams)
       : m_nKeyLength(nKeyLength), m_pParams(pParams) {
-    const FunctionTrace fn(Names.constructor, this);
-    fn.Run([] {});
+    TraceLifetime(Names.constructor, this);
   }
-  ~PaddingScheme() override {
-    const FunctionTrace fn(Names.destructor, this);
-    fn.Run([] {});
-  }
+  ~PaddingScheme() override { TraceLifetime(Names.destructor, this); }
 
  protected:
   const std::uint32_t m_nKeyLength;
   ICryptoParserParameterMap* const m_pParams;
 };
 
-inline constexpr EngineTrace kCPKCS1EncryptPaddingTrace = ZT_ENGINE_TRACE(CPKCS1EncryptPadding);
-inline constexpr EngineTrace kCPKCS1SignPaddingTrace = ZT_ENGINE_TRACE(CPKCS1SignPadding);
-inline constexpr EngineTrace kCOAEPPaddingTrace = ZT_ENGINE_TRACE(COAEPPadding);
-inline constexpr EngineTrace kCX931PaddingTrace = ZT_ENGINE_TRACE(CX931Padding);
+inline constexpr ClassTrace kCPKCS1EncryptPaddingTrace = ZT_CLASS_TRACE(CPKCS1EncryptPadding);
+inline constexpr ClassTrace kCPKCS1SignPaddingTrace = ZT_CLASS_TRACE(CPKCS1SignPadding);
+inline constexpr ClassTrace kCOAEPPaddingTrace = ZT_CLASS_TRACE(COAEPPadding);
+inline constexpr ClassTrace kCX931PaddingTrace = ZT_CLASS_TRACE(CX931Padding);
 
 // PKCS #1 v1.5 block type 2: 00 02 PS 00 M, PS random bytes in 1..254, at least 8 of them.
 class CPKCS1EncryptPadding final : public PaddingScheme<kCPKCS1EncryptPaddingTrace> {
@@ -105,9 +100,6 @@ ByteArray RandomBytes(const FunctionTrace& fn, std::uint32_t nLength, SourceLine
 // SHA-1 of `data` by a digest made for this call; a failure throws with its id and "Digest
 // failed".
 ByteArray Sha1(const FunctionTrace& fn, const ByteArray& data, SourceLine where = SourceLine());
-
-// A level-2 line "<function name> <text>": the step lines of OAEP, written without the colon.
-void LogStep(const FunctionTrace& fn, const wchar_t* text);
 
 // A level-1 line "<function name>: <text>", the form of the lines of a failed decryption.
 void LogDecodeError(const FunctionTrace& fn, const wchar_t* text);

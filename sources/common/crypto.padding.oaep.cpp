@@ -47,7 +47,7 @@ void COAEPPadding::RsaOaep_MGF(const ByteArray& baSeed, std::uint32_t nLength, B
     ByteArray block(baSeed);
     block.resize(baSeed.size() + 4);
     for (std::uint32_t C = 0; T.size() < nLength; ++C) {
-      Padding::LogStep(fn, L"Compute T = Hash(Seed||C))");
+      fn.Outcome(L"Compute T = Hash(Seed||C))");
       for (int i = 0; i < 4; ++i) block[baSeed.size() + i] = static_cast<unsigned char>(C >> (24 - 8 * i));
       const ByteArray hash = Padding::Sha1(fn, block);
       T.insert(T.end(), hash.begin(), hash.end());
@@ -70,7 +70,7 @@ void COAEPPadding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     const std::uint32_t psLen = k - mLen - 42;
     fn.Warning(L"Len PS = %d (0x%x))", psLen, psLen);
 
-    Padding::LogStep(fn, L"Compute pHash = Hash(P))");
+    fn.Outcome(L"Compute pHash = Hash(P))");
     const ByteArray pHash = Padding::Sha1(fn, P);
 
     const std::uint32_t dbLen = k - hLen - 1;
@@ -80,17 +80,17 @@ void COAEPPadding::EncodeData(const ByteArray& baIn, ByteArray& baOut) {
     DB.push_back(0x01);
     DB.insert(DB.end(), baIn.begin(), baIn.end());
 
-    Padding::LogStep(fn, L"Compute Seed)");
+    fn.Outcome(L"Compute Seed)");
     const ByteArray seedOctets = Padding::RandomBytes(fn, hLen);
 
-    Padding::LogStep(fn, L"Compute DBMask = MGF(Seed, k - hlen - 1) )");
+    fn.Outcome(L"Compute DBMask = MGF(Seed, k - hlen - 1) )");
     const ByteArray dbMask = Mask(fn, seedOctets, dbLen);
-    Padding::LogStep(fn, L"Compute maskedDB = DB xor dbMask )");
+    fn.Outcome(L"Compute maskedDB = DB xor dbMask )");
     const ByteArray maskedDB = Xor(DB, dbMask);
 
-    Padding::LogStep(fn, L"Compute SeedMask = MGF(maskedDB, hlen ))");
+    fn.Outcome(L"Compute SeedMask = MGF(maskedDB, hlen ))");
     const ByteArray seedMask = Mask(fn, maskedDB, hLen);
-    Padding::LogStep(fn, L"Compute MaskedSeed = Seed xor SeedMask )");
+    fn.Outcome(L"Compute MaskedSeed = Seed xor SeedMask )");
     const ByteArray maskedSeed = Xor(seedOctets, seedMask);
 
     baOut.reserve(k);
@@ -113,24 +113,24 @@ bool COAEPPadding::DecodeData(const ByteArray& baIn, ByteArray& baOut) {
                inLen, k);
 
     const auto refuse = [&] {
-      Padding::LogStep(fn, L"Error to decode MessageToDecode indice 0)");
+      fn.Outcome(L"Error to decode MessageToDecode indice 0)");
       return false;
     };
     // Too short to hold maskedSeed: nothing to unmask.
     if (k < 1 + hLen) return refuse();
 
-    Padding::LogStep(fn, L"Compute pHash = Hash(P))");
+    fn.Outcome(L"Compute pHash = Hash(P))");
     const ByteArray pHash = Padding::Sha1(fn, P);
     const ByteArray maskedSeed = Slice(baIn, 1, 1 + hLen);
     const ByteArray maskedDB = Slice(baIn, 1 + hLen, k);
 
-    Padding::LogStep(fn, L"Compute SeedMask = MGF(maskedDB, hlen ))");
+    fn.Outcome(L"Compute SeedMask = MGF(maskedDB, hlen ))");
     const ByteArray seedMask = Mask(fn, maskedDB, hLen);
-    Padding::LogStep(fn, L"Compute MaskedSeed = Seed xor SeedMask )");
+    fn.Outcome(L"Compute MaskedSeed = Seed xor SeedMask )");
     const ByteArray seedOctets = Xor(maskedSeed, seedMask);
-    Padding::LogStep(fn, L"Compute DBMask = MGF(Seed, k - hlen - 1) )");
+    fn.Outcome(L"Compute DBMask = MGF(Seed, k - hlen - 1) )");
     const ByteArray dbMask = Mask(fn, seedOctets, k - hLen - 1);
-    Padding::LogStep(fn, L"Compute DB = maskedDB xor dbMask )");
+    fn.Outcome(L"Compute DB = maskedDB xor dbMask )");
     const ByteArray DB = Xor(maskedDB, dbMask);
 
     std::size_t i = kSeparatorSearchStart;

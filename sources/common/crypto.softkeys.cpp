@@ -33,13 +33,11 @@ ISharedSecret::~ISharedSecret() = default;
 
 CSoftSecretKey::CSoftSecretKey(std::unique_ptr<IAlgorithm> pAlgorithm, const ByteArray& baKey)
     : m_pAlgorithm(std::move(pAlgorithm)) {
-  const FunctionTrace fn(L"CSoftSecretKey::CSoftSecretKey", this);
-  fn.Run([&] { Obfuscate(baKey, m_baMaskedKey); });
+  TraceLifetime(L"CSoftSecretKey::CSoftSecretKey", this, [&] { Obfuscate(baKey, m_baMaskedKey); });
 }
 
 CSoftSecretKey::~CSoftSecretKey() {
-  const FunctionTrace fn(L"CSoftSecretKey::~CSoftSecretKey", this);
-  fn.Run([&] { m_pAlgorithm.reset(); });
+  TraceLifetime(L"CSoftSecretKey::~CSoftSecretKey", this, [&] { m_pAlgorithm.reset(); });
 }
 
 IKey* CSoftSecretKey::Clone() const {
@@ -79,13 +77,11 @@ void CSoftSecretKey::Obfuscate(const ByteArray& baIn, ByteArray& baOut) {
 }
 
 CSoftSharedSecret::CSoftSharedSecret(const ByteArray& baSecret) : m_baSecret(baSecret) {
-  const FunctionTrace fn(L"CSoftSharedSecret::CSoftSharedSecret", this);
-  fn.Run([] {});
+  TraceLifetime(L"CSoftSharedSecret::CSoftSharedSecret", this);
 }
 
 CSoftSharedSecret::~CSoftSharedSecret() {
-  const FunctionTrace fn(L"CSoftSharedSecret::~CSoftSharedSecret", this);
-  fn.Run([] {});
+  TraceLifetime(L"CSoftSharedSecret::~CSoftSharedSecret", this);
 }
 
 }  // namespace ZT::Framework

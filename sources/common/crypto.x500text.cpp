@@ -4,14 +4,18 @@
 #include <cstring>
 #include <string_view>
 
-#include "codec/crypto.asn1.structures.h"
 #include "codec/crypto.der.h"
 
 namespace ZT::Framework::X500Text {
 namespace {
 
-constexpr std::uint32_t kErrorMoreData = 234;           // ERROR_MORE_DATA
-constexpr std::uint32_t kInvalidArgument = 0x80070057;  // E_INVALIDARG
+// The platform's error codes as the last error holds them.
+constexpr std::uint32_t kMoreData = ERROR_MORE_DATA;
+constexpr auto kInvalidArgument = static_cast<std::uint32_t>(E_INVALIDARG);
+constexpr auto kAsn1Corrupt = static_cast<std::uint32_t>(CRYPT_E_ASN1_CORRUPT);
+constexpr auto kInvalidX500String = static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING);
+constexpr auto kInvalidPrintableString = static_cast<std::uint32_t>(CRYPT_E_INVALID_PRINTABLE_STRING);
+constexpr auto kInvalidIa5String = static_cast<std::uint32_t>(CRYPT_E_INVALID_IA5_STRING);
 constexpr std::uint32_t kStringTypeMask = 0xFF;
 
 thread_local std::uint32_t t_lastError = 0;
@@ -83,9 +87,9 @@ bool Holds(std::uint32_t universalType, const WString& text) {
 
 std::uint32_t ErrorOfRule(ValueRule rule) {
   switch (rule) {
-    case ValueRule::PrintableOnly: return CRYPT_E_INVALID_PRINTABLE_STRING;
-    case ValueRule::Ia5Only: return CRYPT_E_INVALID_IA5_STRING;
-    default: return CRYPT_E_INVALID_X500_STRING;
+    case ValueRule::PrintableOnly: return kInvalidPrintableString;
+    case ValueRule::Ia5Only: return kInvalidIa5String;
+    default: return kInvalidX500String;
   }
 }
 
@@ -121,10 +125,10 @@ void AppendHexUpper(WString& out, const ByteArray& bytes) {
 }
 
 // The unquoted text of one value.
-WString ValueText(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value) {
-  if (IsStringValueType(dwValueType)) return StringValueText(dwValueType, value);
+WString ValueText(std::uint32_t dwValueType, const Asn1::ValueBytes& value) {
+  if (Asn1::IsStringValueType(dwValueType)) return Asn1::StringValueText(dwValueType, value);
   WString hex;
-  if (dwValueType == CERT_RDN_OCTET_STRING || dwValueType == CERT_RDN_ENCODED_BLOB) {
+  if (dwValueType == Asn1::kOctetStringValue || dwValueType == Asn1::kEncodedValue) {
     hex.push_back(L'#');
     AppendHexUpper(hex, value);
   }
@@ -136,9 +140,9 @@ bool NeedsQuotes(const WString& value) {
   return value.find_first_of(L",+=\"<>#;\r\n") != WString::npos;
 }
 
-void AppendValue(WString& out, const CERT_RDN_ATTR& attr, bool quoting) {
+void AppendValue(WString& out, const Asn1::AttributeTypeAndValue& attr, bool quoting) {
   const WString text = ValueText(attr.dwValueType, attr.Value);
-  if (!quoting || !IsStringValueType(attr.dwValueType) || !NeedsQuotes(text)) {
+  if (!quoting || !Asn1::IsStringValueType(attr.dwValueType) || !NeedsQuotes(text)) {
     out += text;
     return;
   }
@@ -162,7 +166,7 @@ void AppendKey(WString& out, const std::string& oid, std::uint32_t stringType) {
   out.push_back(L'=');
 }
 
-WString NameToText(const CERT_NAME_INFO& info, std::uint32_t dwStrType) {
+WString NameToText(const Asn1::Name& info, std::uint32_t dwStrType) {
   const std::uint32_t stringType = dwStrType & kStringTypeMask;
   const wchar_t* rdnSeparator = (dwStrType & CERT_NAME_STR_CRLF_FLAG)        ? L"\r\n"
                                 : (dwStrType & CERT_NAME_STR_SEMICOLON_FLAG) ? L"; "
@@ -170,15 +174,15 @@ WString NameToText(const CERT_NAME_INFO& info, std::uint32_t dwStrType) {
   const wchar_t* attrSeparator = (dwStrType & CERT_NAME_STR_NO_PLUS_FLAG) ? L" " : L" + ";
   const bool quoting = (dwStrType & CERT_NAME_STR_NO_QUOTING_FLAG) == 0;
 
-  std::vector<const CERT_RDN*> rdns;
-  for (const CERT_RDN& rdn : info.rgRDN) rdns.push_back(&rdn);
+  std::vector<const Asn1::Rdn*> rdns;
+  for (const Asn1::Rdn& rdn : info.rgRDN) rdns.push_back(&rdn);
   if (dwStrType & CERT_NAME_STR_REVERSE_FLAG) std::reverse(rdns.begin(), rdns.end());
 
   WString text;
   for (std::size_t i = 0; i < rdns.size(); ++i) {
     if (i) text += rdnSeparator;
     for (std::size_t j = 0; j < rdns[i]->rgRDNAttr.size(); ++j) {
-      const CERT_RDN_ATTR& attr = rdns[i]->rgRDNAttr[j];
+      const Asn1::AttributeTypeAndValue& attr = rdns[i]->rgRDNAttr[j];
       if (j) text += attrSeparator;
       AppendKey(text, attr.pszObjId, stringType);
       AppendValue(text, attr, quoting);
@@ -189,7 +193,7 @@ WString NameToText(const CERT_NAME_INFO& info, std::uint32_t dwStrType) {
 
 // ---- reading ------------------------------------------------------------------------------
 
-// Reads the text form into a CERT_NAME_INFO; on failure, where and why.
+// Reads the text form into an Asn1::Name; on failure, where and why.
 class NameParser {
  public:
   NameParser(std::wstring_view text, std::uint32_t dwStrType) : m_text(text) {
@@ -202,14 +206,14 @@ class NameParser {
   }
 
   // text := [rdn { sep rdn }]
-  bool Parse(CERT_NAME_INFO* out) {
+  bool Parse(Asn1::Name* out) {
     SkipWhite();
     if (AtEnd()) return true;
     for (;;) {
       if (!ParseRdn(&out->rgRDN.emplace_back())) return false;
       SkipWhite();
       if (AtEnd()) return true;
-      if (!AtRdnSeparator()) return Fail(m_pos, CRYPT_E_INVALID_X500_STRING);
+      if (!AtRdnSeparator()) return Fail(m_pos, kInvalidX500String);
       SkipRdnSeparator();
     }
   }
@@ -219,7 +223,7 @@ class NameParser {
 
  private:
   // rdn := attr { "+" attr }
-  bool ParseRdn(CERT_RDN* rdn) {
+  bool ParseRdn(Asn1::Rdn* rdn) {
     if (!ParseAttribute(&rdn->rgRDNAttr.emplace_back())) return false;
     SkipWhite();
     while (m_plus && Peek() == L'+') {
@@ -231,12 +235,12 @@ class NameParser {
   }
 
   // attr := key "=" value
-  bool ParseAttribute(CERT_RDN_ATTR* attr) {
+  bool ParseAttribute(Asn1::AttributeTypeAndValue* attr) {
     SkipWhite();
     const std::size_t keyAt = m_pos;
     while (!AtEnd() && Peek() != L'=' && !AtValueEnd()) ++m_pos;
-    if (AtEnd() || Peek() != L'=') return Fail(keyAt, CRYPT_E_INVALID_X500_STRING);
-    if (!ResolveKey(Trimmed(keyAt, m_pos), &attr->pszObjId)) return Fail(keyAt, CRYPT_E_INVALID_X500_STRING);
+    if (AtEnd() || Peek() != L'=') return Fail(keyAt, kInvalidX500String);
+    if (!ResolveKey(Trimmed(keyAt, m_pos), &attr->pszObjId)) return Fail(keyAt, kInvalidX500String);
     ++m_pos;
     SkipWhite();
     return ParseValue(attr);
@@ -255,18 +259,19 @@ class NameParser {
     return Der::OidFromText(*oid, &contents);
   }
 
-  bool ParseValue(CERT_RDN_ATTR* attr) {
+  bool ParseValue(Asn1::AttributeTypeAndValue* attr) {
     const std::size_t valueAt = m_pos;
     if (!AtEnd() && Peek() == L'#') {
-      attr->dwValueType = CERT_RDN_OCTET_STRING;
-      return ParseHex(&attr->Value) || Fail(valueAt, CRYPT_E_INVALID_X500_STRING);
+      attr->dwValueType = Asn1::kOctetStringValue;
+      return ParseHex(&attr->Value) || Fail(valueAt, kInvalidX500String);
     }
     WString text;
     const bool parsed = (m_quoting && !AtEnd() && Peek() == L'"') ? ParseQuoted(&text) : ParsePlain(&text);
     if (!parsed) return false;
     attr->dwValueType = ValueTypeForText(attr->pszObjId, text);
     if (attr->dwValueType == 0) return Fail(valueAt, ErrorOfRule(RuleOfOid(attr->pszObjId)));
-    attr->Value = IsWideValueType(attr->dwValueType) ? WideValueBlob(text) : ByteArray(text.begin(), text.end());
+    attr->Value =
+        Asn1::IsWideValueType(attr->dwValueType) ? Asn1::WideValueBytes(text) : ByteArray(text.begin(), text.end());
     return true;
   }
 
@@ -274,7 +279,7 @@ class NameParser {
   bool ParseQuoted(WString* text) {
     const std::size_t openAt = m_pos++;
     for (;;) {
-      if (AtEnd()) return Fail(openAt, CRYPT_E_INVALID_X500_STRING);
+      if (AtEnd()) return Fail(openAt, kInvalidX500String);
       const wchar_t c = m_text[m_pos++];
       if (c != L'"') {
         text->push_back(c);
@@ -286,14 +291,14 @@ class NameParser {
       }
     }
     SkipWhite();
-    return AtEnd() || AtValueEnd() || Fail(m_pos, CRYPT_E_INVALID_X500_STRING);
+    return AtEnd() || AtValueEnd() || Fail(m_pos, kInvalidX500String);
   }
 
   // Characters up to the next separator, trailing white space dropped; no '"' among them.
   bool ParsePlain(WString* text) {
     const std::size_t begin = m_pos;
     for (; !AtEnd() && !AtValueEnd(); ++m_pos)
-      if (m_quoting && Peek() == L'"') return Fail(m_pos, CRYPT_E_INVALID_X500_STRING);
+      if (m_quoting && Peek() == L'"') return Fail(m_pos, kInvalidX500String);
     const std::wstring_view value = Trimmed(begin, m_pos);
     text->assign(value.begin(), value.end());
     return true;
@@ -371,42 +376,52 @@ std::uint32_t LastError() { return t_lastError; }
 
 std::uint32_t ValueTypeForText(const std::string& oid, const WString& text) {
   switch (RuleOfOid(oid)) {
-    case ValueRule::PrintableOnly: return Holds(Der::kPrintableStringType, text) ? CERT_RDN_PRINTABLE_STRING : 0;
-    case ValueRule::Ia5Only: return Holds(Der::kIa5StringType, text) ? CERT_RDN_IA5_STRING : 0;
+    case ValueRule::PrintableOnly:
+      return Holds(Der::kPrintableStringType, text) ? Asn1::kPrintableStringValue : Asn1::kAnyValue;
+    case ValueRule::Ia5Only: return Holds(Der::kIa5StringType, text) ? Asn1::kIa5StringValue : Asn1::kAnyValue;
     case ValueRule::Ia5OrUtf8:
-      if (Holds(Der::kIa5StringType, text)) return CERT_RDN_IA5_STRING;
-      return Holds(Der::kUtf8StringType, text) ? CERT_RDN_UTF8_STRING : 0;
+      if (Holds(Der::kIa5StringType, text)) return Asn1::kIa5StringValue;
+      return Holds(Der::kUtf8StringType, text) ? Asn1::kUtf8StringValue : Asn1::kAnyValue;
     case ValueRule::PrintableOrUnicode: break;
   }
-  if (Holds(Der::kPrintableStringType, text)) return CERT_RDN_PRINTABLE_STRING;
-  return Holds(Der::kBmpStringType, text) ? CERT_RDN_UNICODE_STRING : 0;
+  if (Holds(Der::kPrintableStringType, text)) return Asn1::kPrintableStringValue;
+  return Holds(Der::kBmpStringType, text) ? Asn1::kBmpStringValue : Asn1::kAnyValue;
 }
 
-std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB* pValue, wchar_t* psz,
+std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const Asn1::ValueBytes* pValue, wchar_t* psz,
                                  std::uint32_t csz) {
   const WString text = pValue ? ValueText(dwValueType, *pValue) : WString();
   return CopyOut(text, psz, csz);
 }
 
-WString RDNValueToString(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value) {
-  const std::uint32_t size = CertRDNValueToStrW(dwValueType, &value, nullptr, 0);
-  WString text(size, L'\0');
-  CertRDNValueToStrW(dwValueType, &value, text.data(), size);
-  text.resize(size - 1);
-  return text;
+WString RDNValueToString(std::uint32_t dwValueType, const Asn1::ValueBytes& value) {
+  return ValueText(dwValueType, value);
 }
 
-std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_BLOB* pName, std::uint32_t dwStrType,
+std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const Asn1::EncodedName* pName, std::uint32_t dwStrType,
                              wchar_t* psz, std::uint32_t csz) {
-  CERT_NAME_INFO info;
+  Asn1::Name info;
   if (dwCertEncodingType != X509_ASN_ENCODING || pName == nullptr || !Structure::X509Name::Decode(*pName, &info)) {
-    SetLastError(CRYPT_E_ASN1_CORRUPT);
+    SetLastError(kAsn1Corrupt);
     return CopyOut(WString(), psz, csz);
   }
   return CopyOut(NameToText(info, dwStrType), psz, csz);
 }
 
-WString NameInfoToStr(const CERT_NAME_INFO& info, std::uint32_t dwStrType) { return NameToText(info, dwStrType); }
+WString NameInfoToStr(const Asn1::Name& info, std::uint32_t dwStrType) { return NameToText(info, dwStrType); }
+
+bool EncodeName(std::wstring_view text, std::uint32_t dwStrType, ByteArray* der, NameTextError* error) {
+  NameParser parser(text, dwStrType);
+  Asn1::Name info;
+  if (!parser.Parse(&info)) {
+    *error = {parser.ErrorCode(), parser.ErrorAt()};
+    return false;
+  }
+  if (dwStrType & CERT_NAME_STR_REVERSE_FLAG) std::reverse(info.rgRDN.begin(), info.rgRDN.end());
+  if (Structure::X509Name::Encode(info, der)) return true;
+  *error = {kInvalidX500String, 0};
+  return false;
+}
 
 bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, std::uint32_t dwStrType,
                     void* /*pvReserved*/, std::uint8_t* pbEncoded, std::uint32_t* pcbEncoded,
@@ -416,21 +431,17 @@ bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, st
       !IsSupportedInputType(dwStrType))
     return SetLastError(kInvalidArgument);
 
-  const std::wstring_view text(pszX500);
-  NameParser parser(text, dwStrType);
-  CERT_NAME_INFO info;
   ByteArray encoded;
-  if (!parser.Parse(&info)) {
-    if (ppszError) *ppszError = pszX500 + parser.ErrorAt();
-    return SetLastError(parser.ErrorCode());
+  NameTextError error;
+  if (!EncodeName(pszX500, dwStrType, &encoded, &error)) {
+    if (ppszError) *ppszError = pszX500 + error.at;
+    return SetLastError(error.code);
   }
-  if (dwStrType & CERT_NAME_STR_REVERSE_FLAG) std::reverse(info.rgRDN.begin(), info.rgRDN.end());
-  if (!Structure::X509Name::Encode(info, &encoded)) return SetLastError(CRYPT_E_INVALID_X500_STRING);
 
   const std::uint32_t available = *pcbEncoded;
   *pcbEncoded = static_cast<std::uint32_t>(encoded.size());
   if (pbEncoded == nullptr) return true;
-  if (available < encoded.size()) return SetLastError(kErrorMoreData);
+  if (available < encoded.size()) return SetLastError(kMoreData);
   std::memcpy(pbEncoded, encoded.data(), encoded.size());
   return true;
 }

@@ -43,29 +43,45 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
-#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.asn1.names.h"
+#include "platform/certificates.h"
 #include "zt/secure.h"
 
 namespace ZT::Framework::X500Text {
 
+// ---- the library's own interface: each does its work once ---------------------------------
+
+// The text CertNameToStrW renders for a name, from the name already decoded (X509Name::Decode),
+// without its terminator.
+WString NameInfoToStr(const Asn1::Name& info, std::uint32_t dwStrType);
+
+// The text of one attribute value as CertRDNValueToStrW writes it, without the terminator.
+WString RDNValueToString(std::uint32_t dwValueType, const Asn1::ValueBytes& value);
+
+// Why a text did not encode: the error code CertStrToNameW sets, and the offset in the text of the
+// offending characters.
+struct NameTextError {
+  std::uint32_t code = 0;
+  std::size_t at = 0;
+};
+
+// The DER Name of the text `text`, read as CertStrToNameW reads it (string type and flags
+// likewise): true with `*der` set, or false with `*error` set.
+bool EncodeName(std::wstring_view text, std::uint32_t dwStrType, ByteArray* der, NameTextError* error);
+
+// ---- the platform's functions, over the above -------------------------------------------
+
 // Renders the encoded name `pName` in string type `dwStrType` (CERT_SIMPLE_NAME_STR,
 // CERT_OID_NAME_STR or CERT_X500_NAME_STR, with the flags above). A name that does not decode
 // gives "" and sets the last error to CRYPT_E_ASN1_CORRUPT.
-std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const CERT_NAME_BLOB* pName, std::uint32_t dwStrType,
+std::uint32_t CertNameToStrW(std::uint32_t dwCertEncodingType, const Asn1::EncodedName* pName, std::uint32_t dwStrType,
                              wchar_t* psz, std::uint32_t csz);
-// The text CertNameToStrW renders for a name, from the name already decoded (X509Name::Decode),
-// without its terminator.
-WString NameInfoToStr(const CERT_NAME_INFO& info, std::uint32_t dwStrType);
-
 // Renders one attribute value, unquoted: a string's characters as Der::DecodeString reads its
 // type (leniently: see there), "#" and upper-case hex for the others.
-std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB* pValue, wchar_t* psz,
+std::uint32_t CertRDNValueToStrW(std::uint32_t dwValueType, const Asn1::ValueBytes* pValue, wchar_t* psz,
                                  std::uint32_t csz);
-
-// The text of one attribute value as CertRDNValueToStrW writes it, asked for its size first and
-// without the terminator.
-WString RDNValueToString(std::uint32_t dwValueType, const CERT_RDN_VALUE_BLOB& value);
 
 // Encodes the text `pszX500` (string type CERT_X500_NAME_STR or CERT_OID_NAME_STR, optionally
 // with CERT_NAME_STR_COMMA_FLAG, _SEMICOLON_FLAG, _CRLF_FLAG, _NO_PLUS_FLAG, _NO_QUOTING_FLAG,
@@ -81,8 +97,8 @@ bool CertStrToNameW(std::uint32_t dwCertEncodingType, const wchar_t* pszX500, st
 // The error code of the last failing call above on this thread.
 std::uint32_t LastError();
 
-// The value type that CertStrToNameW gives the string `text` of attribute type `oid`, or 0 when
-// no type allowed for that type holds it.
+// The value type that CertStrToNameW gives the string `text` of attribute type `oid`, or
+// Asn1::kAnyValue (0) when no type allowed for that type holds it.
 std::uint32_t ValueTypeForText(const std::string& oid, const WString& text);
 
 }  // namespace ZT::Framework::X500Text

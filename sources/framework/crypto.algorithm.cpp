@@ -38,13 +38,11 @@ std::span<const AlgorithmRow> AlgorithmTable() {
 
 CAlgorithm::CAlgorithm(WString sOID, WString sFriendlyName, std::unique_ptr<IAlgorithmParameters> pParameters)
     : m_sOID(std::move(sOID)), m_sFriendlyName(std::move(sFriendlyName)), m_pParameters(std::move(pParameters)) {
-  const FunctionTrace fn(L"CAlgorithm::CAlgorithm", this);
-  fn.Run([] {});
+  TraceLifetime(L"CAlgorithm::CAlgorithm", this);
 }
 
 CAlgorithm::~CAlgorithm() {
-  const FunctionTrace fn(L"CAlgorithm::~CAlgorithm", this);
-  fn.Run([&] { m_pParameters.reset(); });
+  TraceLifetime(L"CAlgorithm::~CAlgorithm", this, [&] { m_pParameters.reset(); });
 }
 
 IAlgorithm* CAlgorithm::Clone() const {

@@ -27,15 +27,47 @@ CCryptoException* NewCryptoException(SourceLine where, const WString& message, C
   return new CCryptoException(SourceFilePath(where.file), where.line, message, id, inner);
 }
 
-FunctionTrace::FunctionTrace(const wchar_t* name) : m_name(name) {
-  nqlogLog(kTraceCategory, NQLOG_ENTRY, L"%s", m_name);
+WString WithCode(std::wstring_view text, std::uint32_t code) {
+  static constexpr wchar_t kDigits[] = L"0123456789abcdef";
+  wchar_t hex[8];
+  std::size_t length = 0;
+  do {
+    hex[length++] = kDigits[code & 0xF];
+    code >>= 4;
+  } while (code != 0);
+  WString message(text);
+  message += L" (0x";
+  while (length > 0) message.push_back(hex[--length]);
+  message += L")";
+  return message;
 }
+
+namespace {
+
+const wchar_t* SeparatorText(Separator separator) {
+  static constexpr const wchar_t* kTexts[] = {L" : ", L": ", L" "};
+  return kTexts[static_cast<int>(separator)];
+}
+
+}  // namespace
+
+namespace TraceDetail {
+
+void Deliver(const wchar_t* name, int level, Separator separator, const std::wstring& detail) {
+  nqlogLog(kTraceCategory, level, L"%s%s%s", name, SeparatorText(separator), detail);
+}
+
+}  // namespace TraceDetail
+
+void TraceName(const wchar_t* name, int level) { nqlogLog(kTraceCategory, level, L"%s", name); }
+
+FunctionTrace::FunctionTrace(const wchar_t* name) : m_name(name) { TraceName(m_name, NQLOG_ENTRY); }
 
 FunctionTrace::FunctionTrace(const wchar_t* name, const void* self) : m_name(name) {
   nqlogLog(kTraceCategory, NQLOG_ENTRY, L"%s : this=%#x", m_name, self);
 }
 
-void FunctionTrace::LogExit() const { nqlogLog(kTraceCategory, NQLOG_EXIT, L"%s", m_name); }
+void FunctionTrace::LogExit() const { TraceName(m_name, NQLOG_EXIT); }
 
 void FunctionTrace::LogReturns(IException* e) const {
   if (!nqlog::Enabled(NQLOG_EXIT)) return;
@@ -43,31 +75,27 @@ void FunctionTrace::LogReturns(IException* e) const {
   nqlogLog(kTraceCategory, NQLOG_EXIT, L"%s Returns %s", m_name, message);
 }
 
-void FunctionTrace::Deliver(int level, const std::wstring& detail) const {
-  nqlogLog(kTraceCategory, level, L"%s : %s", m_name, detail);
-}
-
-void FunctionTrace::Bytes(const wchar_t* what, const ByteArray& bytes) const {
-  if (!nqlog::Enabled(NQLOG_DATA)) return;
-  const std::wstring label = std::wstring(m_name) + L" : " + what + L":";
-  nqlogLogBin(kTraceCategory, NQLOG_DATA, bytes.data(), static_cast<std::uint32_t>(bytes.size()), label.c_str());
+void FunctionTrace::Bytes(const wchar_t* what, const ByteArray& bytes, int level, Separator separator) const {
+  if (!nqlog::Enabled(level)) return;
+  const std::wstring label = std::wstring(m_name) + SeparatorText(separator) + what + L":";
+  nqlogLogBin(kTraceCategory, level, bytes.data(), static_cast<std::uint32_t>(bytes.size()), label.c_str());
 }
 
 void FunctionTrace::Raise(RaiseAt at, const WString& message) const {
-  Log(NQLOG_ERROR, L"%s", message);
-  Throw(at, message);
+  Error(L"%s", message);
+  Throw(at, message, nullptr);
 }
 
-void FunctionTrace::RaiseUnlogged(RaiseAt at, const WString& message) const { Throw(at, message); }
+void FunctionTrace::RaiseUnlogged(RaiseAt at, const WString& message) const { Throw(at, message, nullptr); }
 
-void FunctionTrace::Throw(RaiseAt at, const WString& message) const {
-  throw NewCryptoException(at.where, message, at.id, nullptr);
+void FunctionTrace::Throw(RaiseAt at, const WString& message, IException* inner) const {
+  throw NewCryptoException(at.where, message, at.id, inner);
 }
 
 CCryptoException* FunctionTrace::Wrapped(SourceLine where, const WString& message, CryptoExceptionId id,
                                          IException* caught) const {
   CCryptoException* wrapped = NewCryptoException(where, message, id, caught);
-  Log(NQLOG_ERROR, L"%s", message);
+  Error(L"%s", message);
   return wrapped;
 }
 

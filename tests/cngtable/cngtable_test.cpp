@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 #include "platform/testing.h"
 #include "support/log_capture.h"
 

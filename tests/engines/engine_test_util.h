@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 #include "platform/testing.h"
 #include "support/hex.h"
 #include "support/thrown.h"

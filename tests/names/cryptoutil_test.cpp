@@ -89,14 +89,15 @@ TEST(DecodeObject, FailsClosedWithTheDecodingError) {
 }
 
 TEST(EncodeObject, WritesNamesAndRefusesWhatATypeCannotHold) {
-  CERT_NAME_INFO info;
-  info.rgRDN.push_back({{{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("5553")}}});
+  Asn1::Name info;
+  info.rgRDN.push_back({{{"2.5.4.6", Asn1::kPrintableStringValue, Hex("5553")}}});
   EXPECT_EQ(CryptoUtil::EncodeObject<Structure::X509Name>(info), Hex("300d310b3009060355040613025553"));
 
-  for (CERT_RDN_ATTR bad :
-       {CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_PRINTABLE_STRING, Hex("40")},  // '@'
-        CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ENCODED_BLOB, Hex("0201")},    // cut element
-        CERT_RDN_ATTR{"2.5.4.6", CERT_RDN_ANY_TYPE, Hex("41")}, CERT_RDN_ATTR{"2", CERT_RDN_OCTET_STRING, Hex("41")}}) {
+  for (Asn1::AttributeTypeAndValue bad :
+       {Asn1::AttributeTypeAndValue{"2.5.4.6", Asn1::kPrintableStringValue, Hex("40")},  // '@'
+        Asn1::AttributeTypeAndValue{"2.5.4.6", Asn1::kEncodedValue, Hex("0201")},          // cut element
+        Asn1::AttributeTypeAndValue{"2.5.4.6", Asn1::kAnyValue, Hex("41")},
+        Asn1::AttributeTypeAndValue{"2", Asn1::kOctetStringValue, Hex("41")}}) {
     info.rgRDN[0].rgRDNAttr[0] = bad;
     const auto e = Thrown([&] { CryptoUtil::EncodeObject<Structure::X509Name>(info); });
     ASSERT_NE(e, nullptr);

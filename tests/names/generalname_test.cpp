@@ -29,7 +29,7 @@ void ExpectName(const IGeneralName& name, const Expected& e) {
 }
 
 TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
-  const CERT_ALT_NAME_INFO info =
+  const Asn1::GeneralNames info =
       CryptoUtil::DecodeObject<Structure::AlternateName>(Hex(openssl_name::kAltNames));
   const Expected expected[] = {
       {L"rfc822Name", L"String", L"user@example.com", "", L""},
@@ -53,15 +53,15 @@ TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
 }
 
 TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
-  CERT_ALT_NAME_ENTRY entry;
+  Asn1::GeneralName entry;
   struct Case {
     std::uint32_t choice;
     CryptoExceptionId id;
     const wchar_t* message;
   };
   for (const Case& c :
-       {Case{CERT_ALT_NAME_X400_ADDRESS, CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
-        Case{CERT_ALT_NAME_EDI_PARTY_NAME, CRYPTO_NOT_IMPLEMENTED,
+       {Case{Asn1::kX400AddressChoice, CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_X400_ADDRESS"},
+        Case{Asn1::kEdiPartyNameChoice, CRYPTO_NOT_IMPLEMENTED,
              L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
         Case{0, CRYPTO_BAD_PARAM, L"Unknown type: 0"}, Case{10, CRYPTO_BAD_PARAM, L"Unknown type: 10"}}) {
     entry.dwAltNameChoice = c.choice;
@@ -71,7 +71,7 @@ TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
     EXPECT_EQ(e->getMessage(), c.message);
   }
   // An entry whose value the factory refuses (an empty DNS name) is wrapped.
-  entry.dwAltNameChoice = CERT_ALT_NAME_DNS_NAME;
+  entry.dwAltNameChoice = Asn1::kDnsNameChoice;
   const auto wrapped = Thrown([&] { CryptoUtil::GeneralNameFromAltNameEntry(&entry); });
   ASSERT_NE(wrapped, nullptr);
   EXPECT_EQ(wrapped->getMessage(), L"IGeneralName::Create() failed");

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.names.h"
 #include "names_test_util.h"
 #include "support/command.h"
 
@@ -65,7 +65,7 @@ TEST(NameInCertificate, StringsBeyondTheirTypesSetReadAsTheToolReadsThem) {
 TEST(NameInCertificate, EncodingStaysStrict) {
   for (const std::string name : {"wildcard", "latin1"}) {
     const auto certificate = Load(name);
-    CERT_NAME_INFO decoded;
+    Asn1::Name decoded;
     ByteArray encoded;
     ASSERT_TRUE(Structure::X509Name::Decode(certificate->GetSubjectDN()->GetEncoded(), &decoded)) << name;
     EXPECT_FALSE(Structure::X509Name::Encode(decoded, &encoded)) << name;

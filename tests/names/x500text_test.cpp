@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "codec/crypto.asn1.structures.h"
+#include "codec/crypto.asn1.names.h"
 #include "common/crypto.x500text.h"
 #include "names_test_util.h"
 
@@ -39,8 +39,8 @@ std::wstring Render(const ByteArray& der, std::uint32_t strType) {
   return text;
 }
 
-CERT_NAME_INFO Decoded(const ByteArray& der) {
-  CERT_NAME_INFO info;
+Asn1::Name Decoded(const ByteArray& der) {
+  Asn1::Name info;
   EXPECT_TRUE(Structure::X509Name::Decode(der, &info));
   return info;
 }
@@ -50,8 +50,8 @@ TEST(CertStrToName, ReadsTheDocumentedExamples) {
   EXPECT_EQ(Encode(L"1.2.3 = # AB CD 01"), Encode(L"1.2.3=#ABCD01"));
   EXPECT_EQ(Encode(L"1.2.3=#ABCD01"), Hex("300d 310b 3009 06022a03 0403abcd01"));
   // CN="User ""one""": a quote inside a quoted value is doubled.
-  const CERT_NAME_INFO info = Decoded(Encode(L"CN=\"User \"\"one\"\"\""));
-  EXPECT_EQ(WideValueText(info.rgRDN[0].rgRDNAttr[0].Value), L"User \"one\"");
+  const Asn1::Name info = Decoded(Encode(L"CN=\"User \"\"one\"\"\""));
+  EXPECT_EQ(Asn1::WideValueText(info.rgRDN[0].rgRDNAttr[0].Value), L"User \"one\"");
 }
 
 TEST(CertStrToName, KeyWordsAreReadInAnyCaseWithTheirAliases) {
@@ -71,24 +71,24 @@ TEST(CertStrToName, ChoosesTheStringTypeByKeyAndCharacters) {
     std::uint32_t type;
   };
   for (const Case& c : {
-           Case{"2.5.4.3", L"Plain (1) + 'x', y/z: =?", CERT_RDN_PRINTABLE_STRING},
-           Case{"2.5.4.3", L"a@b", CERT_RDN_UNICODE_STRING},  // '@' is not printable
-           Case{"2.5.4.3", L"J\u00fcrgen", CERT_RDN_UNICODE_STRING},
-           Case{"1.2.3.4", L"\U0001F600", CERT_RDN_UNICODE_STRING},  // as a surrogate pair
-           Case{"0.9.2342.19200300.100.1.25", L"example", CERT_RDN_IA5_STRING},
-           Case{"0.9.2342.19200300.100.1.25", L"\u00e9xample", CERT_RDN_UTF8_STRING},
-           Case{"1.2.840.113549.1.9.1", L"a@b.c", CERT_RDN_IA5_STRING},
+           Case{"2.5.4.3", L"Plain (1) + 'x', y/z: =?", Asn1::kPrintableStringValue},
+           Case{"2.5.4.3", L"a@b", Asn1::kBmpStringValue},  // '@' is not printable
+           Case{"2.5.4.3", L"J\u00fcrgen", Asn1::kBmpStringValue},
+           Case{"1.2.3.4", L"\U0001F600", Asn1::kBmpStringValue},  // as a surrogate pair
+           Case{"0.9.2342.19200300.100.1.25", L"example", Asn1::kIa5StringValue},
+           Case{"0.9.2342.19200300.100.1.25", L"\u00e9xample", Asn1::kUtf8StringValue},
+           Case{"1.2.840.113549.1.9.1", L"a@b.c", Asn1::kIa5StringValue},
            Case{"1.2.840.113549.1.9.1", L"\u00e9@b.c", 0},
-           Case{"2.5.4.6", L"US", CERT_RDN_PRINTABLE_STRING},
+           Case{"2.5.4.6", L"US", Asn1::kPrintableStringValue},
            Case{"2.5.4.6", L"U@", 0},
-           Case{"2.5.4.5", L"12-34", CERT_RDN_PRINTABLE_STRING},
+           Case{"2.5.4.5", L"12-34", Asn1::kPrintableStringValue},
        }) {
     EXPECT_EQ(ValueTypeForText(c.oid, c.text), c.type) << c.oid;
   }
-  const CERT_NAME_INFO info = Decoded(Encode(L"CN=J\u00fcrgen, DC=\u00e9xample"));
-  EXPECT_EQ(info.rgRDN[0].rgRDNAttr[0].dwValueType, static_cast<std::uint32_t>(CERT_RDN_BMP_STRING));
-  EXPECT_EQ(WideValueText(info.rgRDN[0].rgRDNAttr[0].Value), L"J\u00fcrgen");
-  EXPECT_EQ(info.rgRDN[1].rgRDNAttr[0].dwValueType, static_cast<std::uint32_t>(CERT_RDN_UTF8_STRING));
+  const Asn1::Name info = Decoded(Encode(L"CN=J\u00fcrgen, DC=\u00e9xample"));
+  EXPECT_EQ(info.rgRDN[0].rgRDNAttr[0].dwValueType, static_cast<std::uint32_t>(Asn1::kBmpStringValue));
+  EXPECT_EQ(Asn1::WideValueText(info.rgRDN[0].rgRDNAttr[0].Value), L"J\u00fcrgen");
+  EXPECT_EQ(info.rgRDN[1].rgRDNAttr[0].dwValueType, static_cast<std::uint32_t>(Asn1::kUtf8StringValue));
 }
 
 TEST(CertStrToName, ReportsWhereAndWhyTextIsRefused) {
@@ -98,14 +98,14 @@ TEST(CertStrToName, ReportsWhereAndWhyTextIsRefused) {
     std::ptrdiff_t at;
   };
   for (const Case& c : {
-           Case{L"CN=a, XX=b", CRYPT_E_INVALID_X500_STRING, 6},
-           Case{L"CN=a, O", CRYPT_E_INVALID_X500_STRING, 6},
-           Case{L"CN=\"abc", CRYPT_E_INVALID_X500_STRING, 3},
-           Case{L"CN=\"abc\" x", CRYPT_E_INVALID_X500_STRING, 9},
-           Case{L"CN=ab\"c", CRYPT_E_INVALID_X500_STRING, 5},
-           Case{L"OU=x, C=\u00e9", CRYPT_E_INVALID_PRINTABLE_STRING, 8},
-           Case{L"E=\u00e9", CRYPT_E_INVALID_IA5_STRING, 2},
-           Case{L"1.2=#0", CRYPT_E_INVALID_X500_STRING, 4},
+           Case{L"CN=a, XX=b", static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING), 6},
+           Case{L"CN=a, O", static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING), 6},
+           Case{L"CN=\"abc", static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING), 3},
+           Case{L"CN=\"abc\" x", static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING), 9},
+           Case{L"CN=ab\"c", static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING), 5},
+           Case{L"OU=x, C=\u00e9", static_cast<std::uint32_t>(CRYPT_E_INVALID_PRINTABLE_STRING), 8},
+           Case{L"E=\u00e9", static_cast<std::uint32_t>(CRYPT_E_INVALID_IA5_STRING), 2},
+           Case{L"1.2=#0", static_cast<std::uint32_t>(CRYPT_E_INVALID_X500_STRING), 4},
        }) {
     std::uint32_t error = 0;
     std::ptrdiff_t at = -2;
@@ -127,12 +127,12 @@ TEST(CertStrToName, FlagsNarrowTheSeparatorsAndQuoting) {
   EXPECT_EQ(Decoded(Encode(L"CN=a,b", CERT_NAME_STR_SEMICOLON_FLAG)).rgRDN.size(), 1u);
   EXPECT_EQ(Encode(L"CN=a\r\nO=b", CERT_NAME_STR_CRLF_FLAG), twoRdns);
   EXPECT_EQ(Encode(L"CN=a\nO=b", CERT_NAME_STR_CRLF_FLAG), twoRdns);
-  const CERT_NAME_INFO commaOnly = Decoded(Encode(L"CN=a;O=b", CERT_NAME_STR_COMMA_FLAG));
+  const Asn1::Name commaOnly = Decoded(Encode(L"CN=a;O=b", CERT_NAME_STR_COMMA_FLAG));
   ASSERT_EQ(commaOnly.rgRDN.size(), 1u);
-  EXPECT_EQ(WideValueText(commaOnly.rgRDN[0].rgRDNAttr[0].Value), L"a;O=b");
+  EXPECT_EQ(Asn1::WideValueText(commaOnly.rgRDN[0].rgRDNAttr[0].Value), L"a;O=b");
   EXPECT_EQ(Decoded(Encode(L"CN=a+b", CERT_NAME_STR_NO_PLUS_FLAG)).rgRDN[0].rgRDNAttr.size(), 1u);
-  const CERT_NAME_INFO unquoted = Decoded(Encode(L"CN=\"a\"", CERT_NAME_STR_NO_QUOTING_FLAG));
-  EXPECT_EQ(WideValueText(unquoted.rgRDN[0].rgRDNAttr[0].Value), L"\"a\"");
+  const Asn1::Name unquoted = Decoded(Encode(L"CN=\"a\"", CERT_NAME_STR_NO_QUOTING_FLAG));
+  EXPECT_EQ(Asn1::WideValueText(unquoted.rgRDN[0].rgRDNAttr[0].Value), L"\"a\"");
   EXPECT_EQ(Encode(L"CN=a, O=b", CERT_NAME_STR_REVERSE_FLAG), Encode(L"O=b, CN=a"));
 }
 
@@ -179,13 +179,13 @@ TEST(CertNameToStr, CountsTheTerminatorAndTruncatesToTheBuffer) {
 
 TEST(CertRDNValueToStr, WritesValuesUnquotedAndBinaryAsHex) {
   auto valueText = [](std::uint32_t type, const ByteArray& value) { return RDNValueToString(type, value); };
-  EXPECT_EQ(valueText(CERT_RDN_OCTET_STRING, Hex("0a56cf")), L"#0A56CF");
-  EXPECT_EQ(valueText(CERT_RDN_ENCODED_BLOB, Hex("020105")), L"#020105");
-  EXPECT_EQ(valueText(CERT_RDN_PRINTABLE_STRING, Hex("612c2062")), L"a, b");
-  EXPECT_EQ(valueText(CERT_RDN_TELETEX_STRING, Hex("4ac3bc")), L"J\u00fc");  // UTF-8 when it is
-  EXPECT_EQ(valueText(CERT_RDN_TELETEX_STRING, Hex("4afc")), L"J\u00fc");    // else one octet each
-  EXPECT_EQ(valueText(CERT_RDN_BMP_STRING, WideValueBlob(L"\u5c71")), L"\u5c71");
-  EXPECT_EQ(valueText(CERT_RDN_ANY_TYPE, Hex("41")), L"");
+  EXPECT_EQ(valueText(Asn1::kOctetStringValue, Hex("0a56cf")), L"#0A56CF");
+  EXPECT_EQ(valueText(Asn1::kEncodedValue, Hex("020105")), L"#020105");
+  EXPECT_EQ(valueText(Asn1::kPrintableStringValue, Hex("612c2062")), L"a, b");
+  EXPECT_EQ(valueText(Asn1::kTeletexStringValue, Hex("4ac3bc")), L"J\u00fc");  // UTF-8 when it is
+  EXPECT_EQ(valueText(Asn1::kTeletexStringValue, Hex("4afc")), L"J\u00fc");    // else one octet each
+  EXPECT_EQ(valueText(Asn1::kBmpStringValue, Asn1::WideValueBytes(L"\u5c71")), L"\u5c71");
+  EXPECT_EQ(valueText(Asn1::kAnyValue, Hex("41")), L"");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace {
 using namespace rsatest;
 
 ByteArray CngBlob(const std::string& spkiFixture) {
-  const ZT::Framework::CERT_PUBLIC_KEY_INFO info =
+  const Asn1::SubjectPublicKeyInfo info =
       CryptoUtil::DecodeObject<Structure::X509PublicKeyInfo>(Fixture(spkiFixture));
   return CryptoUtil::DecodeObject<Structure::CngRsaPublicKeyBlob>(info.PublicKey.pbData);
 }

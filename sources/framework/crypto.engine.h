@@ -9,32 +9,20 @@
 
 namespace ZT::Framework {
 
-// The names an engine traces its construction, destruction and GetAlgorithm under.
-struct EngineTrace {
-  const wchar_t* constructor;
-  const wchar_t* destructor;
-  const wchar_t* getAlgorithm;
-};
-
-// The trace names of engine class C: "C::C", "C::~C", "C::GetAlgorithm".
-#define ZT_ENGINE_TRACE(C) \
-  ::ZT::Framework::EngineTrace { L"" #C "::" #C, L"" #C "::~" #C, L"" #C "::GetAlgorithm" }
-
 // The first members of every engine: its own clone of the algorithm, deleted with it, and the
 // caller's parameter map, kept without owning it (the caller keeps it alive). The constructor
-// logs "<C>::<C> : this=%#x" and "<C>::<C>", the destructor likewise with "~<C>".
-template <class Interface, const EngineTrace& Names>
+// logs "<C>::<C> : this=%#x" and "<C>::<C>", the destructor likewise with "~<C>" (Names is the
+// engine's ZT_CLASS_TRACE).
+template <class Interface, const ClassTrace& Names>
 class AlgorithmEngine : public Interface {
  public:
   // Engines inherit this constructor: they are made with a clone of the caller's algorithm.
   AlgorithmEngine(std::unique_ptr<IAlgorithm> pAlgorithm, ICryptoParserParameterMap* pParams)
       : m_pAlgorithm(std::move(pAlgorithm)), m_pParams(pParams) {
-    const FunctionTrace fn(Names.constructor, this);
-    fn.Run([] {});
+    TraceLifetime(Names.constructor, this);
   }
   ~AlgorithmEngine() override {
-    const FunctionTrace fn(Names.destructor, this);
-    fn.Run([&] { m_pAlgorithm.reset(); });
+    TraceLifetime(Names.destructor, this, [&] { m_pAlgorithm.reset(); });
   }
 
   // The engine's algorithm, still owned by the engine.

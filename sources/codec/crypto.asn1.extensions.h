@@ -1,47 +1,165 @@
-// The structure types of names, general names, extensions and attribute values: what
-// CryptoUtil::DecodeObject and CryptoUtil::EncodeObject take as their type argument (see
-// sources/cng/crypto.cng.util.h for the contract a structure type meets).
-//
-// Each type is named after the platform's structure selector it stands for (kName: "X509_NAME",
-// or the extension's OID where the platform selects the decoder by OID) and decodes exactly one
-// DER element into the published structure of crypto.asn1.types.h. Every decoder is strict: the
-// element must be DER, nothing may follow it, and any tag, length or value error fails the whole
-// decode (nothing half-decoded is returned).
+// The extensions of certificates and the small universal structures (integer, time, sequence of
+// any, attribute): their decoded forms and their structure types, each decoder written as the
+// steps of its ASN.1 definition.
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
 
-#include "codec/crypto.asn1.types.h"
+#include "codec/crypto.asn1.h"
+#include "codec/crypto.asn1.names.h"
 #include "codec/crypto.der.h"
 
-namespace ZT::Framework::Structure {
+namespace ZT::Framework {
 
-// Name ::= SEQUENCE OF SET OF AttributeTypeAndValue. Values of the string types are decoded
-// (BMP, UTF-8 and Universal to wide text, the others kept as their octets after their character
-// set is checked), OCTET STRING keeps its octets, anything else is CERT_RDN_ENCODED_BLOB.
-// Encode writes the attributes of each RDN as a DER SET OF (sorted) and fails on a value that
-// its type cannot hold.
-struct X509Name {
-  using Decoded = CERT_NAME_INFO;
-  static constexpr const wchar_t* kName = L"X509_NAME";
-  static bool Decode(Der::Bytes der, Decoded* out);
-  static bool Encode(const Decoded& in, ByteArray* der);
+namespace Asn1 {
+
+// Which alternative a DistributionPointName holds (its dwDistPointNameChoice), numbered as the
+// platform numbers it.
+enum DistributionPointNameChoice : std::uint32_t {
+  kNoDistributionPointName = 0,
+  kFullName = 1,
+  kNameRelativeToCrlIssuer = 2,
 };
 
-// Any one element as a CERT_NAME_VALUE, under the value conventions of X509Name.
-struct AnyString {
-  using Decoded = CERT_NAME_VALUE;
-  static constexpr const wchar_t* kName = L"X509_ANY_STRING";
-  static bool Decode(Der::Bytes der, Decoded* out);
+// ---- key identifiers and constraints --------------------------------------------------------
+
+// Authority key identifier, superseded form (2.5.29.1).
+struct SupersededAuthorityKeyId {
+  ByteArray KeyId;
+  EncodedName CertIssuer;
+  LittleEndianInteger CertSerialNumber;
 };
 
-// GeneralNames (the alternative-name extensions 2.5.29.7, 2.5.29.8, 2.5.29.17, 2.5.29.18); an
-// empty SEQUENCE is an empty list (see Asn1Read::ReadGeneralNames).
-struct AlternateName {
-  using Decoded = CERT_ALT_NAME_INFO;
-  static constexpr const wchar_t* kName = L"X509_ALTERNATE_NAME";
-  static bool Decode(Der::Bytes der, Decoded* out);
+// Authority key identifier (2.5.29.35).
+struct AuthorityKeyIdentifier {
+  ByteArray KeyId;
+  GeneralNames AuthorityCertIssuer;
+  LittleEndianInteger AuthorityCertSerialNumber;
 };
+
+struct BasicConstraints {
+  bool fCA = false;
+  bool fPathLenConstraint = false;
+  std::uint32_t dwPathLenConstraint = 0;
+};
+
+// ---- policies -------------------------------------------------------------------------------
+
+struct PolicyQualifierInfo {
+  std::string pszPolicyQualifierId;
+  EncodedElement Qualifier;  // the qualifier's whole DER element
+};
+
+struct PolicyInformation {
+  std::string pszPolicyIdentifier;
+  std::vector<PolicyQualifierInfo> rgPolicyQualifier;
+};
+
+struct CertificatePolicies {
+  std::vector<PolicyInformation> rgPolicyInfo;
+};
+
+struct NoticeReference {
+  std::string pszOrganization;
+  std::vector<std::int32_t> rgNoticeNumbers;
+};
+
+// The user-notice qualifier (1.3.6.1.5.5.7.2.2).
+struct UserNotice {
+  std::optional<NoticeReference> pNoticeReference;
+  std::optional<WString> pszDisplayText;
+};
+
+struct ExtKeyUsageSyntax {
+  std::vector<std::string> rgpszUsageIdentifier;
+};
+
+// ---- CRL distribution points and access descriptions ----------------------------------------
+
+struct DistributionPointName {
+  std::uint32_t dwDistPointNameChoice = kNoDistributionPointName;
+  GeneralNames FullName;  // kFullName
+};
+
+struct DistributionPoint {
+  DistributionPointName DistPointName;
+  BitStringBytes ReasonFlags;
+  GeneralNames CRLIssuer;
+};
+
+struct CrlDistributionPoints {
+  std::vector<DistributionPoint> rgDistPoint;
+};
+
+struct AccessDescription {
+  std::string pszAccessMethod;
+  GeneralName AccessLocation;
+};
+
+struct AuthorityInfoAccessSyntax {
+  std::vector<AccessDescription> rgAccDescr;
+};
+
+// ---- superseded key extensions (2.5.29.2, 2.5.29.4) -----------------------------------------
+
+// An absent bound stays 0, the FILETIME the platform leaves in it.
+struct PrivateKeyValidity {
+  FileTimeTicksValue NotBefore = 0;
+  FileTimeTicksValue NotAfter = 0;
+};
+
+struct KeyAttributesSyntax {
+  ByteArray KeyId;
+  BitStringBytes IntendedKeyUsage;
+  std::optional<PrivateKeyValidity> pPrivateKeyUsagePeriod;
+};
+
+// A certificate policy of the restriction: a sequence of OIDs.
+struct CertPolicyId {
+  std::vector<std::string> rgpszCertPolicyElementId;
+};
+
+struct KeyUsageRestrictionSyntax {
+  std::vector<CertPolicyId> rgCertPolicyId;
+  BitStringBytes RestrictedKeyUsage;
+};
+
+// ---- capabilities, templates, attributes ----------------------------------------------------
+
+struct SMimeCapability {
+  std::string pszObjId;
+  EncodedElement Parameters;  // the parameters' whole DER element; empty when absent
+};
+
+struct SMimeCapabilityList {
+  std::vector<SMimeCapability> rgCapability;
+};
+
+// Certificate template (1.3.6.1.4.1.311.21.7).
+struct CertificateTemplateInfo {
+  std::string pszObjId;
+  std::uint32_t dwMajorVersion = 0;
+  bool fMinorVersion = false;
+  std::uint32_t dwMinorVersion = 0;
+};
+
+// SEQUENCE OF ANY: every element's whole DER encoding.
+struct ElementList {
+  std::vector<EncodedElement> rgValue;
+};
+
+// An Attribute (PKCS_ATTRIBUTE): type and every value's whole DER encoding.
+struct Attribute {
+  std::string pszObjId;
+  std::vector<EncodedElement> rgValue;
+};
+
+}  // namespace Asn1
+
+namespace Structure {
 
 // The superseded authority key identifier:
 //   AuthorityKeyId ::= SEQUENCE { keyIdentifier [0] IMPLICIT OCTET STRING OPTIONAL,
@@ -49,21 +167,21 @@ struct AlternateName {
 //                                 certSerialNumber [2] IMPLICIT INTEGER OPTIONAL }
 // certIssuer is explicitly tagged because Name is a CHOICE, which an implicit tag cannot carry.
 struct AuthorityKeyId {
-  using Decoded = CERT_AUTHORITY_KEY_ID_INFO;
+  using Decoded = Asn1::SupersededAuthorityKeyId;
   static constexpr const wchar_t* kName = L"2.5.29.1";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // AuthorityKeyIdentifier of RFC 5280 4.2.1.1.
 struct AuthorityKeyId2 {
-  using Decoded = CERT_AUTHORITY_KEY_ID2_INFO;
+  using Decoded = Asn1::AuthorityKeyIdentifier;
   static constexpr const wchar_t* kName = L"2.5.29.35";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // SubjectKeyIdentifier ::= OCTET STRING.
 struct SubjectKeyId {
-  using Decoded = CRYPT_DATA_BLOB;
+  using Decoded = ByteArray;
   static constexpr const wchar_t* kName = L"2.5.29.14";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
@@ -72,35 +190,35 @@ struct SubjectKeyId {
 // OPTIONAL }. DER leaves a FALSE cA out, but certificates in the field write it; it is read as
 // FALSE rather than refused. A limit beyond 32 bits fails.
 struct BasicConstraints2 {
-  using Decoded = CERT_BASIC_CONSTRAINTS2_INFO;
+  using Decoded = Asn1::BasicConstraints;
   static constexpr const wchar_t* kName = L"2.5.29.19";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // certificatePolicies (RFC 5280 4.2.1.4); each qualifier is kept as its whole element.
 struct CertPolicies {
-  using Decoded = CERT_POLICIES_INFO;
+  using Decoded = Asn1::CertificatePolicies;
   static constexpr const wchar_t* kName = L"2.5.29.32";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // UserNotice ::= SEQUENCE { noticeRef NoticeReference OPTIONAL, explicitText DisplayText OPTIONAL }.
 struct PolicyQualifierUserNotice {
-  using Decoded = CERT_POLICY_QUALIFIER_USER_NOTICE;
+  using Decoded = Asn1::UserNotice;
   static constexpr const wchar_t* kName = L"1.3.6.1.5.5.7.2.2";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // KeyUsage ::= BIT STRING.
 struct KeyUsage {
-  using Decoded = CRYPT_BIT_BLOB;
+  using Decoded = Asn1::BitStringBytes;
   static constexpr const wchar_t* kName = L"2.5.29.15";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // Any BIT STRING.
 struct Bits {
-  using Decoded = CRYPT_BIT_BLOB;
+  using Decoded = Asn1::BitStringBytes;
   static constexpr const wchar_t* kName = L"X509_BITS";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
@@ -112,7 +230,7 @@ struct Bits {
 //   PrivateKeyValidity ::= SEQUENCE { notBefore [0] IMPLICIT GeneralizedTime OPTIONAL,
 //                                     notAfter [1] IMPLICIT GeneralizedTime OPTIONAL }
 struct KeyAttributes {
-  using Decoded = CERT_KEY_ATTRIBUTES_INFO;
+  using Decoded = Asn1::KeyAttributesSyntax;
   static constexpr const wchar_t* kName = L"2.5.29.2";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
@@ -122,7 +240,7 @@ struct KeyAttributes {
 //                                      restrictedKeyUsage BIT STRING OPTIONAL }
 //   CertPolicyId ::= SEQUENCE OF OBJECT IDENTIFIER
 struct KeyUsageRestriction {
-  using Decoded = CERT_KEY_USAGE_RESTRICTION_INFO;
+  using Decoded = Asn1::KeyUsageRestrictionSyntax;
   static constexpr const wchar_t* kName = L"2.5.29.4";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
@@ -130,28 +248,28 @@ struct KeyUsageRestriction {
 // ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId. An empty SEQUENCE, which issuers
 // write and OpenSSL reads, is read as an empty list.
 struct EnhancedKeyUsage {
-  using Decoded = CERT_ENHKEY_USAGE;
+  using Decoded = Asn1::ExtKeyUsageSyntax;
   static constexpr const wchar_t* kName = L"2.5.29.37";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // CRLDistributionPoints (RFC 5280 4.2.1.13).
 struct CrlDistPoints {
-  using Decoded = CRL_DIST_POINTS_INFO;
+  using Decoded = Asn1::CrlDistributionPoints;
   static constexpr const wchar_t* kName = L"2.5.29.31";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // AuthorityInfoAccessSyntax (RFC 5280 4.2.2.1).
 struct AuthorityInfoAccess {
-  using Decoded = CERT_AUTHORITY_INFO_ACCESS;
+  using Decoded = Asn1::AuthorityInfoAccessSyntax;
   static constexpr const wchar_t* kName = L"1.3.6.1.5.5.7.1.1";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // SMIMECapabilities ::= SEQUENCE OF SEQUENCE { capabilityID OID, parameters ANY OPTIONAL }.
 struct SMimeCapabilities {
-  using Decoded = CRYPT_SMIME_CAPABILITIES;
+  using Decoded = Asn1::SMimeCapabilityList;
   static constexpr const wchar_t* kName = L"1.2.840.113549.1.9.15";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
@@ -159,7 +277,7 @@ struct SMimeCapabilities {
 // CertificateTemplate ::= SEQUENCE { templateID OID, templateMajorVersion INTEGER (0..4294967295),
 //                                    templateMinorVersion INTEGER (0..4294967295) OPTIONAL }
 struct CertificateTemplate {
-  using Decoded = CERT_TEMPLATE_EXT;
+  using Decoded = Asn1::CertificateTemplateInfo;
   static constexpr const wchar_t* kName = L"1.3.6.1.4.1.311.21.7";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
@@ -181,16 +299,18 @@ struct ChoiceOfTime {
 
 // SEQUENCE OF ANY.
 struct SequenceOfAny {
-  using Decoded = CRYPT_SEQUENCE_OF_ANY;
+  using Decoded = Asn1::ElementList;
   static constexpr const wchar_t* kName = L"X509_SEQUENCE_OF_ANY";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
 // Attribute ::= SEQUENCE { type OID, values SET OF ANY }.
 struct PkcsAttribute {
-  using Decoded = CRYPT_ATTRIBUTE;
+  using Decoded = Asn1::Attribute;
   static constexpr const wchar_t* kName = L"PKCS_ATTRIBUTE";
   static bool Decode(Der::Bytes der, Decoded* out);
 };
 
-}  // namespace ZT::Framework::Structure
+}  // namespace Structure
+
+}  // namespace ZT::Framework

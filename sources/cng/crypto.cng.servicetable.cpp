@@ -1,4 +1,4 @@
-#include "framework/crypto.cngtable.h"
+#include "cng/crypto.cng.servicetable.h"
 
 #include <array>
 #include <string_view>
@@ -54,7 +54,7 @@ bool ResolveEntries(const FunctionTrace& fn, HMODULE module, std::size_t first, 
 
 // The exit lines of LoadCNGLibrary carry its result.
 bool Returns(const FunctionTrace& fn, bool loaded) {
-  nqlogLog(kTraceCategory, NQLOG_EXIT, L"%s : returns %s", fn.Name(), loaded ? L"true" : L"false");
+  fn.Result(L"returns %s", loaded ? L"true" : L"false");
   return loaded;
 }
 
@@ -112,7 +112,7 @@ bool CryptoSoftCNGWrapper::LoadCNGLibrary() {
 }
 
 void CryptoSoftCNGWrapper::UnloadCNGLibrary() {
-  nqlogLog(kTraceCategory, NQLOG_WARNING, L"%s", kUnloadName);
+  TraceName(kUnloadName, NQLOG_WARNING);
   // Handles first, so that no thread takes the table for loaded while its entries go.
   for (std::atomic<HMODULE>* module : {&g_table.bcrypt, &g_table.ncrypt})
     if (HMODULE handle = module->exchange(nullptr, std::memory_order_acq_rel)) FreeLibrary(handle);

@@ -1,5 +1,7 @@
 // The CNG service table: the platform's CNG functions, looked up at run time from "Bcrypt.dll"
-// and "Ncrypt.dll" into one process-wide table that every engine calls through.
+// and "Ncrypt.dll" into one process-wide table that every engine calls through. It is part of
+// the framework core but loads the platform's modules, so it stands with the engines, above the
+// platform seam.
 //
 //   if (!CryptoSoftCNGWrapper::LoadCNGLibrary()) ...            // see RequireCNG (crypto.cng.status.h)
 //   NTSTATUS status = CNG().BCryptHashData(hHash, pbData, cbData, 0);

@@ -1,0 +1,2 @@
+// The codec does not see the platform above it.
+#include "platform/certificates.h"

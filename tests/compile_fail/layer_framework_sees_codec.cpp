@@ -1,0 +1,2 @@
+// The framework does not see the codec above it.
+#include "codec/crypto.der.h"
