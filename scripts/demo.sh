@@ -48,6 +48,33 @@ run decode 2.5.29.37 301406082b0601050507030206082b06010505070304
 run decode 1.2.3.4.5 0c0c48656c6c6f2c20776f726c64
 
 echo
+echo "== Block ciphers, CMAC and RSA encryption (binary output shown in hex)"
+(
+  key=000102030405060708090a0b0c0d0e0f iv=0f0e0d0c0b0a09080706050403020100
+  show() {  # the command line as shown, then the command
+    echo
+    echo "\$ $1"
+    shift
+    "$@" || echo "(exit status $?)"
+  }
+  show "printf 'attack at dawn' | ztcrypto encrypt --alg AES --mode CBC --key $key --iv $iv | hex" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg AES --mode CBC --key $key --iv $iv | od -An -tx1 -v | tr -d ' \n'; echo"
+  show "printf 'attack at dawn' | openssl enc -aes-128-cbc -K $key -iv $iv | hex" \
+    sh -c "printf 'attack at dawn' | openssl enc -aes-128-cbc -K $key -iv $iv | od -An -tx1 -v | tr -d ' \n'; echo"
+  show "printf 'attack at dawn' | ztcrypto encrypt ... | ztcrypto decrypt --alg AES --mode CBC --key $key --iv $iv" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg AES --mode CBC --key $key --iv $iv | '$tool' decrypt --alg AES --mode CBC --key $key --iv $iv; echo"
+  show "printf 'attack at dawn' | ztcrypto encrypt --alg AES --mode CBC --key 0001020304 --iv $iv" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg AES --mode CBC --key 0001020304 --iv $iv"
+  show "printf 'attack at dawn' | ztcrypto encrypt --alg DES --mode ECB --padding None --key 0123456789abcdef" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg DES --mode ECB --padding None --key 0123456789abcdef"
+  show "printf '' | ztcrypto cmac --key 2b7e151628aed2a6abf7158809cf4f3c     (RFC 4493, example 1)" \
+    sh -c "printf '' | '$tool' cmac --key 2b7e151628aed2a6abf7158809cf4f3c"
+  rsa=$(dirname "$0")/../tests/fixtures/rsa
+  show "printf 'for your eyes only' | ztcrypto rsa-encrypt --key rsa2048.pub.pem --padding OAEP | openssl pkeyutl -decrypt -inkey rsa2048.key.pem -pkeyopt rsa_padding_mode:oaep" \
+    sh -c "printf 'for your eyes only' | '$tool' rsa-encrypt --key '$rsa/rsa2048.pub.pem' --padding OAEP | openssl pkeyutl -decrypt -inkey '$rsa/rsa2048.key.pem' -pkeyopt rsa_padding_mode:oaep; echo"
+)
+
+echo
 echo "== RSA signatures (key, data and signatures made by the openssl tool, in tests/fixtures/rsa)"
 (
   tool=$(realpath "$tool")

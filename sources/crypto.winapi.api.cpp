@@ -10,9 +10,12 @@
 #include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
 #include "cng/crypto.cng.random.h"
+#include "cng/crypto.cng.rsaciphers.h"
 #include "cng/crypto.cng.rsakeys.h"
 #include "cng/crypto.cng.rsasignature.h"
+#include "cng/crypto.cng.symmetricciphers.h"
 #include "cng/crypto.cng.util.keys.h"
+#include "common/crypto.cmac.h"
 #include "common/crypto.padding.h"
 #include "common/crypto.softkeys.h"
 #include "cng/crypto.cng.x500name.h"
@@ -137,10 +140,35 @@ MAC* NewMacSha(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserPar
   return NewEngine<CCNGMACSHA>(fn, L"new CCNGMACSHA() failed", pAlgorithm, pParams);
 }
 
-// "CMAC" joins with its engine; until then it is an unknown algorithm.
+MAC* NewCmac(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CMACCMAC>(fn, L"new CMACCMAC() failed", pAlgorithm, pParams);
+}
+
 constexpr EngineRow<MAC> kMacEngines[] = {
     {L"HMAC_SHA1", &NewMacSha},
     {L"HMAC_SHA256", &NewMacSha},
+    {L"CMAC", &NewCmac},
+};
+
+Cipher* NewRsaCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CCNGRSACipher>(fn, L"new CCNGRSACipher() failed", pAlgorithm, pParams);
+}
+
+Cipher* NewSymmetricCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CCNGSymmetricCipher>(fn, L"new CCNGSymmetricCipher() failed", pAlgorithm, pParams);
+}
+
+// "DPAPI" joins with the data-protection engine; until then it is not implemented.
+Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm*, ICryptoParserParameterMap*) {
+  fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+}
+
+constexpr EngineRow<Cipher> kCipherEngines[] = {
+    {L"RSA", &NewRsaCipher},
+    {L"DES", &NewSymmetricCipher},
+    {L"3DES", &NewSymmetricCipher},
+    {L"AES", &NewSymmetricCipher},
+    {L"DPAPI", &NewDataProtectionCipher},
 };
 
 KeyDerivation* NewPbkdf2(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
@@ -167,6 +195,16 @@ MAC* MAC::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
   return fn.Run([&] {
     RequireAlgorithm(fn, pAlgorithm);
     const EngineRow<MAC>* engine = FindEngine(kMacEngines, pAlgorithm->GetFriendlyName());
+    if (engine == nullptr) fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
+    return engine->create(fn, pAlgorithm, pParams);
+  });
+}
+
+Cipher* Cipher::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  const FunctionTrace fn(L"Cipher::Create");
+  return fn.Run([&] {
+    RequireAlgorithm(fn, pAlgorithm);
+    const EngineRow<Cipher>* engine = FindEngine(kCipherEngines, pAlgorithm->GetFriendlyName());
     if (engine == nullptr) fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unknown algorithm");
     return engine->create(fn, pAlgorithm, pParams);
   });

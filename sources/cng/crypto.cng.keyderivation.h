@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/keyderivation.h"
 
 namespace ZT::Framework {

@@ -40,11 +40,5 @@ inline PUCHAR InputBytes(const ByteArray& bytes) {
 }
 inline ULONG InputLength(const ByteArray& bytes) { return static_cast<ULONG>(bytes.size()); }
 
-// Wipes the bytes in use and empties the array. The array keeps its block for the next use, so
-// the data must not stay in it.
-inline void EmptySecurely(ByteArray& bytes) {
-  SecureWipe(bytes.data(), bytes.size());
-  bytes.clear();
-}
 
 }  // namespace ZT::Framework

@@ -23,4 +23,12 @@ inline std::uint32_t ParseLength(const std::string& text, const char* what) {
   return static_cast<std::uint32_t>(count);
 }
 
+// Prints, in hex, the MAC of `input` by a new engine of `pMacAlgorithm` keyed with `pKey`;
+// returns the exit status.
+int PrintMac(ZT::Framework::IAlgorithm* pMacAlgorithm, ZT::Framework::IKey* pKey, const ByteArray& input);
+
+// The public key of a key file: a SubjectPublicKeyInfo (DER, or PEM "PUBLIC KEY"), or the key of
+// a certificate (DER, or PEM "CERTIFICATE").
+std::unique_ptr<ZT::Framework::IKey> LoadPublicKey(const std::string& path);
+
 }  // namespace ztcli

@@ -26,6 +26,7 @@ using Family = std::span<const Command> (*)();
 constexpr Family kFamilies[] = {
     AlgorithmCommands,
     DigestCommands,
+    CipherCommands,
     KeyCommands,
     RandomCommands,
     NameCommands,
