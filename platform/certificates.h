@@ -19,7 +19,26 @@
 
 #if defined(_WIN32)
 
+#if !defined(CERT_CHAIN_PARA_HAS_EXTRA_FIELDS)
+#error "CERT_CHAIN_PARA_HAS_EXTRA_FIELDS must be defined for every file (cmake/Windows.cmake)"
+#endif
 #include <wincrypt.h>
+
+ZT_SEAM_WRAPPER(PCCERT_CONTEXT, CertCreateCertificateContext,
+                (DWORD dwCertEncodingType, const BYTE* pbCertEncoded, DWORD cbCertEncoded))
+ZT_SEAM_WRAPPER(BOOL, CertGetCertificateContextProperty,
+                (PCCERT_CONTEXT pCertContext, DWORD dwPropId, void* pvData, DWORD* pcbData))
+ZT_SEAM_WRAPPER(BOOL, CryptVerifyCertificateSignature,
+                (HCRYPTPROV_LEGACY hCryptProv, DWORD dwCertEncodingType, const BYTE* pbEncoded, DWORD cbEncoded,
+                 PCERT_PUBLIC_KEY_INFO pPublicKey))
+ZT_SEAM_WRAPPER(BOOL, CertGetCertificateChain,
+                (HCERTCHAINENGINE hChainEngine, PCCERT_CONTEXT pCertContext, LPFILETIME pTime,
+                 HCERTSTORE hAdditionalStore, PCERT_CHAIN_PARA pChainPara, DWORD dwFlags, LPVOID pvReserved,
+                 PCCERT_CHAIN_CONTEXT* ppChainContext))
+#define CertCreateCertificateContext ZT_Seam_CertCreateCertificateContext
+#define CertGetCertificateContextProperty ZT_Seam_CertGetCertificateContextProperty
+#define CryptVerifyCertificateSignature ZT_Seam_CryptVerifyCertificateSignature
+#define CertGetCertificateChain ZT_Seam_CertGetCertificateChain
 
 #else
 

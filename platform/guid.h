@@ -6,8 +6,16 @@
 
 #if defined(_WIN32)
 
+#ifndef _CRT_RAND_S
+#define _CRT_RAND_S
+#endif
 #include <objbase.h>
 #include <stdlib.h>
+
+ZT_SEAM_WRAPPER(HRESULT, CoCreateGuid, (GUID * pguid))
+ZT_SEAM_WRAPPER(errno_t, rand_s, (unsigned int* randomValue))
+#define CoCreateGuid ZT_Seam_CoCreateGuid
+#define rand_s ZT_Seam_rand_s
 
 #else
 

@@ -1,7 +1,9 @@
 // Run-time loading of the platform's libraries ("Bcrypt.dll", "Ncrypt.dll"), as the CNG service
-// table loader uses it. On Windows these are the kernel's functions. Here a module registry
-// stands in: the two names resolve to built-in modules whose exports are the seam's CNG
-// entries; platform/testing.h can make a module fail to load or lack an entry.
+// table loader uses it. On Windows these are the kernel's functions, reached through the seam's
+// wrappers: platform/testing.h can make a module fail to load or lack an entry, and the CNG
+// entries that GetProcAddress hands out are the system's behind the seam's fail points. Elsewhere
+// a module registry stands in: the two names resolve to built-in modules whose exports are the
+// seam's CNG entries, with the same hooks.
 #pragma once
 
 #include "platform/wintypes.h"
@@ -9,6 +11,15 @@
 #if defined(_WIN32)
 
 #include <windows.h>
+
+ZT_SEAM_WRAPPER(BOOL, SetDllDirectoryW, (LPCWSTR lpPathName))
+ZT_SEAM_WRAPPER(HMODULE, LoadLibraryW, (LPCWSTR lpLibFileName))
+ZT_SEAM_WRAPPER(FARPROC, GetProcAddress, (HMODULE hModule, LPCSTR lpProcName))
+ZT_SEAM_WRAPPER(BOOL, FreeLibrary, (HMODULE hLibModule))
+#define SetDllDirectoryW ZT_Seam_SetDllDirectoryW
+#define LoadLibraryW ZT_Seam_LoadLibraryW
+#define GetProcAddress ZT_Seam_GetProcAddress
+#define FreeLibrary ZT_Seam_FreeLibrary
 
 #else
 

@@ -14,6 +14,11 @@
 
 #include <oleauto.h>
 
+ZT_SEAM_WRAPPER(HRESULT, VarDateFromStr, (LPCOLESTR strIn, LCID lcid, ULONG dwFlags, DATE* pdateOut))
+ZT_SEAM_WRAPPER(INT, VariantTimeToSystemTime, (DATE vtime, LPSYSTEMTIME lpSystemTime))
+#define VarDateFromStr ZT_Seam_VarDateFromStr
+#define VariantTimeToSystemTime ZT_Seam_VariantTimeToSystemTime
+
 #else
 
 typedef double DATE;

@@ -8,6 +8,9 @@
 
 #include <windows.h>
 
+ZT_SEAM_WRAPPER(BOOL, SystemTimeToFileTime, (const SYSTEMTIME* lpSystemTime, LPFILETIME lpFileTime))
+#define SystemTimeToFileTime ZT_Seam_SystemTimeToFileTime
+
 #else
 
 // 100-nanosecond intervals since 1601-01-01 00:00:00 UTC, in two 32-bit halves.

@@ -12,6 +12,29 @@
 
 #include <wincrypt.h>
 
+ZT_SEAM_WRAPPER(BOOL, CryptAcquireContextW,
+                (HCRYPTPROV * phProv, LPCWSTR szContainer, LPCWSTR szProvider, DWORD dwProvType, DWORD dwFlags))
+ZT_SEAM_WRAPPER(BOOL, CryptReleaseContext, (HCRYPTPROV hProv, DWORD dwFlags))
+ZT_SEAM_WRAPPER(BOOL, CryptGenRandom, (HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer))
+ZT_SEAM_WRAPPER(BOOL, CryptImportKey,
+                (HCRYPTPROV hProv, const BYTE* pbData, DWORD dwDataLen, HCRYPTKEY hPubKey, DWORD dwFlags,
+                 HCRYPTKEY* phKey))
+ZT_SEAM_WRAPPER(BOOL, CryptSetKeyParam, (HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, DWORD dwFlags))
+ZT_SEAM_WRAPPER(BOOL, CryptEncrypt,
+                (HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwFlags, BYTE* pbData, DWORD* pdwDataLen,
+                 DWORD dwBufLen))
+ZT_SEAM_WRAPPER(BOOL, CryptDecrypt,
+                (HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwFlags, BYTE* pbData, DWORD* pdwDataLen))
+ZT_SEAM_WRAPPER(BOOL, CryptDestroyKey, (HCRYPTKEY hKey))
+#define CryptAcquireContextW ZT_Seam_CryptAcquireContextW
+#define CryptReleaseContext ZT_Seam_CryptReleaseContext
+#define CryptGenRandom ZT_Seam_CryptGenRandom
+#define CryptImportKey ZT_Seam_CryptImportKey
+#define CryptSetKeyParam ZT_Seam_CryptSetKeyParam
+#define CryptEncrypt ZT_Seam_CryptEncrypt
+#define CryptDecrypt ZT_Seam_CryptDecrypt
+#define CryptDestroyKey ZT_Seam_CryptDestroyKey
+
 #else
 
 typedef ULONG_PTR HCRYPTPROV;

@@ -10,6 +10,12 @@
 
 #include <windows.h>
 
+// Entries of the system's libraries that the library calls directly are reached through thin
+// wrappers of the seam (platform/windows), where the test hooks of platform/testing.h act: each
+// seam header declares the wrappers of its entries, and names each entry after its wrapper, so
+// that the engines call it by its published name on both platforms.
+#define ZT_SEAM_WRAPPER(Result, entry, parameters) extern "C" Result WINAPI ZT_Seam_##entry parameters;
+
 #else
 
 #include <cstddef>

@@ -9,7 +9,15 @@
 #include <vector>
 
 #if defined(_WIN32)
+// SecureZeroMemory, without the min and max macros that would break std::min and std::max in
+// the including program.
+#ifndef NOMINMAX
+#define NOMINMAX
 #include <windows.h>
+#undef NOMINMAX
+#else
+#include <windows.h>
+#endif
 #else
 #include <string.h>  // explicit_bzero
 #endif

@@ -1,5 +1,5 @@
-// Call failures that tests arm at the seam's entries (platform/testing.h). Every entry that can
-// report a failure starts with one of the checks below, which makes it fail as armed, the way
+// The fail points of the OpenSSL seam's entries (platform/shared/callfailures.h). Every entry that
+// can report a failure starts with one of the checks below, which makes it fail as armed, the way
 // the platform reports a failure of that entry, before it looks at its arguments:
 //
 //   NTSTATUS WINAPI BCryptHashData(...) {
@@ -13,27 +13,7 @@
 // nothing armed it costs one relaxed atomic load.
 #pragma once
 
-#include <atomic>
-#include <optional>
-
-#include "platform/wintypes.h"
-
-namespace ZT::Platform {
-
-// True while any failure is armed.
-extern std::atomic<bool> g_callFailuresArmed;
-
-// The code of the failure armed for this call of `entry`, counting the call; nothing when this
-// call is to run as usual.
-std::optional<DWORD> TakeCallFailure(const char* entry);
-
-inline std::optional<DWORD> ArmedCallFailure(const char* entry) {
-  if (!g_callFailuresArmed.load(std::memory_order_relaxed)) [[likely]]
-    return std::nullopt;
-  return TakeCallFailure(entry);
-}
-
-}  // namespace ZT::Platform
+#include "platform/shared/callfailures.h"
 
 #define ZT_FAIL_POINT_STATUS(Status) \
   if (const auto zt_failure = ::ZT::Platform::ArmedCallFailure(__func__)) return static_cast<Status>(*zt_failure)

@@ -248,7 +248,8 @@ bool OidFromText(const WString& text, ByteArray* out) {
   narrow.reserve(text.size());
   for (wchar_t c : text) {
     // Only ASCII digits and dots can be part of an OID; anything else maps to a refused byte.
-    narrow.push_back(c >= 0 && c < 0x80 ? static_cast<char>(c) : '\x7F');
+    // (wchar_t is signed on some platforms and unsigned on others: compare its code unit.)
+    narrow.push_back(static_cast<std::uint32_t>(c) < 0x80 ? static_cast<char>(c) : '\x7F');
   }
   return OidFromText(narrow, out);
 }

@@ -1,8 +1,18 @@
 #include "support/command.h"
 
 #include <gtest/gtest.h>
+
+#if defined(_WIN32)
+#include <process.h>
+#define popen _popen
+#define pclose _pclose
+#define getpid _getpid
+#define WIFEXITED(status) true
+#define WEXITSTATUS(status) (status)
+#else
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstdio>
 #include <fstream>

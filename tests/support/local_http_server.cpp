@@ -1,10 +1,20 @@
 #include "support/local_http_server.h"
 
+#if defined(_WIN32)
+#include <winsock2.h>
+#define poll WSAPoll
+#define close closesocket
+#define SOCK_CLOEXEC 0
+#define MSG_NOSIGNAL 0
+using socklen_t = int;
+using ssize_t = int;
+#else
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#endif
 
 #include <vector>
 
@@ -12,9 +22,13 @@ namespace zttest {
 
 LocalHttpServer::LocalHttpServer(unsigned short port, std::string response, Mode mode)
     : m_response(std::move(response)), m_mode(mode) {
+#if defined(_WIN32)
+  WSADATA winsock;
+  WSAStartup(MAKEWORD(2, 2), &winsock);
+#endif
   m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int yes = 1;
-  setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+  setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&yes), sizeof(yes));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
@@ -48,7 +62,7 @@ std::string LocalHttpServer::OkResponse(const std::string& body) {
 void LocalHttpServer::Serve() {
   std::vector<int> open;  // stalled connections stay open until the server stops
   while (!m_stop) {
-    pollfd p{m_listener, POLLIN, 0};
+    pollfd p{static_cast<decltype(pollfd::fd)>(m_listener), POLLIN, 0};
     if (poll(&p, 1, 50) <= 0) continue;
     const int connection = accept(m_listener, nullptr, nullptr);
     if (connection < 0) continue;

@@ -1,13 +1,105 @@
 #include "support/tool_runner.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <stdexcept>
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace zttest {
+
+namespace {
+
+const char* ToolPath() {
+  const char* tool = std::getenv("ZT_TOOL");
+  return tool != nullptr ? tool : ZT_TOOL_PATH;
+}
+
+}  // namespace
+
+#if defined(_WIN32)
+
+namespace {
+
+// `argument` as the C run time splits a command line: in quotes, a quote escaped, and the
+// backslashes before a quote (or before the closing one) doubled.
+std::string Quoted(const std::string& argument) {
+  std::string quoted = "\"";
+  std::size_t backslashes = 0;
+  for (char c : argument) {
+    if (c == '\\') {
+      ++backslashes;
+      continue;
+    }
+    quoted.append(c == '"' ? 2 * backslashes + 1 : backslashes, '\\');
+    backslashes = 0;
+    quoted += c;
+  }
+  quoted.append(2 * backslashes, '\\');
+  return quoted + "\"";
+}
+
+// A temporary file holding `content`, deleted when closed, inheritable, at offset 0.
+HANDLE TemporaryFileWith(const std::string& content) {
+  char directory[MAX_PATH + 1], path[MAX_PATH + 1];
+  if (GetTempPathA(sizeof directory, directory) == 0 || GetTempFileNameA(directory, "zt", 0, path) == 0)
+    throw std::runtime_error("GetTempFileName failed");
+  SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+  const HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                  &inherit, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+  if (file == INVALID_HANDLE_VALUE) throw std::runtime_error("CreateFile failed");
+  DWORD written = 0;
+  if (!content.empty() && (!WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ||
+                           written != content.size()))
+    throw std::runtime_error("WriteFile failed");
+  SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+  return file;
+}
+
+std::string Slurp(HANDLE file) {
+  SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+  std::string text;
+  char buffer[4096];
+  for (DWORD n; ReadFile(file, buffer, sizeof buffer, &n, nullptr) && n > 0;) text.append(buffer, n);
+  CloseHandle(file);
+  return text;
+}
+
+}  // namespace
+
+ToolResult RunTool(const std::vector<std::string>& args, const std::string& input) {
+  const std::string tool = ToolPath();
+  std::string commandLine = Quoted(tool);
+  for (const std::string& arg : args) commandLine += " " + Quoted(arg);
+  const HANDLE in = TemporaryFileWith(input), out = TemporaryFileWith(""), err = TemporaryFileWith("");
+  STARTUPINFOA startup{};
+  startup.cb = sizeof(startup);
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = in;
+  startup.hStdOutput = out;
+  startup.hStdError = err;
+  PROCESS_INFORMATION process{};
+  ToolResult result;
+  if (CreateProcessA(tool.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
+    WaitForSingleObject(process.hProcess, INFINITE);
+    DWORD status = 0;
+    GetExitCodeProcess(process.hProcess, &status);
+    result.status = static_cast<int>(status);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+  }
+  CloseHandle(in);
+  result.out = Slurp(out);
+  result.err = Slurp(err);
+  return result;
+}
+
+#else
 
 namespace {
 
@@ -34,8 +126,7 @@ int TemporaryFileWith(const std::string& content) {
 }  // namespace
 
 ToolResult RunTool(const std::vector<std::string>& args, const std::string& input) {
-  const char* tool = std::getenv("ZT_TOOL");
-  if (tool == nullptr) tool = ZT_TOOL_PATH;
+  const char* tool = ToolPath();
   const int in = TemporaryFileWith(input);
   const int out = TemporaryFileWith(""), err = TemporaryFileWith("");
   const pid_t pid = fork();
@@ -60,6 +151,8 @@ ToolResult RunTool(const std::vector<std::string>& args, const std::string& inpu
   result.err = Slurp(err);
   return result;
 }
+
+#endif
 
 std::string FixturePath(const std::string& relative) {
   const char* root = std::getenv("ZT_FIXTURES");

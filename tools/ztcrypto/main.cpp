@@ -12,6 +12,11 @@
 
 #include <nq/nqlog.h>
 
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
+
 #include "cli.h"
 
 namespace {
@@ -101,6 +106,11 @@ int RunCommand(const Command& command, const Args& args) {
 }  // namespace
 
 int main(int argc, char** argv) {
+#if defined(_WIN32)
+  // Bytes in and out as they are, as on Linux: no CR LF translation, no end of input at Ctrl-Z.
+  _setmode(_fileno(stdin), _O_BINARY);
+  _setmode(_fileno(stdout), _O_BINARY);
+#endif
   Args args(argv + 1, argv + argc);
   try {
     while (!args.empty() && TakeTraceOption(args.front())) args.erase(args.begin());

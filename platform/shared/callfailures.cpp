@@ -1,11 +1,10 @@
 // The armed call failures: one mutex guards them, taken only while any is armed.
 
-
 #include <map>
 #include <mutex>
 #include <string>
 
-#include "platform/openssl/callfailures.h"
+#include "platform/shared/callfailures.h"
 #include "platform/testing.h"
 
 namespace ZT::Platform {

@@ -1,0 +1,73 @@
+# The Windows lane of the tests (included by tests/CMakeLists.txt when building for Windows):
+# GoogleTest built for the target from Debian's sources, each test program registered as one
+# test that runs under Wine (the build's CMAKE_CROSSCOMPILING_EMULATOR), and the exceptions of
+# tests/windows/exceptions.txt left out. A new test folder or file joins the lane as it joins the
+# Linux suite, with no change here.
+
+# GoogleTest and GoogleMock from Debian's googletest package, built with the cross compiler.
+set(ZT_GOOGLETEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest's sources (Debian package googletest)")
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+add_subdirectory(${ZT_GOOGLETEST_SOURCE} ${CMAKE_CURRENT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+foreach(library gtest gtest_main gmock gmock_main)
+  if(NOT TARGET GTest::${library})
+    add_library(GTest::${library} ALIAS ${library})
+  endif()
+endforeach()
+
+# The exceptions: "<what> <kind>: <reason>" a line. <what> is a test folder (tests/<family>/) or
+# a test source (tests/<family>/<file>.cpp), which the lane does not build, or a GoogleTest
+# filter pattern (Suite.Name, with * and ?), which it builds and does not run.
+set(ZT_WINDOWS_EXCEPTIONS ${CMAKE_CURRENT_LIST_DIR}/exceptions.txt)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ZT_WINDOWS_EXCEPTIONS})
+file(STRINGS ${ZT_WINDOWS_EXCEPTIONS} lines REGEX "^[^# \t]")
+set(ZT_WINDOWS_UNBUILT)
+set(ZT_WINDOWS_UNRUN)
+foreach(line IN LISTS lines)
+  if(NOT line MATCHES "^([^ \t]+)[ \t]+(seam|openssl|wine|wine-differs):[ \t]+[^ \t]")
+    message(FATAL_ERROR "${ZT_WINDOWS_EXCEPTIONS}: not \"<what> <kind>: <reason>\": ${line}")
+  endif()
+  if(CMAKE_MATCH_1 MATCHES "^tests/")
+    list(APPEND ZT_WINDOWS_UNBUILT ${PROJECT_SOURCE_DIR}/${CMAKE_MATCH_1})
+  else()
+    list(APPEND ZT_WINDOWS_UNRUN ${CMAKE_MATCH_1})
+  endif()
+endforeach()
+list(JOIN ZT_WINDOWS_UNRUN ":" ZT_WINDOWS_FILTER)
+if(ZT_WINDOWS_FILTER)
+  set(ZT_WINDOWS_FILTER "-${ZT_WINDOWS_FILTER}")
+endif()
+
+# The sources of test folder `name` that the lane builds, in place in `var`.
+function(zt_windows_sources var name)
+  set(kept)
+  foreach(source IN LISTS ${var})
+    set(excluded FALSE)
+    foreach(unbuilt IN LISTS ZT_WINDOWS_UNBUILT)
+      if(source STREQUAL unbuilt OR (unbuilt MATCHES "/$" AND source MATCHES "^${unbuilt}"))
+        set(excluded TRUE)
+      endif()
+    endforeach()
+    if(NOT excluded)
+      list(APPEND kept ${source})
+    endif()
+  endforeach()
+  set(${var} ${kept} PARENT_SCOPE)
+endfunction()
+
+# One test that runs the whole program under Wine, but for the exceptions. ARGN: further test
+# properties (a resource lock).
+function(zt_windows_test target)
+  add_test(NAME ${target} COMMAND ${target} --gtest_filter=${ZT_WINDOWS_FILTER} --gtest_brief=1)
+  set_tests_properties(${target} PROPERTIES TIMEOUT 900 ${ARGN})
+endfunction()
+
+# The lane's own tests: the tool under Wine answers as the Linux tool does.
+function(zt_windows_lane_tests)
+  set(linux_tool ${PROJECT_SOURCE_DIR}/build/release/tools/ztcrypto/ztcrypto)
+  add_test(NAME windows.tool_matches_linux
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows/compare-tools.sh
+            ${linux_tool} $<TARGET_FILE:ztcrypto-tool> ${CMAKE_CURRENT_SOURCE_DIR}/fixtures
+            ${CMAKE_CURRENT_BINARY_DIR}/compare-tools)
+  set_tests_properties(windows.tool_matches_linux PROPERTIES TIMEOUT 600)
+endfunction()
