@@ -55,7 +55,7 @@ windows:
 
 # Runs every test program under Wine, but for tests/windows/exceptions.txt, and compares the
 # tool's answers under Wine with the Linux tool's (built here as in `make release`).
-test-windows: windows release
+test-windows: windows-package release
 	@$(ENSURE) $(WINE_PACKAGES)
 	./tests/windows/run-lane.sh build/windows
 

@@ -7,7 +7,6 @@
 #define SOCK_CLOEXEC 0
 #define MSG_NOSIGNAL 0
 using socklen_t = int;
-using ssize_t = int;
 #else
 #include <arpa/inet.h>
 #include <netinet/in.h>

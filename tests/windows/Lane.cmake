@@ -15,6 +15,10 @@ foreach(library gtest gtest_main gmock gmock_main)
   endif()
 endforeach()
 
+# GCC 12 at -O2 warns of overlapping copies inside std::string's operator+ where there are none
+# (GCC bug 105329); the Linux suite builds without optimisation and does not meet it.
+add_compile_options(-Wno-restrict)
+
 # The exceptions: "<what> <kind>: <reason>" a line. <what> is a test folder (tests/<family>/) or
 # a test source (tests/<family>/<file>.cpp), which the lane does not build, or a GoogleTest
 # filter pattern (Suite.Name, with * and ?), which it builds and does not run.
@@ -27,10 +31,11 @@ foreach(line IN LISTS lines)
   if(NOT line MATCHES "^([^ \t]+)[ \t]+(seam|openssl|wine|wine-differs):[ \t]+[^ \t]")
     message(FATAL_ERROR "${ZT_WINDOWS_EXCEPTIONS}: not \"<what> <kind>: <reason>\": ${line}")
   endif()
-  if(CMAKE_MATCH_1 MATCHES "^tests/")
-    list(APPEND ZT_WINDOWS_UNBUILT ${PROJECT_SOURCE_DIR}/${CMAKE_MATCH_1})
+  set(what ${CMAKE_MATCH_1})
+  if(what MATCHES "^tests/")
+    list(APPEND ZT_WINDOWS_UNBUILT ${PROJECT_SOURCE_DIR}/${what})
   else()
-    list(APPEND ZT_WINDOWS_UNRUN ${CMAKE_MATCH_1})
+    list(APPEND ZT_WINDOWS_UNRUN ${what})
   endif()
 endforeach()
 list(JOIN ZT_WINDOWS_UNRUN ":" ZT_WINDOWS_FILTER)
@@ -62,12 +67,18 @@ function(zt_windows_test target)
   set_tests_properties(${target} PROPERTIES TIMEOUT 900 ${ARGN})
 endfunction()
 
-# The lane's own tests: the tool under Wine answers as the Linux tool does.
+# The lane's own tests: the tool under Wine answers as the Linux tool does; the package works for
+# a MinGW consumer.
 function(zt_windows_lane_tests)
+  set(zip ${PROJECT_BINARY_DIR}/package/ztcrypto-${PROJECT_VERSION}-windows-x86_64.zip)
+  add_test(NAME windows.package_consumer
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows/package-consumer.sh
+            ${zip} ${CMAKE_CURRENT_BINARY_DIR}/package-consumer ${PROJECT_BINARY_DIR}/wineprefix)
+  set_tests_properties(windows.package_consumer PROPERTIES TIMEOUT 600)
   set(linux_tool ${PROJECT_SOURCE_DIR}/build/release/tools/ztcrypto/ztcrypto)
   add_test(NAME windows.tool_matches_linux
     COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows/compare-tools.sh
             ${linux_tool} $<TARGET_FILE:ztcrypto-tool> ${CMAKE_CURRENT_SOURCE_DIR}/fixtures
-            ${CMAKE_CURRENT_BINARY_DIR}/compare-tools)
+            ${CMAKE_CURRENT_BINARY_DIR}/compare-tools ${PROJECT_BINARY_DIR}/wineprefix)
   set_tests_properties(windows.tool_matches_linux PROPERTIES TIMEOUT 600)
 endfunction()

@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# The tool under Wine answers as the Linux tool does: each command below runs on both with the
+# same arguments and input, and their standard output and exit status must be the same bytes.
+#
+#   compare-tools.sh LINUX-TOOL WINDOWS-TOOL.exe FIXTURES WORK-DIR WINE-PREFIX
+#
+# Prints one line per command and "N passed, N failed" at the end; exits 1 on any difference.
+set -uo pipefail
+
+linux=$1 windows=$2 fixtures=$3 work=$4 prefix=$5
+wine_run=$(cd "$(dirname "$0")/../../scripts" && pwd)/wine-run.sh
+[[ -x $linux ]] || { echo "no Linux tool at $linux (make release builds it)" >&2; exit 1; }
+mkdir -p "$work"
+
+passed=0 failed=0
+# compare NAME INPUT-FILE ARGUMENTS...: the tool's answer for ARGUMENTS with INPUT-FILE on stdin.
+compare() {
+  local name=$1 input=$2
+  shift 2
+  "$linux" "$@" <"$input" >"$work/$name.linux" 2>"$work/$name.linux.err"
+  echo "status $?" >>"$work/$name.linux"
+  "$wine_run" "$prefix" "$windows" "$@" <"$input" >"$work/$name.windows" 2>"$work/$name.windows.err"
+  echo "status $?" >>"$work/$name.windows"
+  if cmp -s "$work/$name.linux" "$work/$name.windows"; then
+    passed=$((passed + 1))
+    echo "same     $name"
+  else
+    failed=$((failed + 1))
+    echo "DIFFERS  $name: ztcrypto $*"
+    diff <(od -An -c "$work/$name.linux") <(od -An -c "$work/$name.windows") | head -20
+    sed 's/^/  windows stderr: /' "$work/$name.windows.err" | head -5
+  fi
+}
+
+certs=$fixtures/certs rsa=$fixtures/rsa
+printf 'abc' >"$work/abc"
+head -c 100000 "$rsa/data.txt" >"$work/data" 2>/dev/null
+printf '\x1a\r\n\x00binary\x0a\x0d' >"$work/binary"
+key=000102030405060708090a0b0c0d0e0f
+none=/dev/null
+
+compare digest-stdin "$work/abc" digest SHA256
+compare digest-file $none digest SHA256 "$work/data"
+compare digest-binary "$work/binary" digest SHA1 -
+compare digest-md5 $none digest MD5 "$work/binary"
+compare digest-sha512 "$work/data" digest SHA512
+compare digest-unknown $none digest SHA3 "$work/abc"
+compare hmac-sha256 "$work/abc" hmac HMAC_SHA256 --key "$key"
+compare hmac-sha1 $none hmac HMAC_SHA1 --key 0b0b0b0b "$work/data"
+compare pbkdf2 $none pbkdf2 --password password --salt 73616c74 --length 32 --iterations 4096
+compare pbkdf2-sha512 $none pbkdf2 --password 'pass phrase' --salt 00ff --length 64 --iterations 1000 --prf HMAC_SHA512
+compare pbkdf2-sha1 $none pbkdf2 --password p --salt 01 --length 20 --iterations 1 --prf HMAC_SHA1
+for cert in logon all_extensions intermediate odd_serial_negative odd_time_offsets odd_before_1601 old_san efs ec_leaf; do
+  compare "cert-dump-$cert" $none cert dump "$certs/$cert.der"
+done
+compare cert-dump-pem $none cert dump "$certs/logon.pem"
+compare cert-dump-trailing $none cert dump "$certs/odd_trailing_byte.der"
+compare cert-policy $none cert policy "$certs/logon.der"
+compare cert-verify $none cert verify --issuer "$certs/intermediate.der" "$certs/logon.der"
+compare verify-sha256 $none verify --key "$rsa/rsa2048.pub.der" --padding PKCS1 --hash SHA256 \
+  --signature "$rsa/data.sha256.sig" "$rsa/data.txt"
+compare verify-pem $none verify --key "$rsa/rsa2048.pub.pem" --padding PKCS1 --hash SHA512 \
+  --signature "$rsa/data.sha512.sig" "$rsa/data.txt"
+compare verify-wrong-data $none verify --key "$rsa/rsa2048.pub.der" --padding PKCS1 --hash SHA256 \
+  --signature "$rsa/data.sha256.sig" "$rsa/other.txt"
+compare verify-x931 $none verify --key "$rsa/rsa3072.pub.der" --padding X_931 --hash SHA256 \
+  --signature "$rsa/rsa3072.x931.sig" "$rsa/rsa3072.x931.txt"
+compare encrypt-aes-cbc "$work/data" encrypt --alg AES --mode CBC --key "$key" --iv "$key"
+compare encrypt-aes-ecb-binary "$work/binary" encrypt --alg AES --mode ECB --key "$key$key"
+compare encrypt-3des $none encrypt --alg 3DES --mode CBC --key "$key${key:0:16}" --iv 0011223344556677 "$work/abc"
+compare encrypt-bad-key "$work/abc" encrypt --alg AES --mode CBC --key 00112233
+"$linux" encrypt --alg AES --mode CBC --key "$key" --iv "$key" "$work/binary" >"$work/binary.enc"
+compare decrypt-aes-cbc "$work/binary.enc" decrypt --alg AES --mode CBC --key "$key" --iv "$key"
+compare cmac "$work/data" cmac --key "$key"
+compare name $none name 'CN=Test, O="Acme, Inc.", C=US'
+compare oid $none oid 'Smart Card Logon'
+compare algorithms $none algorithms
+
+echo "$passed passed, $failed failed"
+[[ $failed -eq 0 ]]
