@@ -22,9 +22,11 @@ endforeach()
 # Wine prefix inside the build folder.
 set(CMAKE_CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/scripts/wine-run.sh ${PROJECT_BINARY_DIR}/wineprefix)
 
-# The library and its tests use std::min and std::max, which the min and max macros of
-# <windows.h> would replace.
-add_compile_definitions(NOMINMAX)
-# CERT_CHAIN_PARA with its fields after RequestedUsage (the URL retrieval timeout), which
-# <wincrypt.h> declares only on request, before any header includes it (platform/certificates.h).
-add_compile_definitions(CERT_CHAIN_PARA_HAS_EXTRA_FIELDS)
+# Definitions every file is compiled with (the compile checks of tests/compile_fail too):
+# - NOMINMAX: the library and its tests use std::min and std::max, which the min and max macros
+#   of <windows.h> would replace;
+# - CERT_CHAIN_PARA_HAS_EXTRA_FIELDS: CERT_CHAIN_PARA with its fields after RequestedUsage (the
+#   URL retrieval timeout), which <wincrypt.h> declares only on request, before any header
+#   includes it (platform/certificates.h).
+set(ZT_PLATFORM_DEFINITIONS NOMINMAX CERT_CHAIN_PARA_HAS_EXTRA_FIELDS)
+add_compile_definitions(${ZT_PLATFORM_DEFINITIONS})

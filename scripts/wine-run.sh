@@ -8,7 +8,7 @@
 # program through it. Standard input, output and exit status pass through unchanged.
 set -euo pipefail
 
-prefix=$1
+prefix=$(realpath -m "$1")
 shift
 export WINEPREFIX=$prefix
 export WINEARCH=win64

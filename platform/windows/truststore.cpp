@@ -4,6 +4,7 @@
 
 #include "platform/windows/truststore.h"
 
+#include <cstddef>
 #include <mutex>
 
 #include "platform/testing.h"
@@ -21,7 +22,9 @@ class ReplacementEngine {
       CertAddEncodedCRLToStore(m_others, X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()),
                                CERT_STORE_ADD_ALWAYS, nullptr);
     CERT_CHAIN_ENGINE_CONFIG config{};
-    config.cbSize = sizeof(config);
+    // The configuration as far as the exclusive stores reach, the size every version of the
+    // platform since the exclusive root store accepts (later fields are not used here).
+    config.cbSize = offsetof(CERT_CHAIN_ENGINE_CONFIG, dwExclusiveFlags);
     config.hExclusiveRoot = m_roots;
     config.cAdditionalStore = 1;
     config.rghAdditionalStore = &m_others;

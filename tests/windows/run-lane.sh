@@ -14,7 +14,7 @@ start=$(date +%s)
 
 # The prefix is made on first use; a persistent server spares every program its start-up.
 scripts/wine-run.sh "$prefix" cmd /c exit >/dev/null 2>&1 || true
-WINEPREFIX=$prefix wineserver -p
+WINEPREFIX=$prefix wineserver -p 2>/dev/null || true  # (already running: kept)
 trap 'WINEPREFIX=$prefix wineserver -k 2>/dev/null || true' EXIT
 
 status=0

@@ -110,6 +110,7 @@ int main(int argc, char** argv) {
   // Bytes in and out as they are, as on Linux: no CR LF translation, no end of input at Ctrl-Z.
   _setmode(_fileno(stdin), _O_BINARY);
   _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
 #endif
   Args args(argv + 1, argv + argc);
   try {
