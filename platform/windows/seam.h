@@ -12,8 +12,8 @@ namespace ZT::Platform::Windows {
 // One more (delta 1) or one fewer (delta -1) live handle of the kinds LiveHandleCount counts.
 void CountHandles(int delta);
 
-// The seam's wrapper of the CNG entry `name` of `module` ("bcrypt.dll" or "ncrypt.dll", lower
-// case), calling `real`; `real` itself for any other export.
+// The seam's wrapper of the CNG entry `name` (one of the 24 of the CNG service table), which calls
+// `real`, the system's function GetProcAddress found; `real` itself for any other export.
 FARPROC WrappedEntry(const char* name, FARPROC real);
 
 }  // namespace ZT::Platform::Windows
