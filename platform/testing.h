@@ -87,7 +87,8 @@ std::size_t PendingCallFailures();
 void ResetCallFailures();
 
 // The number of handles of the seam that are live: algorithm providers, hashes, keys, secrets,
-// CryptoAPI contexts and keys. A failure path that releases everything leaves it as it was.
+// CryptoAPI contexts and keys, key storage providers and keys, certificate stores, files, file
+// mappings and mapped views. A failure path that releases everything leaves it as it was.
 std::size_t LiveHandleCount();
 
 }  // namespace ZT::Platform::Testing

@@ -165,6 +165,6 @@ std::size_t HandleTable::LiveCount() const {
 
 namespace ZT::Platform::Testing {
 
-std::size_t LiveHandleCount() { return HandleTable::Instance().LiveCount(); }
+std::size_t LiveHandleCount() { return HandleTable::Instance().LiveCount() + LiveViewCount(); }
 
 }  // namespace ZT::Platform::Testing
