@@ -20,3 +20,4 @@
 #include "zt/oiddecoder.h"
 #include "zt/certificate.h"
 #include "zt/certificateproperties.h"
+#include "zt/certstore.h"

@@ -62,6 +62,7 @@ inline void ReleaseContext(HCRYPTPROV h) { CryptReleaseContext(h, 0); }
 inline void DestroyCryptKey(HCRYPTKEY h) { CryptDestroyKey(h); }
 inline void FreeCertContext(PCCERT_CONTEXT h) { CertFreeCertificateContext(h); }
 inline void FreeCertChain(PCCERT_CHAIN_CONTEXT h) { CertFreeCertificateChain(h); }
+inline void CloseStore(HCERTSTORE h) { CertCloseStore(h, 0); }
 }  // namespace HandleRelease
 
 // CNG (through the service table).
@@ -76,6 +77,7 @@ using CryptKey = PlatformHandle<HCRYPTKEY, &HandleRelease::DestroyCryptKey>;
 // Certificate services.
 using CertContext = PlatformHandle<PCCERT_CONTEXT, &HandleRelease::FreeCertContext>;
 using CertChain = PlatformHandle<PCCERT_CHAIN_CONTEXT, &HandleRelease::FreeCertChain>;
+using CertStore = PlatformHandle<HCERTSTORE, &HandleRelease::CloseStore>;
 
 // A CNG object that lives in object memory the caller provides (hashes, symmetric keys): the
 // memory must stay in place until the handle is destroyed, so the handle is declared after it

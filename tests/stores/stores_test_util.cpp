@@ -1,0 +1,48 @@
+#include "stores_test_util.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+namespace storetest {
+
+ScratchFile::ScratchFile(const std::string& name)
+    : m_path(testing::TempDir() + std::to_string(::getpid()) + "-" + name) {
+  std::remove(m_path.c_str());
+}
+
+ScratchFile::~ScratchFile() { std::remove(m_path.c_str()); }
+
+void ScratchFile::Write(const ByteArray& bytes) const {
+  std::ofstream out(m_path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::vector<std::string> OpensslSubjects(const std::string& command, const ByteArray& input) {
+  const std::vector<unsigned char> printed = zttest::OpensslOutput(command + " -in {in} -out {out}", Plain(input));
+  std::istringstream lines(std::string(printed.begin(), printed.end()));
+  std::vector<std::string> subjects;
+  for (std::string line; std::getline(lines, line);)
+    if (line.rfind("subject=", 0) == 0) subjects.push_back(line);
+  return subjects;
+}
+
+std::string FixtureSubject(const std::string& name) {
+  std::string subject = zttest::OpensslX509(name, "-subject");
+  while (!subject.empty() && subject.back() == '\n') subject.pop_back();
+  return subject;
+}
+
+const IRSAPrivateCRTKey& RsaKey(const IPrivateKey* key) {
+  const auto* rsa = dynamic_cast<const IRSAPrivateCRTKey*>(key);
+  if (rsa == nullptr) throw std::runtime_error("not an RSA private key");
+  return *rsa;
+}
+
+const IRSAPublicKey& RsaPublicKey(const ICertificate& certificate) {
+  const auto* rsa = dynamic_cast<const IRSAPublicKey*>(certificate.GetPublicKey());
+  if (rsa == nullptr) throw std::runtime_error("not an RSA public key");
+  return *rsa;
+}
+
+}  // namespace storetest
