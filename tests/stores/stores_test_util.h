@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "codec/crypto.der.h"
+#include "support/call_failures.h"
 #include "support/cert_fixture.h"
 #include "support/command.h"
 #include "support/log_capture.h"
