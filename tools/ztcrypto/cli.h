@@ -44,6 +44,7 @@ std::span<const Command> RandomCommands();
 std::span<const Command> NameCommands();
 std::span<const Command> SignatureCommands();
 std::span<const Command> CertificateCommands();
+std::span<const Command> StoreCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a

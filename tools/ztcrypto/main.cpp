@@ -31,6 +31,7 @@ constexpr Family kFamilies[] = {
     NameCommands,
     SignatureCommands,
     CertificateCommands,
+    StoreCommands,
 };
 
 const Command* FindCommand(const std::string& name) {
