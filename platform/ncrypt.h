@@ -65,7 +65,9 @@ SECURITY_STATUS WINAPI NCryptFinalizeKey(NCRYPT_KEY_HANDLE hKey, DWORD dwFlags);
 
 // Exports a finalized key (NTE_BAD_KEY_STATE before) as LEGACY_RSAPRIVATE_BLOB, which needs the
 // export policy NCRYPT_ALLOW_PLAINTEXT_EXPORT_FLAG (else NTE_NOT_SUPPORTED, as for a key that is
-// not RSA or another blob type). hExportKey 0, no parameters. A null pbOutput stores the size
+// not RSA or another blob type); an RSA key the blob cannot hold (a public exponent wider than 32
+// bits, a prime longer than half the modulus) fails with NTE_BAD_KEY. hExportKey 0, no
+// parameters. A null pbOutput stores the size
 // in *pcbResult; a shorter cbOutput gives NTE_BUFFER_TOO_SMALL with the size.
 SECURITY_STATUS WINAPI NCryptExportKey(NCRYPT_KEY_HANDLE hKey, NCRYPT_KEY_HANDLE hExportKey, LPCWSTR pszBlobType,
                                        NCryptBufferDesc* pParameterList, PBYTE pbOutput, DWORD cbOutput,

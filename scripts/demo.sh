@@ -73,3 +73,16 @@ echo "== Certificates and the smart-card policy (fixtures made by the openssl to
   run cert verify logon.der --issuer root.pem
   run cert trust --timeout 1000 logon.der
 )
+
+echo
+echo "== Certificate stores (bundles and PFX files made by the openssl tool, in tests/fixtures/stores)"
+(
+  tool=$(realpath "$tool")
+  cd "$(dirname "$0")/../tests/fixtures/stores"
+  run p7b list three.p7b
+  run p12 list chain.p12 --password-file password.txt
+  run p12 list legacy.p12 --password-file password.txt
+  echo
+  echo "\$ echo wrong | ztcrypto p12 list modern.p12"
+  echo wrong | "$tool" p12 list modern.p12 || echo "(exit status $?)"
+)

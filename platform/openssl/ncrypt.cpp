@@ -69,9 +69,10 @@ bool PutLittleEndian(const BnPtr& bn, std::size_t size, unsigned char** cursor) 
 }
 
 SECURITY_STATUS ExportLegacyRsaPrivateBlob(const NCryptKeyObject& key, PBYTE out, DWORD cbOut, DWORD* pcbResult) {
-  if ((key.exportPolicy & NCRYPT_ALLOW_PLAINTEXT_EXPORT_FLAG) == 0) return NTE_NOT_SUPPORTED;
+  if ((key.exportPolicy & NCRYPT_ALLOW_PLAINTEXT_EXPORT_FLAG) == 0 || !EVP_PKEY_is_a(key.pkey.get(), "RSA"))
+    return NTE_NOT_SUPPORTED;
   SecretBytes blob = LegacyRsaPrivateBlob(key.pkey.get());
-  if (blob.empty()) return NTE_NOT_SUPPORTED;
+  if (blob.empty()) return NTE_BAD_KEY;
   *pcbResult = static_cast<DWORD>(blob.size());
   if (out == nullptr) return ERROR_SUCCESS;
   if (cbOut < blob.size()) return NTE_BUFFER_TOO_SMALL;
