@@ -144,22 +144,6 @@ PCCERT_CONTEXT NewContext(std::shared_ptr<const DecodedCertificate> decoded, HCE
   return &block.release()->context;
 }
 
-// The property's value into the caller's buffer, with the size protocol of the platform.
-BOOL ReturnProperty(const unsigned char* value, DWORD size, void* pvData, DWORD* pcbData) {
-  if (pvData == nullptr) {
-    *pcbData = size;
-    return TRUE;
-  }
-  const DWORD room = *pcbData;
-  *pcbData = size;
-  if (room < size) {
-    SetLastError(ERROR_MORE_DATA);
-    return FALSE;
-  }
-  std::memcpy(pvData, value, size);
-  return TRUE;
-}
-
 }  // namespace
 
 namespace ZT::Platform {
@@ -194,6 +178,21 @@ PCCERT_CONTEXT CopyCertificateContext(PCCERT_CONTEXT source, HCERTSTORE store) {
   } catch (const std::bad_alloc&) {
     return Fail(ERROR_NOT_ENOUGH_MEMORY);
   }
+}
+
+BOOL ReturnSized(const void* value, DWORD size, void* out, DWORD* room) {
+  if (out == nullptr) {
+    *room = size;
+    return TRUE;
+  }
+  const DWORD available = *room;
+  *room = size;
+  if (available < size) {
+    SetLastError(ERROR_MORE_DATA);
+    return FALSE;
+  }
+  std::memcpy(out, value, size);
+  return TRUE;
 }
 
 std::uint32_t ContextReferences(PCCERT_CONTEXT context) {
@@ -242,14 +241,14 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
   const DecodedCertificate* block = BlockOf(pCertContext)->decoded.get();
   switch (dwPropId) {
     case CERT_SHA1_HASH_PROP_ID:
-      return ReturnProperty(block->sha1, kSha1Size, pvData, pcbData);
+      return ReturnSized(block->sha1, kSha1Size, pvData, pcbData);
     case CERT_MD5_HASH_PROP_ID: {
       unsigned char md5[16];
       if (!Digest(Library::Get().Digest(DigestId::MD5), {block->encoded.data(), block->encoded.size()}, md5)) {
         SetLastError(NTE_FAIL);
         return FALSE;
       }
-      return ReturnProperty(md5, sizeof(md5), pvData, pcbData);
+      return ReturnSized(md5, sizeof(md5), pvData, pcbData);
     }
     default:
       SetLastError(CRYPT_E_NOT_FOUND);

@@ -28,6 +28,11 @@ PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCer
 // certificate; without `source`'s key. Null with ERROR_NOT_ENOUGH_MEMORY when it cannot be made.
 PCCERT_CONTEXT CopyCertificateContext(PCCERT_CONTEXT source, HCERTSTORE store);
 
+// Hands `size` bytes to a caller under the platform's size protocol: a null `out` only learns the
+// size (in *room); a buffer of fewer than *room bytes fails with ERROR_MORE_DATA and the size in
+// *room; else the bytes are copied and *room is the size.
+BOOL ReturnSized(const void* value, DWORD size, void* out, DWORD* room);
+
 // The number of references the context has now.
 std::uint32_t ContextReferences(PCCERT_CONTEXT context);
 

@@ -212,13 +212,7 @@ BOOL WINAPI CertSaveStore(HCERTSTORE hCertStore, DWORD dwEncodingType, DWORD dwS
   try {
     ZT::Framework::ByteArray bundle;
     if (!EncodeBundle(*store, &bundle)) return Fail(E_FAIL, FALSE);
-    const auto size = static_cast<DWORD>(bundle.size());
-    const DWORD room = blob->cbData;
-    blob->cbData = size;
-    if (blob->pbData == nullptr) return TRUE;
-    if (room < size) return Fail(ERROR_MORE_DATA, FALSE);
-    std::memcpy(blob->pbData, bundle.data(), size);
-    return TRUE;
+    return ReturnSized(bundle.data(), static_cast<DWORD>(bundle.size()), blob->pbData, &blob->cbData);
   } catch (const std::bad_alloc&) {
     return Fail(ERROR_NOT_ENOUGH_MEMORY, FALSE);
   }

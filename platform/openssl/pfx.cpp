@@ -360,13 +360,7 @@ BOOL WINAPI PFXExportCertStoreEx(HCERTSTORE hStore, CRYPT_DATA_BLOB* pPFX, LPCWS
     if (!Password::FromWide(szPassword, &password)) return Fail(E_INVALIDARG, FALSE);
     SecretBytes pfx;
     if (const DWORD error = EncodePfx(hStore, password, protection, dwFlags, &pfx)) return Fail(error, FALSE);
-    const auto size = static_cast<DWORD>(pfx.size());
-    const DWORD room = pPFX->cbData;
-    pPFX->cbData = size;
-    if (pPFX->pbData == nullptr) return TRUE;
-    if (room < size) return Fail(ERROR_MORE_DATA, FALSE);
-    std::memcpy(pPFX->pbData, pfx.data(), size);
-    return TRUE;
+    return ReturnSized(pfx.data(), static_cast<DWORD>(pfx.size()), pPFX->pbData, &pPFX->cbData);
   } catch (const std::bad_alloc&) {
     return Fail(ERROR_NOT_ENOUGH_MEMORY, FALSE);
   }

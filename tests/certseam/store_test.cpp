@@ -55,7 +55,9 @@ Store QueryBundle(const Bytes& bundle, DWORD* error = nullptr) {
                                    CERT_QUERY_FORMAT_FLAG_BINARY, 0, nullptr, &contentType, nullptr, &store, nullptr,
                                    nullptr);
   if (error != nullptr) *error = ok ? 0 : GetLastError();
-  if (ok) EXPECT_EQ(contentType, static_cast<DWORD>(CERT_QUERY_CONTENT_PKCS7_UNSIGNED));
+  if (ok) {
+    EXPECT_EQ(contentType, static_cast<DWORD>(CERT_QUERY_CONTENT_PKCS7_UNSIGNED));
+  }
   return Store(ok ? store : nullptr);
 }
 
