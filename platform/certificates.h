@@ -505,11 +505,11 @@ BOOL WINAPI CertSaveStore(HCERTSTORE hCertStore, DWORD dwEncodingType, DWORD dwS
                           void* pvSaveToPara, DWORD dwFlags);
 
 // Recognises the object in memory (CERT_QUERY_OBJECT_BLOB, pvObject a CERT_BLOB*). Offered: a
-// PKCS #7 bundle without signers (CERT_QUERY_CONTENT_FLAG_PKCS7_UNSIGNED) in DER
-// (CERT_QUERY_FORMAT_FLAG_BINARY): a ContentInfo of signedData whose SignedData has no signer
-// infos; its certificates (which must each be one DER certificate) go into a new memory store
-// returned in *phCertStore, in the order they are stored (so they enumerate last first); CRLs are
-// skipped. Anything else, a single certificate among them, fails with CRYPT_E_NO_MATCH;
+// PKCS #7 bundle without signers (CERT_QUERY_CONTENT_FLAG_PKCS7_UNSIGNED) in binary form
+// (CERT_QUERY_FORMAT_FLAG_BINARY; DER, or BER with indefinite lengths, as the platform reads it),
+// nothing after it: a ContentInfo of signedData whose SignedData has no signer infos; its
+// certificates (each one DER certificate) go into a new memory store returned in *phCertStore, in
+// the order they are stored (so they enumerate last first); CRLs are skipped. Anything else, a single certificate among them, fails with CRYPT_E_NO_MATCH;
 // phMsg and ppvContext must be null (messages are not offered). The outputs that are given get
 // the encoding type (X509_ASN_ENCODING | PKCS_7_ASN_ENCODING), CERT_QUERY_CONTENT_PKCS7_UNSIGNED
 // and CERT_QUERY_FORMAT_BINARY.

@@ -93,11 +93,12 @@ class ZT_CRYPTO_API ICertP7bStore : public ICertStore {
   // A new empty store. A platform store that cannot be opened throws "new CCertP7bStore()
   // failed" around "Error open store (0x...)".
   static ICertP7bStore* Create();
-  // A new store holding the certificates of the bundle `baP7bStore` (DER), each in a context
+  // A new store holding the certificates of the bundle `baP7bStore` (DER, or BER as streaming
+  // writers leave it; not base64), each in a context
   // without private key, listed in the order described above. Every failure throws "new
   // CCertP7bStore(pP7bStore) failed" around its reason: CRYPTO_BAD_PARAM "Error : bad input
-  // parameters" (no bytes), "Error deserialize (pkcs7) to store (0x...)" (bytes that are not an
-  // unsigned PKCS #7 bundle in DER, such as a single certificate), "AddCertContext failed" (a
+  // parameters" (no bytes), "Error deserialize (pkcs7) to store (0x80092009)" (bytes that are
+  // not an unsigned PKCS #7 bundle, such as a single certificate, or anything after one), "AddCertContext failed" (a
   // certificate the library cannot hold, see ICertificate::Create).
   static ICertP7bStore* Load(const ByteArray& baP7bStore);
 };

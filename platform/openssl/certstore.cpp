@@ -3,6 +3,9 @@
 
 #include "platform/openssl/certstore.h"
 
+#include <openssl/pkcs7.h>
+#include <openssl/x509.h>
+
 #include <algorithm>
 #include <cstring>
 #include <deque>
@@ -12,6 +15,7 @@
 #include "codec/crypto.asn1.pkcs7.h"
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/handles.h"
+#include "platform/openssl/library.h"
 
 using namespace ZT::Platform;
 namespace Der = ZT::Framework::Der;
@@ -70,11 +74,30 @@ bool EncodeBundle(CertStoreObject& store, ZT::Framework::ByteArray* bundle) {
   return w.Finish(bundle);
 }
 
-// A new memory store of the bundle's certificates, in stored order; null with the last error set.
-HCERTSTORE StoreOfBundle(const BYTE* bytes, DWORD size) {
-  std::vector<Der::Bytes> certificates;
-  if (bytes == nullptr || !ZT::Framework::Asn1Read::ReadCertificateBundle({bytes, size}, &certificates))
-    return Fail<HCERTSTORE>(CRYPT_E_NO_MATCH, nullptr);
+// The certificates of a bundle in BER (indefinite lengths, as some writers stream it), read by
+// OpenSSL's PKCS #7 decoder and written out again one by one; false when it is not an unsigned
+// bundle or anything follows it.
+bool ReadBerBundle(const BYTE* bytes, DWORD size, std::vector<ZT::Framework::ByteArray>* certificates) {
+  // Decoded into an object of the private context, so that its certificates are too.
+  PKCS7* decoded = PKCS7_new_ex(Library::Get().Context(), nullptr);
+  if (decoded == nullptr) return false;
+  const unsigned char* cursor = bytes;
+  const OpenSslPtr<PKCS7, PKCS7_free> bundle(d2i_PKCS7(&decoded, &cursor, static_cast<long>(size)));
+  if (!bundle || cursor != bytes + size || PKCS7_type_is_signed(bundle.get()) == 0 || bundle->d.sign == nullptr ||
+      sk_PKCS7_SIGNER_INFO_num(bundle->d.sign->signer_info) > 0)
+    return false;
+  for (int i = 0; i < sk_X509_num(bundle->d.sign->cert); ++i) {
+    unsigned char* der = nullptr;
+    const int length = i2d_X509(sk_X509_value(bundle->d.sign->cert, i), &der);
+    if (length <= 0) return false;
+    certificates->emplace_back(der, der + length);
+    OPENSSL_free(der);
+  }
+  return true;
+}
+
+// A new memory store of the certificates, in the order given; null with the last error set.
+HCERTSTORE StoreOf(const std::vector<Der::Bytes>& certificates) {
   HCERTSTORE store = NewMemoryStore();
   if (store == nullptr) return nullptr;
   for (const Der::Bytes certificate : certificates) {
@@ -85,6 +108,18 @@ HCERTSTORE StoreOfBundle(const BYTE* bytes, DWORD size) {
     }
   }
   return store;
+}
+
+// A new memory store of the bundle's certificates, in stored order; null with the last error set.
+// DER is read by the codec; BER, which the platform reads too, by OpenSSL.
+HCERTSTORE StoreOfBundle(const BYTE* bytes, DWORD size) {
+  if (bytes == nullptr || size == 0) return Fail<HCERTSTORE>(CRYPT_E_NO_MATCH, nullptr);
+  std::vector<Der::Bytes> certificates;
+  if (ZT::Framework::Asn1Read::ReadCertificateBundle({bytes, size}, &certificates)) return StoreOf(certificates);
+  std::vector<ZT::Framework::ByteArray> reencoded;
+  if (!ReadBerBundle(bytes, size, &reencoded)) return Fail<HCERTSTORE>(CRYPT_E_NO_MATCH, nullptr);
+  certificates.assign(reencoded.begin(), reencoded.end());
+  return StoreOf(certificates);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "codec/crypto.asn1.certificate.h"
+#include "codec/crypto.asn1.pkcs7.h"
 #include "codec/crypto.der.h"
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/certstore.h"
@@ -102,15 +103,18 @@ DWORD ReadKey(const PKCS8_PRIV_KEY_INFO* p8, PfxContents* out) {
   return ERROR_SUCCESS;
 }
 
+// The certificate of a certificate bag, as the bytes stored (the codec reads the bag's encoding,
+// so nothing is decoded and encoded again on the way).
 DWORD ReadCertificate(const PKCS12_SAFEBAG* bag, PfxContents* out) {
   if (PKCS12_SAFEBAG_get_bag_nid(bag) != NID_x509Certificate) return ERROR_SUCCESS;  // other kinds are skipped
-  const X509Ptr certificate(PKCS12_SAFEBAG_get1_cert(bag));
-  unsigned char* der = nullptr;
-  const int size = certificate ? i2d_X509(certificate.get(), &der) : -1;
-  if (size <= 0) return static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
-  out->certificates.emplace_back(der, der + size);
-  OPENSSL_free(der);
-  return ERROR_SUCCESS;
+  unsigned char* encoded = nullptr;
+  const int size = i2d_PKCS12_SAFEBAG(bag, &encoded);
+  Der::Bytes certificate;
+  const bool read = size > 0 && ZT::Framework::Asn1Read::ReadCertBagCertificate(
+                                    {encoded, static_cast<std::size_t>(size)}, &certificate);
+  if (read) out->certificates.emplace_back(certificate.begin(), certificate.end());
+  OPENSSL_free(encoded);
+  return read ? ERROR_SUCCESS : static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
 }
 
 DWORD ReadBag(const PKCS12_SAFEBAG* bag, const Password& password, int depth, PfxContents* out) {

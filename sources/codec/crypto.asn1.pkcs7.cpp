@@ -9,14 +9,18 @@ namespace {
 
 constexpr const char* kSignedDataOid = "1.2.840.113549.1.7.2";
 constexpr const char* kDataOid = "1.2.840.113549.1.7.1";
-// The contents octets of signedData's OID.
+// The contents octets of the OIDs read here.
 constexpr std::uint8_t kSignedDataOidContents[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x02};
+constexpr std::uint8_t kCertBagOidContents[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x0c, 0x0a, 0x01, 0x03};
+constexpr std::uint8_t kX509CertificateOidContents[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x16, 0x01};
 
-bool ReadSignedDataType(Der::Reader& in) {
+template <std::size_t N>
+bool ReadOidOf(Der::Reader& in, const std::uint8_t (&expected)[N]) {
   Der::Bytes oid;
-  return in.ReadOid(&oid) &&
-         std::equal(oid.begin(), oid.end(), std::begin(kSignedDataOidContents), std::end(kSignedDataOidContents));
+  return in.ReadOid(&oid) && std::equal(oid.begin(), oid.end(), std::begin(expected), std::end(expected));
 }
+
+bool ReadSignedDataType(Der::Reader& in) { return ReadOidOf(in, kSignedDataOidContents); }
 
 // The certificates [0] IMPLICIT SET OF Certificate, each taken as its whole element.
 bool ReadCertificates(Der::Reader& in, std::vector<Der::Bytes>* certificates) {
@@ -51,6 +55,14 @@ bool ReadCertificateBundle(Der::Bytes der, std::vector<Der::Bytes>* certificates
   return Der::ReadWhole(der, Der::kSequence, &contentInfo) && ReadSignedDataType(contentInfo) &&
          contentInfo.Read(Der::ExplicitTag(0), &content) && contentInfo.Empty() &&
          ReadSignedData(content, certificates);
+}
+
+bool ReadCertBagCertificate(Der::Bytes safeBag, Der::Bytes* certificate) {
+  Der::Reader bag, value, certBag, certValue;
+  return Der::ReadWhole(safeBag, Der::kSequence, &bag) && ReadOidOf(bag, kCertBagOidContents) &&
+         bag.Read(Der::ExplicitTag(0), &value) && value.Read(Der::kSequence, &certBag) && value.Empty() &&
+         ReadOidOf(certBag, kX509CertificateOidContents) && certBag.Read(Der::ExplicitTag(0), &certValue) &&
+         certBag.Empty() && certValue.ReadOctetString(certificate) && certValue.Empty();
 }
 
 }  // namespace Asn1Read

@@ -1,6 +1,7 @@
-// PKCS #7 certificate bundles: a ContentInfo of signedData whose SignedData has no signers and
-// carries certificates (".p7b" files, what "openssl crl2pkcs7 -nocrl" writes and the platform's
-// stores save), with its one reader and its writer.
+// Certificate containers: PKCS #7 certificate bundles, a ContentInfo of signedData whose
+// SignedData has no signers and carries certificates (".p7b" files, what "openssl crl2pkcs7
+// -nocrl" writes and the platform's stores save), with its one reader and its writer; and the
+// certificate bag of PKCS #12, with its reader.
 //
 //   ContentInfo ::= SEQUENCE { contentType OID (signedData 1.2.840.113549.1.7.2),
 //                              content [0] EXPLICIT SignedData }
@@ -25,6 +26,13 @@ namespace Asn1Read {
 // algorithms, inner content and CRLs are stepped over. The certificates are only framed here
 // (any SEQUENCE): whoever makes certificates of them reads them.
 bool ReadCertificateBundle(Der::Bytes der, std::vector<Der::Bytes>* certificates);
+
+// The certificate of a PKCS #12 SafeBag holding a certBag of an X.509 certificate, as the bytes
+// of its OCTET STRING (the certificate exactly as stored); false for any other bag.
+//   SafeBag ::= SEQUENCE { bagId OID, bagValue [0] EXPLICIT ANY, bagAttributes SET OF OPTIONAL }
+//   CertBag ::= SEQUENCE { certId OID (x509Certificate 1.2.840.113549.1.9.22.1),
+//                          certValue [0] EXPLICIT OCTET STRING }
+bool ReadCertBagCertificate(Der::Bytes safeBag, Der::Bytes* certificate);
 
 }  // namespace Asn1Read
 

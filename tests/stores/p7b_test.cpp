@@ -42,6 +42,32 @@ TEST(P7bStore, ListsAnOpensslBundleLastStoredFirstAndSavesItBackByteForByte) {
   EXPECT_EQ(Saved(*store), bundle);
 }
 
+// `bundle` (DER) with its ContentInfo, [0] and SignedData in BER's indefinite-length form, as
+// streaming writers leave them; the rest as it was.
+ByteArray Indefinite(const ByteArray& bundle) {
+  const auto headerSize = [&](std::size_t at) -> std::size_t { return bundle[at + 1] < 0x80 ? 2 : 2 + (bundle[at + 1] & 0x7f); };
+  const std::size_t oid = headerSize(0);
+  const std::size_t explicitTag = oid + 2 + bundle[oid + 1];
+  const std::size_t signedData = explicitTag + headerSize(explicitTag);
+  ByteArray ber{0x30, 0x80};
+  ber.insert(ber.end(), bundle.begin() + static_cast<long>(oid), bundle.begin() + static_cast<long>(explicitTag));
+  ber.insert(ber.end(), {0xa0, 0x80, 0x30, 0x80});
+  ber.insert(ber.end(), bundle.begin() + static_cast<long>(signedData + headerSize(signedData)), bundle.end());
+  ber.insert(ber.end(), 6, 0x00);
+  return ber;
+}
+
+TEST(P7bStore, ReadsBerBundlesAndStepsOverCrls) {
+  const ByteArray ber = Indefinite(StoreFixture("three.p7b"));
+  ASSERT_EQ(OpensslSubjects("pkcs7 -inform DER -print_certs", ber), Subjects(kThree)) << "openssl reads the BER form";
+  EXPECT_EQ(ListedEncodings(*LoadBundle(ber)), Encodings({"root", "intermediate", "logon"}));
+  EXPECT_EQ(ListedEncodings(*LoadBundle(StoreFixture("with_crl.p7b"))), Encodings({"root", "intermediate"}));
+  // Anything after the bundle is not read as part of it.
+  ByteArray trailing = ber;
+  trailing.push_back(0x00);
+  ExpectFailure(Thrown([&] { LoadBundle(trailing); }), CRYPTO_BAD_PARAM, L"new CCertP7bStore(pP7bStore) failed");
+}
+
 TEST(P7bStore, WritesWhatOpensslReadsLastAddedFirst) {
   const P7bStore store = StoreOf(kThree);
   const ByteArray saved = Saved(*store);

@@ -46,6 +46,12 @@ TEST(ToolStores, ListsABundleLastStoredFirstWithEachCertificatesFields) {
   ASSERT_EQ(lines.size(), 3u);
   const char* names[] = {"root", "intermediate", "logon"};
   for (std::size_t i = 0; i < 3; ++i) EXPECT_NE(lines[i].find("| sha1: " + Sha1(names[i])), std::string::npos) << lines[i];
+  // The PEM armour openssl writes by default is taken off.
+  const std::string pem = Scratch("three.pem");
+  zttest::CommandOutput("openssl pkcs7 -inform DER -in " + zttest::ShellQuoted(Stores("three.p7b")) + " -out " +
+                        zttest::ShellQuoted(pem));
+  EXPECT_EQ(RunTool({"p7b", "list", pem}).out, list.out);
+  std::remove(pem.c_str());
   EXPECT_EQ(lines[2].rfind("subject: C=DE, O=Example Org, OU=Smart Card, CN=Alice Fixture (logon) | issuer: C=DE, O=Example "
                            "Org, CN=ZT Fixture Issuing CA | serial: 00",
                            0),

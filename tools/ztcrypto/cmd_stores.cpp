@@ -151,7 +151,10 @@ std::vector<ICertContext*> Listed(ICertStore& store) {
 
 int P7bList(const Parsed& parsed) {
   ExpectOperands(parsed, 2, 2);
-  const std::unique_ptr<ICertP7bStore> store(ICertP7bStore::Load(ReadInput(parsed.operands[1])));
+  // The bundle's DER, or the DER of its PEM armour ("PKCS7"), which "openssl crl2pkcs7" writes by default.
+  ByteArray bundle = ReadInput(parsed.operands[1]);
+  if (ByteArray der; FromPem(bundle, "PKCS7", &der)) bundle = std::move(der);
+  const std::unique_ptr<ICertP7bStore> store(ICertP7bStore::Load(bundle));
   for (ICertContext* context : Listed(*store)) PrintLine(CertificateLine(context->GetCertificate()));
   return 0;
 }
