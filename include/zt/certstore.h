@@ -116,7 +116,8 @@ class ZT_CRYPTO_API ICertPEMStore {
   static ICertificate* load(const WString& sFilename);
   // Writes the encoding of `pStore` (the certificate) to `sFilename`, replacing any file of that
   // name: the file ends up exactly as long as the encoding. A null certificate throws
-  // "pStore=NULL!", an empty name "sFilename=empty!".
+  // "pStore=NULL!", an empty name "sFilename=empty!". The file is emptied when it is opened, so a
+  // failure after that (mapping it) leaves it empty.
   static void save(ICertificate* pStore, const WString& sFilename);
 
   ICertPEMStore() = delete;
