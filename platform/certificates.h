@@ -550,7 +550,9 @@ BOOL WINAPI PFXIsPFXBlob(CRYPT_DATA_BLOB* pPFX);
 // PKCS #12 support reads in the seam's library context, where the legacy provider serves RC2,
 // 3DES and the PKCS #12 key derivation. Failures: a wrong password ERROR_INVALID_PASSWORD; bytes
 // that are not a PFX CRYPT_E_ASN1_BADTAG; a safe or bag that does not decode CRYPT_E_ASN1_CORRUPT,
-// enveloped safes NTE_NOT_SUPPORTED; a private key that matches none of the certificates
+// enveloped safes NTE_NOT_SUPPORTED; a key derivation (MAC, safe or key) of more than a million
+// iterations NTE_BAD_DATA (a file crafted to hold the import); a private key that matches none of
+// the certificates
 // CRYPT_E_NOT_FOUND (the system would leave it in no context; here the import fails instead, so
 // that no key is lost unseen). Flags other than those named above: NTE_BAD_FLAGS.
 HCERTSTORE WINAPI PFXImportCertStore(CRYPT_DATA_BLOB* pPFX, LPCWSTR szPassword, DWORD dwFlags);

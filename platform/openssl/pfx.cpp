@@ -26,6 +26,9 @@ namespace Asn1Read = ZT::Framework::Asn1Read;
 namespace {
 
 constexpr int kIterations = 2048;
+// Key derivations of more iterations than this are refused, so that a crafted file cannot hold an
+// import for minutes; what the openssl tool and the platform write takes a few thousand.
+constexpr long kMaxIterations = 1000000;
 // Safes inside safes are followed this deep, no deeper.
 constexpr int kMaxSafeDepth = 4;
 constexpr DWORD kImportFlags = CRYPT_EXPORTABLE | CRYPT_USER_PROTECTED | CRYPT_MACHINE_KEYSET | CRYPT_USER_KEYSET |
@@ -96,6 +99,30 @@ Pkcs12Ptr DecodePfx(const CRYPT_DATA_BLOB* blob) {
 
 DWORD ReadBags(const STACK_OF(PKCS12_SAFEBAG) * bags, const Password& password, int depth, PfxContents* out);
 
+// The iteration count of a password-based encryption (the PBEParameter of PKCS #5 v1.5 and the
+// PKCS #12 schemes, or PBES2 with PBKDF2); 0 for one that names none.
+long IterationsOf(const X509_ALGOR* algorithm) {
+  const ASN1_OBJECT* oid = nullptr;
+  int type = 0;
+  const void* value = nullptr;
+  X509_ALGOR_get0(&oid, &type, &value, algorithm);
+  if (type != V_ASN1_SEQUENCE) return 0;
+  const auto* parameters = static_cast<const ASN1_STRING*>(value);
+  if (OBJ_obj2nid(oid) != NID_pbes2) {
+    const OpenSslPtr<PBEPARAM, PBEPARAM_free> pbe(
+        static_cast<PBEPARAM*>(ASN1_item_unpack(parameters, ASN1_ITEM_rptr(PBEPARAM))));
+    return pbe ? ASN1_INTEGER_get(pbe->iter) : 0;
+  }
+  const OpenSslPtr<PBE2PARAM, PBE2PARAM_free> pbes2(
+      static_cast<PBE2PARAM*>(ASN1_item_unpack(parameters, ASN1_ITEM_rptr(PBE2PARAM))));
+  if (!pbes2 || OBJ_obj2nid(pbes2->keyfunc->algorithm) != NID_id_pbkdf2) return 0;
+  const OpenSslPtr<PBKDF2PARAM, PBKDF2PARAM_free> pbkdf2(static_cast<PBKDF2PARAM*>(
+      ASN1_TYPE_unpack_sequence(ASN1_ITEM_rptr(PBKDF2PARAM), pbes2->keyfunc->parameter)));
+  return pbkdf2 ? ASN1_INTEGER_get(pbkdf2->iter) : 0;
+}
+
+bool TooManyIterations(long iterations) { return iterations < 0 || iterations > kMaxIterations; }
+
 DWORD ReadKey(const PKCS8_PRIV_KEY_INFO* p8, PfxContents* out) {
   PkeyPtr key(EVP_PKCS82PKEY_ex(p8, Library::Get().Context(), nullptr));
   if (!key) return static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
@@ -122,6 +149,9 @@ DWORD ReadBag(const PKCS12_SAFEBAG* bag, const Password& password, int depth, Pf
     case NID_keyBag:
       return ReadKey(PKCS12_SAFEBAG_get0_p8inf(bag), out);
     case NID_pkcs8ShroudedKeyBag: {
+      const X509_ALGOR* algorithm = nullptr;
+      X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
+      if (TooManyIterations(IterationsOf(algorithm))) return static_cast<DWORD>(NTE_BAD_DATA);
       const P8Ptr p8(PKCS12_decrypt_skey_ex(bag, password.Text(), password.Length(), Library::Get().Context(), nullptr));
       return p8 ? ReadKey(p8.get(), out) : static_cast<DWORD>(ERROR_INVALID_PASSWORD);
     }
@@ -154,6 +184,9 @@ DWORD ReadSafes(const PKCS12* p12, const Password& password, PfxContents* out) {
         if (!bags) return static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
         break;
       case NID_pkcs7_encrypted:
+        if (safe->d.encrypted == nullptr || safe->d.encrypted->enc_data == nullptr ||
+            TooManyIterations(IterationsOf(safe->d.encrypted->enc_data->algorithm)))
+          return static_cast<DWORD>(NTE_BAD_DATA);
         bags.reset(PKCS12_unpack_p7encdata(safe, password.Text(), password.Length()));
         if (!bags) return static_cast<DWORD>(ERROR_INVALID_PASSWORD);
         break;
@@ -170,6 +203,11 @@ DWORD ReadSafes(const PKCS12* p12, const Password& password, PfxContents* out) {
 DWORD ReadPfx(PKCS12* p12, const Password& given, PfxContents* out) {
   const Password none = Password::None();
   const bool hasMac = PKCS12_mac_present(p12) == 1;
+  const ASN1_INTEGER* macIterations = nullptr;
+  if (hasMac) PKCS12_get0_mac(nullptr, nullptr, nullptr, &macIterations, p12);
+  // An absent count is 1.
+  if (macIterations != nullptr && TooManyIterations(ASN1_INTEGER_get(macIterations)))
+    return static_cast<DWORD>(NTE_BAD_DATA);
   DWORD error = static_cast<DWORD>(ERROR_INVALID_PASSWORD);
   for (const Password* password : Candidates(given, none)) {
     if (hasMac && PKCS12_verify_mac(p12, password->Text(), password->Length()) != 1) continue;

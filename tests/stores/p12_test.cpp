@@ -205,6 +205,12 @@ TEST(P12Store, FailsWithTheIdOfEachReasonAndMakesNothing) {
        L"Private key without its certificate in the PFX blob"},
       {"an EC certificate and key", StoreFixture("ec.p12"), password, CRYPTO_NOT_SUPPORTED,
        L"new ICertificate() failed"},
+      // A million and one iterations would hold the import: refused before any is run.
+      {"a slow MAC", StoreFixture("slow.p12"), password, CRYPTO_BAD_PARAM, L"Unable to load the PFX blob (0x80090005)"},
+      {"a slow safe", StoreFixture("slow_safe.p12"), password, CRYPTO_BAD_PARAM,
+       L"Unable to load the PFX blob (0x80090005)"},
+      {"a slow key", StoreFixture("slow_key.p12"), password, CRYPTO_BAD_PARAM,
+       L"Unable to load the PFX blob (0x80090005)"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
