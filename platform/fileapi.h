@@ -69,9 +69,10 @@ extern "C" {
 // Opens or creates the file lpFileName. dwDesiredAccess: GENERIC_READ and GENERIC_WRITE select
 // the descriptor's mode (GENERIC_ALL both; GENERIC_EXECUTE is recorded for the mapping's check).
 // dwCreationDisposition as published: CREATE_NEW (ERROR_FILE_EXISTS when it exists),
-// CREATE_ALWAYS (an existing file is emptied, and the call succeeds with ERROR_ALREADY_EXISTS as
-// the last error), OPEN_EXISTING, OPEN_ALWAYS, TRUNCATE_EXISTING (needs GENERIC_WRITE). A
-// directory cannot be opened (ERROR_ACCESS_DENIED). lpSecurityAttributes and hTemplateFile must
+// CREATE_ALWAYS (an existing file is emptied) and OPEN_ALWAYS (both succeed with
+// ERROR_ALREADY_EXISTS as the last error when the file was there), OPEN_EXISTING,
+// TRUNCATE_EXISTING (needs GENERIC_WRITE). Only regular files open: a directory, a FIFO or a
+// device fails with ERROR_ACCESS_DENIED (without waiting for a FIFO's writer). lpSecurityAttributes and hTemplateFile must
 // be null, dwFlagsAndAttributes is not used. INVALID_HANDLE_VALUE on failure.
 HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
                           LPSECURITY_ATTRIBUTES lpSecurityAttributes, DWORD dwCreationDisposition,

@@ -194,14 +194,18 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD, LPSE
     if (!FileSystemName(lpFileName, &path)) return Fail(ERROR_INVALID_NAME, INVALID_HANDLE_VALUE);
     struct stat before;
     const bool existed = ::stat(path.c_str(), &before) == 0;
-    const int fd = ::open(path.c_str(), flags, 0666);
+    // Without blocking: a FIFO would wait here for a writer; it is refused below like any file
+    // that is not a regular one.
+    const int fd = ::open(path.c_str(), flags | O_NONBLOCK, 0666);
     if (fd < 0) return Fail(ErrorOf(errno, path), INVALID_HANDLE_VALUE);
     std::unique_ptr<FileObject> file(new FileObject{fd, (flags & O_ACCMODE) != O_WRONLY, (flags & O_ACCMODE) != O_RDONLY,
                                                     (dwDesiredAccess & (GENERIC_EXECUTE | GENERIC_ALL)) != 0});
     struct stat opened;
-    if (::fstat(fd, &opened) != 0 || S_ISDIR(opened.st_mode)) return Fail(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
+    if (::fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode)) return Fail(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     HANDLE handle = Publish(HandleKind::File, file);
-    SetLastError(dwCreationDisposition == CREATE_ALWAYS && existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    const bool mayCreate = dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == OPEN_ALWAYS;
+    SetLastError(mayCreate && existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
   } catch (const std::bad_alloc&) {
     return Fail(ERROR_NOT_ENOUGH_MEMORY, INVALID_HANDLE_VALUE);

@@ -1,5 +1,7 @@
 // Files and file mapping on POSIX: the dispositions, the access a mapping and a view need, the
 // mapping that outlives its file handle, and the release of bad handles and addresses.
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -42,6 +44,12 @@ TEST_F(Files, DispositionsAsPublished) {
   EXPECT_TRUE(CloseHandle(file));
   EXPECT_FALSE(CloseHandle(file));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  // Only regular files: a FIFO is refused at once instead of waiting for a writer.
+  const std::string fifo = m_path + ".fifo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_EQ(CreateFileW(WideAscii(fifo).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  std::remove(fifo.c_str());
 }
 
 TEST_F(Files, MappingsAndViewsNeedTheAccessTheyGrant) {
