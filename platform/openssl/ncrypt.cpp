@@ -80,13 +80,10 @@ SECURITY_STATUS ExportLegacyRsaPrivateBlob(const NCryptKeyObject& key, PBYTE out
   return ERROR_SUCCESS;
 }
 
+// A key storage entry's body: NTE_NO_MEMORY, NTE_FAIL.
 template <class Body>
 SECURITY_STATUS GuardedKeyStorage(Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return NTE_NO_MEMORY;
-  }
+  return GuardedWith<SECURITY_STATUS{NTE_NO_MEMORY}, SECURITY_STATUS{NTE_FAIL}>(body);
 }
 
 }  // namespace
