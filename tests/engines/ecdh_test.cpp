@@ -252,8 +252,7 @@ TEST(EcdhAgreement, EqualsTheSha1OfTheOpensslToolsAgreement) {
     const ByteArray point = Encoded(*ours);
     const std::string expected = zttest::OpensslAgreementHash(curve, {point.begin(), point.end()});
     ASSERT_EQ(expected.size(), 40u);
-    const auto fixture = zttest::FixturePoint(curve);
-    const auto theirs = ImportPoint(curve, ByteArray(fixture.begin(), fixture.end()));
+    const auto theirs = ImportPoint(curve, OpensslKeyPoint(curve));
     EXPECT_EQ(ToHex(Agree(curve, ours->GetPrivateKey(), theirs.get())), expected);
   }
 }

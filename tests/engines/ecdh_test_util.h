@@ -18,6 +18,12 @@ inline std::unique_ptr<IAlgorithm> CurveAlgorithm(const EcdhCurve& curve) { retu
 // 04 || X || Y from the coordinates in hex.
 inline ByteArray Point(const std::string& x, const std::string& y) { return Hex("04" + x + y); }
 
+// The public point of the curve's fixture key (made by the openssl tool).
+inline ByteArray OpensslKeyPoint(const EcdhCurve& curve) {
+  const auto point = zttest::FixturePoint(curve);
+  return ByteArray(point.begin(), point.end());
+}
+
 inline std::unique_ptr<IKey> ImportPoint(const EcdhCurve& curve, const ByteArray& point) {
   return std::unique_ptr<IKey>(IKey::Create(CurveAlgorithm(curve).get(), L"ECCPublicKey", point));
 }
