@@ -27,6 +27,7 @@ constexpr Family kFamilies[] = {
     AlgorithmCommands,
     DigestCommands,
     KeyCommands,
+    AgreementCommands,
     RandomCommands,
     NameCommands,
     SignatureCommands,
