@@ -55,6 +55,21 @@ bool PutNumber(const EVP_PKEY* pkey, const char* name, unsigned char* out, ULONG
   return BnToBigEndian(bn.get(), out, size);
 }
 
+// X then Y of the public point, taken from its uncompressed encoding in one conversion (the
+// coordinates one by one would convert the point twice). Keys here are built from uncompressed
+// points or generated, so the encoding is uncompressed.
+bool PutPoint(const EVP_PKEY* pkey, unsigned char* out, ULONG coordinateBytes) {
+  constexpr std::size_t kMaxPoint = 1 + 2 * 66;
+  unsigned char point[kMaxPoint];
+  std::size_t size = 0;
+  const std::size_t expected = 1 + 2 * std::size_t{coordinateBytes};
+  if (EVP_PKEY_get_octet_string_param(pkey, OSSL_PKEY_PARAM_PUB_KEY, point, sizeof(point), &size) != 1 ||
+      size != expected || point[0] != 0x04)
+    return false;
+  std::memcpy(out, point + 1, expected - 1);
+  return true;
+}
+
 }  // namespace
 
 namespace ZT::Platform {
@@ -95,8 +110,7 @@ NTSTATUS ExportEcdhKey(const AsymmetricKey& key, LPCWSTR blobType, PUCHAR out, U
   if (cbOut < size) return STATUS_BUFFER_TOO_SMALL;
   WriteUlong(out, isPrivate ? curve.privateMagic : curve.publicMagic);
   WriteUlong(out + sizeof(ULONG), c);
-  const bool ok = PutNumber(key.pkey.get(), OSSL_PKEY_PARAM_EC_PUB_X, out + kHeaderSize, c) &&
-                  PutNumber(key.pkey.get(), OSSL_PKEY_PARAM_EC_PUB_Y, out + kHeaderSize + c, c) &&
+  const bool ok = PutPoint(key.pkey.get(), out + kHeaderSize, c) &&
                   (!isPrivate || PutNumber(key.pkey.get(), OSSL_PKEY_PARAM_PRIV_KEY, out + kHeaderSize + 2 * c, c));
   if (!ok) {
     OPENSSL_cleanse(out, size);
