@@ -12,14 +12,13 @@ namespace {
 // The "HASH" derivation without parameters: the platform's default hash (SHA-1) of the agreed
 // value. Both calls report a failure with the "(length)" text, as the system always has.
 ByteArray HashOfAgreedValue(const FunctionTrace& fn, BCRYPT_SECRET_HANDLE secret) {
-  ULONG length = 0;
-  CheckStatus(fn, CNG().BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, nullptr, 0, &length, 0),
-              L"BCryptDeriveKey(length)", L"BCryptDeriveKey(length) failed!");
-  ByteArray value(length);
-  CheckStatus(fn, CNG().BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, value.data(), length, &length, 0),
-              L"BCryptDeriveKey(length)", L"BCryptDeriveKey(length) failed!");
-  value.resize(length);
-  return value;
+  constexpr StatusStep kDerive{L"BCryptDeriveKey(length)", L"BCryptDeriveKey(length) failed!"};
+  return SizedOutput(
+      fn,
+      [&](PUCHAR out, ULONG cbOut, ULONG* pcbResult) {
+        return CNG().BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out, cbOut, pcbResult, 0);
+      },
+      kDerive, kDerive);
 }
 
 }  // namespace

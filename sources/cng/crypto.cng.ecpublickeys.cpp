@@ -35,9 +35,9 @@ ByteArray PublicBlob(const EcCurve& curve, const ByteArray& baEncoded) {
 }
 
 // The encoded point of an exported public blob: 04, then the blob without its header.
-ByteArray EncodedPoint(const ByteArray& blob, ULONG size) {
+ByteArray EncodedPoint(const ByteArray& blob) {
   ByteArray encoded(1, kUncompressed);
-  if (size > kBlobHeaderLength) encoded.insert(encoded.end(), blob.begin() + kBlobHeaderLength, blob.begin() + size);
+  if (blob.size() > kBlobHeaderLength) encoded.insert(encoded.end(), blob.begin() + kBlobHeaderLength, blob.end());
   return encoded;
 }
 
@@ -80,13 +80,14 @@ CCNGECPublicKey::CCNGECPublicKey(std::unique_ptr<IAlgorithm> pAlgorithm, BCRYPT_
     if (hKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"hKey should not be NULL");
     // Both export failures are logged as failures of BCryptFinalizeKeyPair: the suite's log
     // readers know them by that line.
-    ULONG size = 0;
-    CheckStatus(fn, CNG().BCryptExportKey(hKey, nullptr, BCRYPT_ECCPUBLIC_BLOB, nullptr, 0, &size, 0),
-                L"BCryptFinalizeKeyPair", L"BCryptExportKey(len) failed!");
-    ByteArray blob(size);
-    CheckStatus(fn, CNG().BCryptExportKey(hKey, nullptr, BCRYPT_ECCPUBLIC_BLOB, blob.data(), size, &size, 0),
-                L"BCryptFinalizeKeyPair", L"BCryptExportKey failed!");
-    m_baEncoded = EncodedPoint(blob, size);
+    const ByteArray blob = SizedOutput(
+        fn,
+        [&](PUCHAR out, ULONG cbOut, ULONG* pcbResult) {
+          return CNG().BCryptExportKey(hKey, nullptr, BCRYPT_ECCPUBLIC_BLOB, out, cbOut, pcbResult, 0);
+        },
+        {L"BCryptFinalizeKeyPair", L"BCryptExportKey(len) failed!"},
+        {L"BCryptFinalizeKeyPair", L"BCryptExportKey failed!"});
+    m_baEncoded = EncodedPoint(blob);
   });
 }
 
