@@ -59,13 +59,7 @@ int Kdf80056ACommand(const Args& args) {
   const ByteArray z = FromHex(parsed.Required("--secret"), "--secret");
   const ByteArray otherInfo = FromHex(parsed.Required("--other-info"), "--other-info");
   const std::uint32_t length = ParseLength(parsed.Required("--length"), "--length");
-  const auto algorithm = AlgorithmNamed("800_56A_KDF");
-  const std::unique_ptr<KeyDerivation> kdf(KeyDerivation::Create(algorithm.get(), nullptr));
-  const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(z));
-  kdf->Init(secret.get());
-  ByteArray key;
-  kdf->Derive(otherInfo, length, key);
-  PrintLine(Hex(key));
+  PrintDerived("800_56A_KDF", nullptr, z, otherInfo, length);
   return 0;
 }
 
