@@ -5,6 +5,7 @@
 #include <openssl/err.h>
 
 #include <cwchar>
+#include <vector>
 
 #include "platform/openssl/cng.keys.h"
 
@@ -70,6 +71,36 @@ bool PutPoint(const EVP_PKEY* pkey, unsigned char* out, ULONG coordinateBytes) {
   return true;
 }
 
+// Generation contexts of this thread, one per curve. Setting one up (fetching the key
+// management, reading the group) costs more than generating a key with it, and a context serves
+// any number of generations, one at a time: so each thread keeps its own.
+class GenerationContexts {
+ public:
+  EVP_PKEY_CTX* For(const Curve& curve) {
+    for (const Entry& entry : m_entries)
+      if (entry.curve == &curve) return entry.context.get();
+    PkeyCtxPtr context(EVP_PKEY_CTX_new_from_name(Library::Get().Context(), "EC", nullptr));
+    char* group = const_cast<char*>(curve.groupName);
+    const OSSL_PARAM params[] = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group, 0),
+                                 OSSL_PARAM_construct_end()};
+    if (!context || EVP_PKEY_keygen_init(context.get()) != 1 || EVP_PKEY_CTX_set_params(context.get(), params) != 1) {
+      ERR_clear_error();
+      return nullptr;
+    }
+    m_entries.push_back(Entry{&curve, std::move(context)});
+    return m_entries.back().context.get();
+  }
+
+ private:
+  struct Entry {
+    const Curve* curve;
+    PkeyCtxPtr context;
+  };
+  std::vector<Entry> m_entries;
+};
+
+thread_local GenerationContexts t_generationContexts;
+
 }  // namespace
 
 namespace ZT::Platform {
@@ -120,8 +151,12 @@ NTSTATUS ExportEcdhKey(const AsymmetricKey& key, LPCWSTR blobType, PUCHAR out, U
 }
 
 NTSTATUS GenerateEcdhKey(AsymmetricKey& key) {
-  EVP_PKEY* pkey = EVP_PKEY_Q_keygen(Library::Get().Context(), nullptr, "EC", key.algorithm->curve->groupName);
-  if (pkey == nullptr) return STATUS_INTERNAL_ERROR;
+  EVP_PKEY_CTX* context = t_generationContexts.For(*key.algorithm->curve);
+  EVP_PKEY* pkey = nullptr;
+  if (context == nullptr || EVP_PKEY_generate(context, &pkey) != 1) {
+    ERR_clear_error();
+    return STATUS_INTERNAL_ERROR;
+  }
   key.pkey.reset(pkey);
   key.hasPrivate = true;
   return STATUS_SUCCESS;
