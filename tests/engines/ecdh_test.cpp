@@ -5,7 +5,9 @@
 #include <openssl/evp.h>
 #include <openssl/obj_mac.h>
 
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cng/crypto.cng.ecdhkeypairgenerator.h"
@@ -173,6 +175,20 @@ TEST(EcdhKeyPairGenerator, MakesIndependentPairsOnEachCurve) {
     ExpectFailure(Thrown([&] { dynamic_cast<IECPrivateKey&>(*own).GetS(); }), CRYPTO_NOT_IMPLEMENTED,
                   L"Not Implemented");
   }
+}
+
+// Separate generators on separate threads: every pair is a new one, on every curve.
+TEST(EcdhKeyPairGenerator, ThreadsGenerateTheirOwnPairs) {
+  std::vector<std::vector<ByteArray>> points(4);
+  std::vector<std::thread> threads;
+  for (auto& mine : points)
+    threads.emplace_back([&mine] {
+      for (int i = 0; i < 12; ++i) mine.push_back(Encoded(*GeneratePair(kEcdhCurves[i % 3])));
+    });
+  for (auto& thread : threads) thread.join();
+  std::set<ByteArray> distinct;
+  for (const auto& mine : points) distinct.insert(mine.begin(), mine.end());
+  EXPECT_EQ(distinct.size(), 48u);
 }
 
 TEST(EcdhKeyPairGenerator, OnlyTheThreeCurvesAndNoDomainParameters) {
