@@ -36,6 +36,38 @@ run genkey 32
 run random 16
 run guid
 
+echo
+echo "== ECDH: the tool and the openssl tool reach the same secret"
+(
+  tool=$(realpath "$tool")
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  cd "$work"
+  run ecdh genkey --curve P384
+  echo
+  echo "\$ openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out alice.pem"
+  openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out alice.pem
+  alice=$(openssl pkey -in alice.pem -pubout -outform DER | tail -c 65 | od -An -tx1 | tr -d ' \n')
+  echo "(Alice's public point: $alice)"
+  echo
+  echo "\$ ztcrypto ecdh agree --curve P256 --peer \$alice"
+  agreed=$("$tool" ecdh agree --curve P256 --peer "$alice")
+  echo "$agreed"
+  bob=$(echo "$agreed" | sed -n 's/^Public key: //p')
+  # Bob's point as a key the openssl tool reads: Alice's public key info with his point for hers.
+  { openssl pkey -in alice.pem -pubout -outform DER | head -c -65; printf "$(echo "$bob" | sed 's/../\\x&/g')"; } > bob.der
+  echo
+  echo "\$ openssl pkeyutl -derive -inkey alice.pem -peerkey bob.der -peerform DER | openssl dgst -sha1 -r"
+  theirs=$(openssl pkeyutl -derive -inkey alice.pem -peerkey bob.der -peerform DER | openssl dgst -sha1 -r | cut -d' ' -f1)
+  echo "$theirs"
+  [ "Secret: $theirs" = "$(echo "$agreed" | tail -n 1)" ] && echo "(the same secret on both sides)" || echo "(SECRETS DIFFER)"
+)
+echo
+echo "(RFC 7518, appendix C: the key 56aa8deaf8236d205c2228cd71a7101a from the ECDH-ES example's Z)"
+run kdf 800-56a --secret 9e56d91d817135d372834283bf84269cfb316ea3da806a48f6daa7798cfe90c4 \
+  --other-info 000000074131323847434d00000005416c69636500000003426f6200000080 --length 16
+
+echo
 echo "== X.500 names, OIDs and extension values"
 run name 'CN=Test User, O="Acme, Inc.", C=US'
 run name --reverse 'CN=Alice + OID.0.9.2342.19200300.100.1.1=alice; O=Example'

@@ -12,6 +12,8 @@
 #include "zt/random.h"
 #include "zt/keygenerator.h"
 #include "zt/keyderivation.h"
+#include "zt/eckey.h"
+#include "zt/keyagreement.h"
 #include "zt/padding.h"
 #include "zt/rsakey.h"
 #include "zt/signature.h"

@@ -40,6 +40,7 @@ struct Command {
 std::span<const Command> AlgorithmCommands();
 std::span<const Command> DigestCommands();
 std::span<const Command> KeyCommands();
+std::span<const Command> AgreementCommands();
 std::span<const Command> RandomCommands();
 std::span<const Command> NameCommands();
 std::span<const Command> SignatureCommands();

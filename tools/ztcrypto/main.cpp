@@ -28,6 +28,7 @@ constexpr Family kFamilies[] = {
     DigestCommands,
     CipherCommands,
     KeyCommands,
+    AgreementCommands,
     RandomCommands,
     NameCommands,
     SignatureCommands,
