@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cng/crypto.cng.ecprivatekeys.h"
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "cng/crypto.cng.handles.h"
 #include "zt/keyagreement.h"
 

@@ -5,7 +5,7 @@
 
 #include "cng/crypto.cng.ecprivatekeys.h"
 #include "cng/crypto.cng.ecpublickeys.h"
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/keyagreement.h"
 
 namespace ZT::Framework {
