@@ -5,9 +5,11 @@
 // - The trust store of the chain engine (platform/certificates.h).
 // - Call failures: any entry of the seam that reports failures can be made to fail on a given
 //   call, so that tests reach the failure paths of its callers.
+// - The locations of the data-protection service's secrets (platform/dpapi.h).
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "platform/wintypes.h"
@@ -87,7 +89,28 @@ std::size_t PendingCallFailures();
 void ResetCallFailures();
 
 // The number of handles of the seam that are live: algorithm providers, hashes, keys, secrets,
-// CryptoAPI contexts and keys. A failure path that releases everything leaves it as it was.
+// CryptoAPI contexts and keys, and the blocks handed out for LocalFree. A failure path that
+// releases everything leaves it as it was.
 std::size_t LiveHandleCount();
+
+}  // namespace ZT::Platform::Testing
+
+namespace ZT::Platform::Testing {
+
+// Where the data-protection service keeps its secrets, in place of the user's private directory
+// (~/.local/share/ztcrypto) and the machine's (/var/lib/ztcrypto): two directory paths, each
+// created on demand as the real one is. A redirected machine directory and its secret may also
+// belong to the user running the tests (the real ones must belong to root). This is the only way
+// to move them: the service reads no environment variable.
+struct ProtectionSecretLocations {
+  std::string userDirectory;
+  std::string machineDirectory;
+};
+
+// From now on the service uses `locations` (in this process and in the children it forks).
+void RedirectProtectionSecrets(const ProtectionSecretLocations& locations);
+
+// Back to the real locations.
+void RestoreProtectionSecrets();
 
 }  // namespace ZT::Platform::Testing

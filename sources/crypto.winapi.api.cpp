@@ -6,6 +6,8 @@
 
 #include "cng/crypto.cng.cvccertificates.h"
 #include "cng/crypto.cng.digest.h"
+#include "cng/crypto.cng.dpapiciphers.h"
+#include "cng/crypto.cng.dpapikeyderivation.h"
 #include "cng/crypto.cng.keyderivation.h"
 #include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
@@ -13,6 +15,7 @@
 #include "cng/crypto.cng.rsaciphers.h"
 #include "cng/crypto.cng.rsakeys.h"
 #include "cng/crypto.cng.rsasignature.h"
+#include "cng/crypto.cng.symkeysysstores.h"
 #include "cng/crypto.cng.symmetricciphers.h"
 #include "cng/crypto.cng.util.keys.h"
 #include "common/crypto.cmac.h"
@@ -158,9 +161,8 @@ Cipher* NewSymmetricCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICry
   return NewEngine<CCNGSymmetricCipher>(fn, L"new CCNGSymmetricCipher() failed", pAlgorithm, pParams);
 }
 
-// "DPAPI" joins with the data-protection engine; until then it is not implemented.
-Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm*, ICryptoParserParameterMap*) {
-  fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CDataProtectionAPICipher>(fn, L"new CDataProtectionAPICipher() failed", pAlgorithm, pParams);
 }
 
 constexpr EngineRow<Cipher> kCipherEngines[] = {
@@ -175,9 +177,16 @@ KeyDerivation* NewPbkdf2(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICrypt
   return NewEngine<CCNGPBKDF2KeyDerivation>(fn, L"new CCNGPBKDF2KeyDerivation() failed", pAlgorithm, pParams);
 }
 
-// "800_56A_KDF" and "DPAPI" join with their engines; until then they are not implemented.
+KeyDerivation* NewDataProtectionDerivation(const FunctionTrace& fn, IAlgorithm* pAlgorithm,
+                                           ICryptoParserParameterMap* pParams) {
+  return NewEngine<CDataProtectionAPIKeyDerivation>(fn, L"new CDataProtectionAPIKeyDerivation() failed", pAlgorithm,
+                                                    pParams);
+}
+
+// "800_56A_KDF" joins with its engine; until then it is not implemented.
 constexpr EngineRow<KeyDerivation> kKeyDerivationEngines[] = {
     {L"PKCS5_PBKDF2", &NewPbkdf2},
+    {L"DPAPI", &NewDataProtectionDerivation},
 };
 
 }  // namespace
@@ -383,6 +392,20 @@ ISharedSecret* ISharedSecret::Create(const ByteArray& baSecret) {
   return fn.Run([&] {
     return fn.Wrap(L"new CSoftSharedSecret() failed", [&] { return new CSoftSharedSecret(baSecret); });
   });
+}
+
+// ---- stores ---------------------------------------------------------------------------------
+
+ISymetricKeySystemStore* ISymetricKeySystemStore::Load(const WString&) {
+  const FunctionTrace fn(L"ISymetricKeySystemStore::Load");
+  return fn.Run([&] {
+    return fn.Wrap(L"new CSymetricKeySystemStore() failed", [] { return new CSymetricKeySystemStore; });
+  });
+}
+
+void ISymetricKeySystemStore::save(ISymetricKeyStore*, const WString&) {
+  const FunctionTrace fn(L"ISymetricKeySystemStore::save");
+  fn.Run([&] { fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented"); });
 }
 
 // ---- names ----------------------------------------------------------------------------------
