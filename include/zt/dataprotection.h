@@ -6,8 +6,8 @@
 // carry, a description sealed with the data, and the one step of administration the service
 // needs where this library provides it itself (Linux): an administrator creates the machine's
 // secret once (`ztcrypto protect --init-machine`) before anything is protected for the machine.
-// Until then protecting for the machine fails, with ERROR_FILE_NOT_FOUND in the level-1 line.
-// platform/dpapi.h lists the platform's codes.
+// Until then protecting for the machine fails with the platform's code ERROR_FILE_NOT_FOUND
+// (0x2). platform/dpapi.h lists the codes.
 #pragma once
 
 #include "zt/export.h"
@@ -20,14 +20,14 @@ class ZT_CRYPTO_API IDataProtection {
   // `baData` protected for the current user, or for this machine when `bMachine`, with
   // `sDescription` (may be empty) and the entropy `baEntropy` (empty: none), which unprotecting
   // must give again. A failure of the platform throws CRYPTO_INTERNAL_ERROR "CryptProtectData
-  // failed!" (its code in the level-1 line "IDataProtection::Protect : Error 0x%x returned by
-  // CryptProtectData").
+  // failed (0x<code>)" with the platform's code (platform/dpapi.h: 0x2 for a machine without
+  // its secret).
   static ByteArray Protect(const ByteArray& baData, const WString& sDescription, const ByteArray& baEntropy,
                            bool bMachine);
   // The data of a protected blob, and its description in `sDescription` (empty when it has none);
   // the blob says whose it is. Any change to the blob, a wrong entropy, another user's or another
-  // machine's blob throw CRYPTO_INTERNAL_ERROR "CryptUnprotectData failed!"; `sDescription` is
-  // then left as it was.
+  // machine's blob throw CRYPTO_INTERNAL_ERROR "CryptUnprotectData failed (0xd)" (other codes
+  // for other failures); `sDescription` is then left as it was.
   static ByteArray Unprotect(const ByteArray& baProtected, const ByteArray& baEntropy, WString& sDescription);
 
   // Where the machine's secret lives (on Linux /var/lib/ztcrypto/machine.secret).

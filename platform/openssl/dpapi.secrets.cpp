@@ -145,18 +145,22 @@ DWORD CheckFound(const SecretPlace& place, int fd, bool directory) {
   return ERROR_SUCCESS;
 }
 
-// mkdir -p with `mode` for each directory made; true when the last one was made here.
-bool MakeDirectories(const std::string& path, mode_t mode) {
+// mkdir -p with `mode` for each directory made. 0 when the last one was made here (`*made`) or
+// was there already, else the error of its mkdir.
+int MakeDirectories(const std::string& path, mode_t mode, bool* made) {
   for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
     mkdir(path.substr(0, slash).c_str(), mode);
-  return mkdir(path.c_str(), mode) == 0;
+  *made = mkdir(path.c_str(), mode) == 0;
+  return *made || errno == EEXIST ? 0 : errno;
 }
 
 DWORD OpenDirectory(const SecretPlace& place, SecretUse use, Descriptor* directory) {
   constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
   *directory = open(place.directory.c_str(), kFlags);
   if (directory->get() < 0 && errno == ENOENT && use == SecretUse::Create) {
-    const bool made = MakeDirectories(place.directory, place.directoryMode);
+    bool made = false;
+    if (const int error = MakeDirectories(place.directory, place.directoryMode, &made); error != 0)
+      return CodeOf(error);
     *directory = open(place.directory.c_str(), kFlags);
     // Exactly the mode, whatever the umask took away.
     if (made && directory->get() >= 0) fchmod(directory->get(), place.directoryMode);

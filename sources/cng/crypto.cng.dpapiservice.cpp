@@ -4,7 +4,6 @@
 
 #include "cng/crypto.cng.baseciphers.h"
 #include "cng/crypto.cng.handles.h"
-#include "cng/crypto.cng.status.h"
 #include "zt/dataprotection.h"
 
 namespace ZT::Framework {
@@ -30,6 +29,15 @@ class Entropy {
   DATA_BLOB m_blob;
 };
 
+// Raises CRYPTO_INTERNAL_ERROR for a call that failed: `message`, with the platform's code after it
+// when `report` asks so ("<message> (0x<code>)"), and the code in the level-1 line.
+void CheckCall(const FunctionTrace& fn, BOOL ok, const wchar_t* call, const wchar_t* message, FailureReport report) {
+  if (ok) return;
+  const DWORD code = GetLastError();
+  fn.Raise(CRYPTO_INTERNAL_ERROR, report == FailureReport::WithCode ? WithCode(message, code) : WString(message),
+           L"Error 0x%x returned by %s", code, call);
+}
+
 void CopyOut(const DATA_BLOB& blob, ByteArray& baOut) {
   ResizeSecurely(baOut, blob.cbData);
   if (blob.cbData != 0) std::memcpy(baOut.data(), blob.pbData, blob.cbData);
@@ -43,25 +51,27 @@ DWORD ProtectionFlags(const WString& sLabel) {
 }
 
 void ProtectData(const FunctionTrace& fn, const ByteArray& baData, const wchar_t* szDescription,
-                 const ByteArray& baEntropy, DWORD flags, ByteArray& baOut) {
+                 const ByteArray& baEntropy, DWORD flags, ByteArray& baOut, FailureReport report) {
   DATA_BLOB in = InputBlob(fn, baData);
   Entropy entropy(fn, baEntropy);
   LocalDataBlob out;
-  CheckLastError(fn, CryptProtectData(&in, szDescription, entropy.get(), nullptr, nullptr, flags, &out.blob),
-                 L"CryptProtectData", L"CryptProtectData failed!");
+  CheckCall(fn, CryptProtectData(&in, szDescription, entropy.get(), nullptr, nullptr, flags, &out.blob),
+            L"CryptProtectData", report == FailureReport::WithCode ? L"CryptProtectData failed" : L"CryptProtectData failed!",
+            report);
   CopyOut(out.blob, baOut);
 }
 
 void UnprotectData(const FunctionTrace& fn, const ByteArray& baBlob, const ByteArray& baEntropy, DWORD flags,
-                   ByteArray& baOut, WString* psDescription) {
+                   ByteArray& baOut, WString* psDescription, FailureReport report) {
   DATA_BLOB in = InputBlob(fn, baBlob);
   Entropy entropy(fn, baEntropy);
   LocalDataBlob out;
   LocalText description;
-  CheckLastError(fn,
-                 CryptUnprotectData(&in, psDescription != nullptr ? description.put() : nullptr, entropy.get(),
-                                    nullptr, nullptr, flags, &out.blob),
-                 L"CryptUnprotectData", L"CryptUnprotectData failed!");
+  CheckCall(fn,
+            CryptUnprotectData(&in, psDescription != nullptr ? description.put() : nullptr, entropy.get(), nullptr,
+                               nullptr, flags, &out.blob),
+            L"CryptUnprotectData",
+            report == FailureReport::WithCode ? L"CryptUnprotectData failed" : L"CryptUnprotectData failed!", report);
   if (psDescription != nullptr) *psDescription = description ? description.get() : L"";
   CopyOut(out.blob, baOut);
 }
@@ -74,7 +84,7 @@ ByteArray IDataProtection::Protect(const ByteArray& baData, const WString& sDesc
   return fn.Run([&] {
     ByteArray protectedData;
     ProtectData(fn, baData, sDescription.c_str(), baEntropy,
-                ProtectionFlags(bMachine ? kMachineKeyLabel : L""), protectedData);
+                ProtectionFlags(bMachine ? kMachineKeyLabel : L""), protectedData, FailureReport::WithCode);
     return protectedData;
   });
 }
@@ -84,7 +94,7 @@ ByteArray IDataProtection::Unprotect(const ByteArray& baProtected, const ByteArr
   return fn.Run([&] {
     ByteArray data;
     WString description;
-    UnprotectData(fn, baProtected, baEntropy, CRYPTPROTECT_UI_FORBIDDEN, data, &description);
+    UnprotectData(fn, baProtected, baEntropy, CRYPTPROTECT_UI_FORBIDDEN, data, &description, FailureReport::WithCode);
     sDescription = description;
     return data;
   });

@@ -227,7 +227,8 @@ TEST_F(DataProtectionEngine, ServiceInterfaceCarriesTheDescriptionAndTheMachineS
   const ByteArray sealed = IDataProtection::Protect(message, L"about it", salt, true);
   EXPECT_EQ(sealed[kScopeOffset], kMachineScope);
   WString description = L"before";
-  EXPECT_TRUE(Thrown([&] { IDataProtection::Unprotect(sealed, {}, description); }));
+  ExpectFailure(Thrown([&] { IDataProtection::Unprotect(sealed, {}, description); }), CRYPTO_INTERNAL_ERROR,
+                L"CryptUnprotectData failed (0xd)");
   EXPECT_EQ(description, L"before");
   EXPECT_EQ(IDataProtection::Unprotect(sealed, salt, description), message);
   EXPECT_EQ(description, L"about it");
