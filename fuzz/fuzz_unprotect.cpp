@@ -4,7 +4,7 @@
 //   byte 0   bit 0: 0 the rest is a blob to open; 1 a round trip, as below
 //            bit 1: the machine's scope, bit 2: the description asked for when opening
 //   byte 1   the entropy's length, byte 2 the description's length (its bytes taken as Latin-1
-//            characters), bytes 3-4 the position of the changed byte, byte 5 the change (0: 0x01)
+//            characters, up to the first NUL), bytes 3-4 the position of the changed byte, byte 5 the change (0: 0x01)
 //   then the entropy, the description and the data.
 // Oracles:
 // - whatever the blob, CryptUnprotectData opens it or fails with ERROR_INVALID_DATA, hands out
@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cwchar>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -30,6 +31,7 @@ namespace {
 
 using ZT::Framework::ByteArray;
 using fuzzcheck::Require;
+using fuzzcheck::Take;
 namespace Testing = ZT::Platform::Testing;
 
 void WriteSecret(const std::string& directory, const char* name, mode_t directoryMode, mode_t fileMode,
@@ -70,14 +72,6 @@ Opened Open(const ByteArray& blob, const ByteArray* entropy, bool askDescription
   return opened;
 }
 
-ByteArray Take(const std::uint8_t*& data, std::size_t& size, std::size_t wanted) {
-  const std::size_t n = wanted < size ? wanted : size;
-  ByteArray bytes(data, data + n);
-  data += n;
-  size -= n;
-  return bytes;
-}
-
 void RoundTrip(const std::uint8_t* data, std::size_t size) {
   if (size < 6) return;
   const bool machine = (data[0] & 2) != 0, askDescription = (data[0] & 4) != 0;
@@ -86,7 +80,9 @@ void RoundTrip(const std::uint8_t* data, std::size_t size) {
   data += 6;
   size -= 6;
   const ByteArray entropy = Take(data, size, entropySize), descriptionBytes = Take(data, size, descriptionSize);
-  const std::wstring description(descriptionBytes.begin(), descriptionBytes.end());
+  // A description is a C string: it ends at its first NUL.
+  std::wstring description(descriptionBytes.begin(), descriptionBytes.end());
+  description.resize(std::wcslen(description.c_str()));
   const ByteArray plain(data, data + size);
 
   DATA_BLOB in{static_cast<DWORD>(plain.size()), const_cast<BYTE*>(plain.data())}, out{};

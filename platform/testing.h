@@ -62,12 +62,12 @@ namespace ZT::Platform::Testing {
 // - NTSTATUS (BCrypt*), SECURITY_STATUS (NCrypt*), HRESULT (CoCreateGuid, VarDateFromStr) and
 //   errno_t (rand_s) entries return `code`;
 // - entries that report through GetLastError (the CryptoAPI calls, the certificate services,
-//   SystemTimeToFileTime, SetDllDirectoryW, LoadLibraryW, GetProcAddress) set `code` as the
-//   thread's last error and return FALSE or null;
+//   data protection and its administration, SystemTimeToFileTime, SetDllDirectoryW, LoadLibraryW,
+//   GetProcAddress) set `code` as the thread's last error and return FALSE or null;
 // - VariantTimeToSystemTime returns FALSE (it reports no code).
 // The check comes before the entry looks at its arguments. Releases (BCryptDestroyHash,
 // BCryptCloseAlgorithmProvider, CryptReleaseContext, CertFreeCertificateContext, FreeLibrary,
-// ...) cannot be made to fail: no caller acts on their result, and a release that did not happen
+// LocalFree, ...) cannot be made to fail: no caller acts on their result, and a release that did not happen
 // would only leak. Nor can the entries that have no failure result:
 // CertDuplicateCertificateContext, CertFindExtension (null means "not found"),
 // CertVerifyTimeValidity, GetSystemTimeAsFileTime, GetLastError and SetLastError.

@@ -49,8 +49,9 @@ std::string_view KeyInfo(ProtectionScope scope) {
                                            : "ztcrypto data protection v1 user AES-256-GCM key";
 }
 
-// Sets the thread's last error and answers FALSE, as every failure of the two functions does.
-BOOL Fail(DWORD code) {
+// TRUE for ERROR_SUCCESS; otherwise FALSE with `code` as the thread's last error.
+BOOL Answer(DWORD code) {
+  if (code == ERROR_SUCCESS) return TRUE;
   SetLastError(code);
   return FALSE;
 }
@@ -292,13 +293,10 @@ BOOL WINAPI CryptProtectData(DATA_BLOB* pDataIn, LPCWSTR szDataDescr, DATA_BLOB*
                              CRYPTPROTECT_PROMPTSTRUCT* pPromptStruct, DWORD dwFlags, DATA_BLOB* pDataOut) {
   ZT_FAIL_POINT_LAST_ERROR(FALSE);
   using namespace ZT::Platform;
-  if (const DWORD code = CheckCommonArguments(pDataIn, pOptionalEntropy, pvReserved, pPromptStruct, dwFlags,
-                                              kProtectFlags, pDataOut);
-      code != ERROR_SUCCESS)
-    return Fail(code);
-  if (const DWORD code = Protect(pDataIn, szDataDescr, pOptionalEntropy, dwFlags, pDataOut); code != ERROR_SUCCESS)
-    return Fail(code);
-  return TRUE;
+  DWORD code =
+      CheckCommonArguments(pDataIn, pOptionalEntropy, pvReserved, pPromptStruct, dwFlags, kProtectFlags, pDataOut);
+  if (code == ERROR_SUCCESS) code = Protect(pDataIn, szDataDescr, pOptionalEntropy, dwFlags, pDataOut);
+  return Answer(code);
 }
 
 BOOL WINAPI CryptUnprotectData(DATA_BLOB* pDataIn, LPWSTR* ppszDataDescr, DATA_BLOB* pOptionalEntropy,
@@ -306,13 +304,10 @@ BOOL WINAPI CryptUnprotectData(DATA_BLOB* pDataIn, LPWSTR* ppszDataDescr, DATA_B
                                DATA_BLOB* pDataOut) {
   ZT_FAIL_POINT_LAST_ERROR(FALSE);
   using namespace ZT::Platform;
-  if (const DWORD code = CheckCommonArguments(pDataIn, pOptionalEntropy, pvReserved, pPromptStruct, dwFlags,
-                                              kUnprotectFlags, pDataOut);
-      code != ERROR_SUCCESS)
-    return Fail(code);
-  if (const DWORD code = Unprotect(pDataIn, ppszDataDescr, pOptionalEntropy, pDataOut); code != ERROR_SUCCESS)
-    return Fail(code);
-  return TRUE;
+  DWORD code =
+      CheckCommonArguments(pDataIn, pOptionalEntropy, pvReserved, pPromptStruct, dwFlags, kUnprotectFlags, pDataOut);
+  if (code == ERROR_SUCCESS) code = Unprotect(pDataIn, ppszDataDescr, pOptionalEntropy, pDataOut);
+  return Answer(code);
 }
 
 }  // extern "C"

@@ -126,6 +126,29 @@ TEST_F(DataProtectionEngine, OtherKeysAndCertificatesAreRefused) {
                                        L"CCNGBaseCipher::DoFinal : Cipher failed"}));
 }
 
+// Every line at every level, data lines included, while protecting and unprotecting with a salt:
+// none carries the data, the salt or the user's secret, as text or as a byte dump.
+TEST_F(DataProtectionEngine, TracesNothingOfTheSecrets) {
+  const auto key = SaltedKey(L"User", salt);
+  LogCapture capture(NQLOG_DATA);
+  const ByteArray sealed = Transform(key.get(), CIPHER_ENCRYPT_MODE, message);
+  EXPECT_EQ(Transform(key.get(), CIPHER_DECRYPT_MODE, sealed), message);
+  const auto dump = [](const ByteArray& bytes, std::size_t length) {
+    std::wstring text;
+    for (std::size_t i = 0; i < length; ++i) {
+      const std::string hex = ToHex(ByteArray(1, bytes[i]));
+      text += (i == 0 ? L"" : L" ") + std::wstring(hex.begin(), hex.end());
+    }
+    return text;
+  };
+  const ByteArray secret = FileBytes(secrets.UserSecret());
+  const std::wstring forbidden[] = {L"protected through", L"salt as", dump(message, 6), dump(salt, 6),
+                                    dump(secret, 6)};
+  ASSERT_FALSE(capture.Lines().empty());
+  for (const auto& line : capture.Lines())
+    for (const std::wstring& text : forbidden) EXPECT_EQ(line.text.find(text), std::wstring::npos) << line.text;
+}
+
 TEST(DataProtectionKey, HoldsALabelAndAtMostOneSalt) {
   const auto key = StoreKey(L"User");
   EXPECT_EQ(key->GetAlgorithm()->GetFriendlyName(), L"DPAPI");
@@ -212,6 +235,12 @@ TEST(SymetricKeySystemStore, ListsOneNewKeyPerCallForExactLabels) {
   for (IKey* key : keys) delete key;
 
   ExpectFailure(Thrown([&] { store->DeleteKey(nullptr); }), CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+  capture.Clear();
+  Store();
+  EXPECT_THAT(capture.Trace(), testing::ElementsAre(L"8|ISymetricKeySystemStore::Load", testing::_,
+                                                     L"16|CSymetricKeySystemStore::CSymetricKeySystemStore",
+                                                     L"16|ISymetricKeySystemStore::Load", testing::_,
+                                                     L"16|CSymetricKeySystemStore::~CSymetricKeySystemStore"));
   ExpectFailure(Thrown([&] { ISymetricKeySystemStore::save(store.get(), L"any"); }), CRYPTO_NOT_IMPLEMENTED,
                 L"Not Implemented");
 }
