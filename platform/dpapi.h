@@ -14,7 +14,8 @@
 // GetLastError:
 //   ERROR_INVALID_PARAMETER  a null pDataIn, pDataOut or pbData (also for empty data), a
 //                            reserved pointer that is not null, a flag outside those below, a
-//                            prompt structure of the wrong size, or data too long for a blob;
+//                            prompt structure of the wrong size, a description with no UTF-8
+//                            form (an unpaired surrogate), or data too long for a blob;
 //   ERROR_INVALID_DATA       a blob that does not open: not one of this service's, a version
 //                            or scope it does not know, any change to its bytes, a wrong or
 //                            missing entropy, another user's or another machine's blob;

@@ -69,7 +69,7 @@ bool ReadBlob(const DATA_BLOB* blob, ByteView* view) {
   return true;
 }
 
-// The arguments both functions check the same way. 0 when they are acceptable.
+// The arguments both functions check the same way: ERROR_SUCCESS when they are acceptable.
 DWORD CheckCommonArguments(const DATA_BLOB* pDataIn, const DATA_BLOB* pOptionalEntropy, PVOID pvReserved,
                            const CRYPTPROTECT_PROMPTSTRUCT* pPromptStruct, DWORD dwFlags, DWORD allowedFlags,
                            const DATA_BLOB* pDataOut) {
@@ -81,8 +81,8 @@ DWORD CheckCommonArguments(const DATA_BLOB* pDataIn, const DATA_BLOB* pOptionalE
   if (!ReadBlob(pOptionalEntropy, &entropy)) return ERROR_INVALID_PARAMETER;
   if (pPromptStruct == nullptr) return ERROR_SUCCESS;
   if (pPromptStruct->cbSize != sizeof(CRYPTPROTECT_PROMPTSTRUCT)) return ERROR_INVALID_PARAMETER;
-  // This service shows no prompt: a call that asks for one fails as the platform fails it when
-  // prompts are forbidden.
+  // This service shows no prompt: a call that asks for one fails, as the platform's does when
+  // prompts are forbidden, or as not supported.
   if ((pPromptStruct->dwPromptFlags & (CRYPTPROTECT_PROMPT_ON_PROTECT | CRYPTPROTECT_PROMPT_ON_UNPROTECT)) != 0)
     return (dwFlags & CRYPTPROTECT_UI_FORBIDDEN) != 0 ? ERROR_PASSWORD_RESTRICTION : ERROR_NOT_SUPPORTED;
   return ERROR_SUCCESS;
@@ -97,9 +97,8 @@ bool DeriveBlobKey(const SecretBytes& secret, ByteView entropy, const unsigned c
   SecretBytes material(secret.data(), secret.size());
   material.Append(entropy.data, entropy.size);
   const std::string_view info = KeyInfo(scope);
-  char digest[] = "SHA2-256";
   const OSSL_PARAM parameters[] = {
-      OSSL_PARAM_construct_utf8_string("digest", digest, 0),
+      OSSL_PARAM_construct_utf8_string("digest", const_cast<char*>(DigestName(DigestId::SHA256)), 0),
       OSSL_PARAM_construct_octet_string("key", material.data(), material.size()),
       OSSL_PARAM_construct_octet_string("salt", const_cast<unsigned char*>(salt), kSaltSize),
       OSSL_PARAM_construct_octet_string("info", const_cast<char*>(info.data()), info.size()),
