@@ -217,7 +217,9 @@ TEST(SymetricKeySystemStore, ListsOneNewKeyPerCallForExactLabels) {
                 L"pCertFilter parameter must contain a key label!");
   for (const wchar_t* label : {L"user", L"device", L"Users", L""}) {
     filter->SetLabel(label);
-    ExpectFailure(Thrown([&] { store->ListSymetricKey(filter.get(), keys); }), CRYPTO_BAD_PARAM, L"Unknown key label!");
+    const auto e = Thrown([&] { store->ListSymetricKey(filter.get(), keys); });
+    ExpectFailure(e, CRYPTO_BAD_PARAM, L"Unknown key label!");
+    EXPECT_EQ(e->getFilename(), L"sources/cng/crypto.cng.symkeysysstores");
   }
   EXPECT_TRUE(keys.empty());
 
