@@ -10,3 +10,4 @@
 #include "platform/systime.h"
 #include "platform/oleauto.h"
 #include "platform/certificates.h"
+#include "platform/dpapi.h"

@@ -107,6 +107,25 @@ echo "== Block ciphers, CMAC and RSA encryption (binary output shown in hex)"
 )
 
 echo
+echo "== Data protection for this user (the user's secret is made on first use in ~/.local/share/ztcrypto)"
+(
+  show() {  # stderr too, in order: the description and the errors are the point here
+    echo
+    echo "\$ $1"
+    shift
+    "$@" 2>&1 || echo "(exit status $?)"
+  }
+  blob=$(mktemp)
+  trap 'rm -f "$blob"' EXIT
+  show "printf 'my PIN is 1234' | ztcrypto protect --entropy 5eed --description 'card PIN' --out blob" \
+    sh -c "printf 'my PIN is 1234' | '$tool' protect --entropy 5eed --description 'card PIN' --out '$blob'"
+  show "ztcrypto unprotect --entropy 5eed blob" sh -c "'$tool' unprotect --entropy 5eed '$blob'; echo"
+  show "ztcrypto unprotect --entropy 5eee blob" "$tool" unprotect --entropy 5eee "$blob"
+  show "printf 'for every user of this machine' | ztcrypto protect --machine" \
+    sh -c "printf 'for every user of this machine' | '$tool' protect --machine > /dev/null && echo '(protected)'"
+)
+
+echo
 echo "== RSA signatures (key, data and signatures made by the openssl tool, in tests/fixtures/rsa)"
 (
   tool=$(realpath "$tool")

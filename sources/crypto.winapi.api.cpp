@@ -10,6 +10,8 @@
 #include "cng/crypto.cng.ecdhkeyagreement.h"
 #include "cng/crypto.cng.ecdhkeypairgenerator.h"
 #include "cng/crypto.cng.ecpublickeys.h"
+#include "cng/crypto.cng.dpapiciphers.h"
+#include "cng/crypto.cng.dpapikeyderivation.h"
 #include "cng/crypto.cng.keyderivation.h"
 #include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
@@ -17,6 +19,7 @@
 #include "cng/crypto.cng.rsaciphers.h"
 #include "cng/crypto.cng.rsakeys.h"
 #include "cng/crypto.cng.rsasignature.h"
+#include "cng/crypto.cng.symkeysysstores.h"
 #include "cng/crypto.cng.symmetricciphers.h"
 #include "cng/crypto.cng.util.keys.h"
 #include "common/crypto.cmac.h"
@@ -162,9 +165,8 @@ Cipher* NewSymmetricCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICry
   return NewEngine<CCNGSymmetricCipher>(fn, L"new CCNGSymmetricCipher() failed", pAlgorithm, pParams);
 }
 
-// "DPAPI" joins with the data-protection engine; until then it is not implemented.
-Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm*, ICryptoParserParameterMap*) {
-  fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CDataProtectionAPICipher>(fn, L"new CDataProtectionAPICipher() failed", pAlgorithm, pParams);
 }
 
 constexpr EngineRow<Cipher> kCipherEngines[] = {
@@ -183,10 +185,16 @@ KeyDerivation* New80056A(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICrypt
   return NewEngine<CCNG80056AKeyDerivation>(fn, L"new CCNG80056AKeyDerivation() failed", pAlgorithm, pParams);
 }
 
-// "DPAPI" joins with its engine; until then it is not implemented.
+KeyDerivation* NewDataProtectionDerivation(const FunctionTrace& fn, IAlgorithm* pAlgorithm,
+                                           ICryptoParserParameterMap* pParams) {
+  return NewEngine<CDataProtectionAPIKeyDerivation>(fn, L"new CDataProtectionAPIKeyDerivation() failed", pAlgorithm,
+                                                    pParams);
+}
+
 constexpr EngineRow<KeyDerivation> kKeyDerivationEngines[] = {
     {L"800_56A_KDF", &New80056A},
     {L"PKCS5_PBKDF2", &NewPbkdf2},
+    {L"DPAPI", &NewDataProtectionDerivation},
 };
 
 // The ECDH engines, on the curves of the EC keys; the parameter map is not theirs to read.
@@ -422,6 +430,20 @@ ISharedSecret* ISharedSecret::Create(const ByteArray& baSecret) {
   return fn.Run([&] {
     return fn.Wrap(L"new CSoftSharedSecret() failed", [&] { return new CSoftSharedSecret(baSecret); });
   });
+}
+
+// ---- stores ---------------------------------------------------------------------------------
+
+ISymetricKeySystemStore* ISymetricKeySystemStore::Load(const WString&) {
+  const FunctionTrace fn(L"ISymetricKeySystemStore::Load");
+  return fn.Run([&] {
+    return fn.Wrap(L"new CSymetricKeySystemStore() failed", [] { return new CSymetricKeySystemStore; });
+  });
+}
+
+void ISymetricKeySystemStore::save(ISymetricKeyStore*, const WString&) {
+  const FunctionTrace fn(L"ISymetricKeySystemStore::save");
+  fn.Run([&] { fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented"); });
 }
 
 // ---- names ----------------------------------------------------------------------------------

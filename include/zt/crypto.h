@@ -23,3 +23,5 @@
 #include "zt/certificate.h"
 #include "zt/certificateproperties.h"
 #include "zt/cipher.h"
+#include "zt/dataprotection.h"
+#include "zt/symkeystore.h"

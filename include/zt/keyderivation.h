@@ -1,5 +1,5 @@
-// Key derivation: PBKDF2 from a password, and the SP 800-56A single-step derivation from an ECDH
-// shared secret (and, later, data protection).
+// Key derivation: PBKDF2 from a password, the SP 800-56A single-step derivation from an ECDH
+// shared secret, and keys of the data-protection cipher.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +29,14 @@ class ZT_CRYPTO_API KeyDerivation {
   virtual void Init(IKey* pKey) = 0;
   // A key object named `sLabel`, for the derivations that produce keys rather than bytes.
   // PBKDF2 and SP 800-56A do not: always CRYPTO_NOT_IMPLEMENTED.
+  //
+  // Data protection ("DPAPI") derives from a key of its own kind (from ISymetricKeySystemStore),
+  // given to Init(IKey*) (copied; null or another kind of key: CRYPTO_BAD_PARAM; shared secrets:
+  // CRYPTO_NOT_SUPPORTED). Derive gives a new data-protection key labelled `sLabel` (the key of
+  // Init's label when empty), with the salt of the key of Init, or `baSalt` when that one has
+  // none (a salt on both: CRYPTO_ILLEGAL_STATE "A salt already exists, how to deal with it?");
+  // `nLength` must be 0 (such keys have no length; else CRYPTO_NOT_SUPPORTED). Each successful
+  // Derive needs its own Init. Its other Derive has no bytes to give: CRYPTO_NOT_SUPPORTED.
   virtual IKey* Derive(const WString& sLabel, const ByteArray& baSalt, std::uint32_t nLength) = 0;
   // Replaces `baKey` with `nLength` bytes derived from the secret and `baSalt`.
   //
@@ -51,9 +59,9 @@ class ZT_CRYPTO_API KeyDerivation {
   virtual void Derive(const ByteArray& baSalt, std::uint32_t nLength, ByteArray& baKey) = 0;
 
   // A new engine for `pAlgorithm` (cloned), owned by the caller: "PKCS5_PBKDF2" gives PBKDF2,
-  // "800_56A_KDF" the SP 800-56A derivation; other names throw CRYPTO_NOT_IMPLEMENTED, a null
-  // algorithm CRYPTO_BAD_PARAM. `pParams` is kept, not owned, read at each Derive, and must
-  // outlive the engine (it may be null: the defaults apply).
+  // "800_56A_KDF" the SP 800-56A derivation, "DPAPI" the data-protection keys; other names throw
+  // CRYPTO_NOT_IMPLEMENTED, a null algorithm CRYPTO_BAD_PARAM. `pParams` is kept, not owned, read
+  // at each Derive, and must outlive the engine (it may be null: the defaults apply).
   static KeyDerivation* Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams);
 };
 

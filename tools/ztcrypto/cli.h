@@ -46,6 +46,7 @@ std::span<const Command> NameCommands();
 std::span<const Command> SignatureCommands();
 std::span<const Command> CertificateCommands();
 std::span<const Command> CipherCommands();
+std::span<const Command> ProtectionCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a
@@ -77,6 +78,10 @@ std::uint64_t ParseCount(const std::string& text, const char* what);
 
 // The whole content of a file, or of standard input for "-".
 ByteArray ReadInput(const std::string& path);
+// The input named by the optional operand: a file, or standard input ("-" or none).
+ByteArray InputOperand(const Parsed& parsed);
+// Writes `bytes` as they are to the file of --out, or to standard output.
+void WriteOutput(const Parsed& parsed, const ByteArray& bytes);
 
 // The DER of the first PEM block "-----BEGIN <label>-----" in `text`; false when there is none.
 // A block whose base64 does not decode is a tool error.

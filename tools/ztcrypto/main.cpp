@@ -27,6 +27,7 @@ constexpr Family kFamilies[] = {
     AlgorithmCommands,
     DigestCommands,
     CipherCommands,
+    ProtectionCommands,
     KeyCommands,
     AgreementCommands,
     RandomCommands,
