@@ -9,22 +9,14 @@
 #include <memory>
 #include <string>
 
+#include "bench_util.h"
 #include "zt/crypto.h"
 
 namespace {
 
 using namespace ZT::Framework;
-
-std::unique_ptr<IAlgorithm> Algorithm(const WString& name) {
-  const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
-  return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(name, parameters.get()));
-}
-
-ByteArray Message(std::size_t size) {
-  ByteArray message(size);
-  for (std::size_t i = 0; i < size; ++i) message[i] = static_cast<unsigned char>(i * 31 + 7);
-  return message;
-}
+using benchutil::Algorithm;
+using benchutil::Message;
 
 const ByteArray kHmacKey(32, 0x5c);
 

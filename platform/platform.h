@@ -11,3 +11,4 @@
 #include "platform/oleauto.h"
 #include "platform/certificates.h"
 #include "platform/fileapi.h"
+#include "platform/dpapi.h"

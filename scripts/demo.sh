@@ -36,6 +36,38 @@ run genkey 32
 run random 16
 run guid
 
+echo
+echo "== ECDH: the tool and the openssl tool reach the same secret"
+(
+  tool=$(realpath "$tool")
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  cd "$work"
+  run ecdh genkey --curve P384
+  echo
+  echo "\$ openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out alice.pem"
+  openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out alice.pem
+  alice=$(openssl pkey -in alice.pem -pubout -outform DER | tail -c 65 | od -An -tx1 | tr -d ' \n')
+  echo "(Alice's public point: $alice)"
+  echo
+  echo "\$ ztcrypto ecdh agree --curve P256 --peer \$alice"
+  agreed=$("$tool" ecdh agree --curve P256 --peer "$alice")
+  echo "$agreed"
+  bob=$(echo "$agreed" | sed -n 's/^Public key: //p')
+  # Bob's point as a key the openssl tool reads: Alice's public key info with his point for hers.
+  { openssl pkey -in alice.pem -pubout -outform DER | head -c -65; printf "$(echo "$bob" | sed 's/../\\x&/g')"; } > bob.der
+  echo
+  echo "\$ openssl pkeyutl -derive -inkey alice.pem -peerkey bob.der -peerform DER | openssl dgst -sha1 -r"
+  theirs=$(openssl pkeyutl -derive -inkey alice.pem -peerkey bob.der -peerform DER | openssl dgst -sha1 -r | cut -d' ' -f1)
+  echo "$theirs"
+  [ "Secret: $theirs" = "$(echo "$agreed" | tail -n 1)" ] && echo "(the same secret on both sides)" || echo "(SECRETS DIFFER)"
+)
+echo
+echo "(RFC 7518, appendix C: the key 56aa8deaf8236d205c2228cd71a7101a from the ECDH-ES example's Z)"
+run kdf 800-56a --secret 9e56d91d817135d372834283bf84269cfb316ea3da806a48f6daa7798cfe90c4 \
+  --other-info 000000074131323847434d00000005416c69636500000003426f6200000080 --length 16
+
+echo
 echo "== X.500 names, OIDs and extension values"
 run name 'CN=Test User, O="Acme, Inc.", C=US'
 run name --reverse 'CN=Alice + OID.0.9.2342.19200300.100.1.1=alice; O=Example'
@@ -46,6 +78,52 @@ run oid 'Code Signing'
 run decode 2.5.29.15 030201a0
 run decode 2.5.29.37 301406082b0601050507030206082b06010505070304
 run decode 1.2.3.4.5 0c0c48656c6c6f2c20776f726c64
+
+echo
+echo "== Block ciphers, CMAC and RSA encryption (binary output shown in hex)"
+(
+  key=000102030405060708090a0b0c0d0e0f iv=0f0e0d0c0b0a09080706050403020100
+  show() {  # the command line as shown, then the command
+    echo
+    echo "\$ $1"
+    shift
+    "$@" || echo "(exit status $?)"
+  }
+  show "printf 'attack at dawn' | ztcrypto encrypt --alg AES --mode CBC --key $key --iv $iv | hex" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg AES --mode CBC --key $key --iv $iv | od -An -tx1 -v | tr -d ' \n'; echo"
+  show "printf 'attack at dawn' | openssl enc -aes-128-cbc -K $key -iv $iv | hex" \
+    sh -c "printf 'attack at dawn' | openssl enc -aes-128-cbc -K $key -iv $iv | od -An -tx1 -v | tr -d ' \n'; echo"
+  show "printf 'attack at dawn' | ztcrypto encrypt ... | ztcrypto decrypt --alg AES --mode CBC --key $key --iv $iv" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg AES --mode CBC --key $key --iv $iv | '$tool' decrypt --alg AES --mode CBC --key $key --iv $iv; echo"
+  show "printf 'attack at dawn' | ztcrypto encrypt --alg AES --mode CBC --key 0001020304 --iv $iv" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg AES --mode CBC --key 0001020304 --iv $iv"
+  show "printf 'attack at dawn' | ztcrypto encrypt --alg DES --mode ECB --padding None --key 0123456789abcdef" \
+    sh -c "printf 'attack at dawn' | '$tool' encrypt --alg DES --mode ECB --padding None --key 0123456789abcdef"
+  show "printf '' | ztcrypto cmac --key 2b7e151628aed2a6abf7158809cf4f3c     (RFC 4493, example 1)" \
+    sh -c "printf '' | '$tool' cmac --key 2b7e151628aed2a6abf7158809cf4f3c"
+  rsa=$(dirname "$0")/../tests/fixtures/rsa
+  show "printf 'for your eyes only' | ztcrypto rsa-encrypt --key rsa2048.pub.pem --padding OAEP | openssl pkeyutl -decrypt -inkey rsa2048.key.pem -pkeyopt rsa_padding_mode:oaep" \
+    sh -c "printf 'for your eyes only' | '$tool' rsa-encrypt --key '$rsa/rsa2048.pub.pem' --padding OAEP | openssl pkeyutl -decrypt -inkey '$rsa/rsa2048.key.pem' -pkeyopt rsa_padding_mode:oaep; echo"
+)
+
+echo
+echo "== Data protection for this user (the user's secret is made on first use in ~/.local/share/ztcrypto)"
+(
+  show() {  # stderr too, in order: the description and the errors are the point here
+    echo
+    echo "\$ $1"
+    shift
+    "$@" 2>&1 || echo "(exit status $?)"
+  }
+  blob=$(mktemp)
+  trap 'rm -f "$blob"' EXIT
+  show "printf 'my PIN is 1234' | ztcrypto protect --entropy 5eed --description 'card PIN' --out blob" \
+    sh -c "printf 'my PIN is 1234' | '$tool' protect --entropy 5eed --description 'card PIN' --out '$blob'"
+  show "ztcrypto unprotect --entropy 5eed blob" sh -c "'$tool' unprotect --entropy 5eed '$blob'; echo"
+  show "ztcrypto unprotect --entropy 5eee blob" "$tool" unprotect --entropy 5eee "$blob"
+  show "printf 'for every user of this machine' | ztcrypto protect --machine" \
+    sh -c "printf 'for every user of this machine' | '$tool' protect --machine > /dev/null && echo '(protected)'"
+)
 
 echo
 echo "== RSA signatures (key, data and signatures made by the openssl tool, in tests/fixtures/rsa)"

@@ -1,4 +1,4 @@
-// Message authentication codes: HMAC (and, later, CMAC), chosen by the algorithm's friendly name.
+// Message authentication codes: HMAC and CMAC, chosen by the algorithm's friendly name.
 #pragma once
 
 #include "zt/algorithm.h"
@@ -33,8 +33,11 @@ class ZT_CRYPTO_API MAC {
   virtual void Update(const ByteArray& baInput) = 0;
 
   // A new engine for `pAlgorithm` (cloned), owned by the caller: "HMAC_SHA1" and
-  // "HMAC_SHA256" give HMAC; other names throw CRYPTO_NO_SUCH_ALGORITHM ("Unknown
-  // algorithm"), a null algorithm CRYPTO_BAD_PARAM. `pParams` is kept, not owned.
+  // "HMAC_SHA256" give HMAC; "CMAC" gives CMAC over AES, DES or triple DES, as the key's
+  // algorithm says (a 16- or 8-byte MAC; MAC, Update and GetMacLength before Init throw
+  // CRYPTO_ILLEGAL_STATE, with "MAC is not initialized"); other names throw
+  // CRYPTO_NO_SUCH_ALGORITHM ("Unknown algorithm"), a null algorithm CRYPTO_BAD_PARAM.
+  // `pParams` is kept, not owned.
   static MAC* Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams);
 };
 

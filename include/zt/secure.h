@@ -66,4 +66,11 @@ using ByteArray = std::vector<unsigned char, secallocator<unsigned char>>;
 // Multi-valued text parameters (OID lists).
 using StringList = std::list<WString, secallocator<WString>>;
 
+// Wipes the bytes in use and empties the array. The array keeps its block for the next use, so
+// the data must not stay in it (clear() alone would leave it there until the block is freed).
+inline void EmptySecurely(ByteArray& bytes) noexcept {
+  SecureWipe(bytes.data(), bytes.size());
+  bytes.clear();
+}
+
 }  // namespace ZT::Framework

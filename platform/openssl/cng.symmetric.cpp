@@ -1,5 +1,6 @@
 // Block cipher keys: KeyDataBlob import and export, ECB and CBC with optional PKCS #7 padding.
 
+#include <array>
 #include <cwchar>
 
 #include "platform/openssl/callfailures.h"
@@ -35,33 +36,52 @@ NTSTATUS CheckCall(const SymmetricKey& key, const CryptCall& call, ULONG* blockS
   return STATUS_SUCCESS;
 }
 
-// A cipher context keyed for one call, starting from the caller's IV, or (with no IV buffer)
-// from the key's own chaining register, which then carries the chaining from call to call.
-CipherCtxPtr StartCipher(const SymmetricKey& key, const CryptCall& call, bool encrypt) {
-  CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
-  if (!ctx) return ctx;
-  const unsigned char* iv = key.cbc ? (call.iv != nullptr ? call.iv : key.chain) : nullptr;
-  if (EVP_CipherInit_ex2(ctx.get(), CipherOf(key), key.key, iv, encrypt ? 1 : 0, nullptr) != 1 ||
-      EVP_CIPHER_CTX_set_padding(ctx.get(), 0) != 1)
-    ctx.reset();
-  return ctx;
-}
+// A cipher context keyed for one call, starting from `iv` (CBC; ignored in ECB). Each thread
+// keeps one context per implementation and direction, so a call allocates no context of its
+// own; when the call ends the context is reset, which wipes the key schedule.
+class KeyedCipher {
+ public:
+  KeyedCipher(const SymmetricKey& key, const unsigned char* iv, bool encrypt)
+      : m_encrypt(encrypt), m_ctx(Cached(key, encrypt)) {
+    if (m_ctx && EVP_CipherInit_ex2(m_ctx.get(), CipherOf(key), key.key, key.cbc ? iv : nullptr, encrypt ? 1 : 0,
+                                    nullptr) != 1)
+      Release();
+  }
+  ~KeyedCipher() { Release(); }
+  KeyedCipher(const KeyedCipher&) = delete;
+  KeyedCipher& operator=(const KeyedCipher&) = delete;
 
-// Runs whole blocks through the cipher.
-bool Transform(EVP_CIPHER_CTX* ctx, unsigned char* out, const unsigned char* in, ULONG size) {
-  if (size == 0) return true;
-  int written = 0;
-  return EVP_CipherUpdate(ctx, out, &written, in, static_cast<int>(size)) == 1 && written == static_cast<int>(size);
-}
+  explicit operator bool() const { return m_ctx != nullptr; }
+  // Runs whole blocks through the cipher (no padding is added or held back).
+  bool Transform(unsigned char* out, const unsigned char* in, ULONG size) {
+    return size == 0 || EVP_Cipher(m_ctx.get(), out, in, size) == static_cast<int>(size);
+  }
+  // Starts again from `iv`, with the same key.
+  bool Restart(const unsigned char* iv) {
+    return EVP_CipherInit_ex2(m_ctx.get(), nullptr, nullptr, iv, m_encrypt ? 1 : 0, nullptr) == 1;
+  }
 
-// CBC hands the last ciphertext block on as the next IV: into the caller's IV buffer (CNG
-// updates it in place) or into the key's register.
-void SaveChaining(SymmetricKey& key, const CryptCall& call, EVP_CIPHER_CTX* ctx, ULONG blockSize) {
-  if (!key.cbc) return;
-  unsigned char next[16];
-  if (EVP_CIPHER_CTX_get_updated_iv(ctx, next, blockSize) != 1) return;
-  std::memcpy(call.iv != nullptr ? call.iv : key.chain, next, blockSize);
-}
+ private:
+  // The thread's context for this implementation and direction (created on first use).
+  static CipherCtxPtr& Cached(const SymmetricKey& key, bool encrypt) {
+    thread_local std::array<CipherCtxPtr, 2 * static_cast<std::size_t>(CipherId::Count)> contexts;
+    const auto id = static_cast<std::size_t>(key.size->ecb) + (key.cbc ? 1 : 0);
+    CipherCtxPtr& ctx = contexts[2 * id + (encrypt ? 1 : 0)];
+    if (!ctx) ctx.reset(EVP_CIPHER_CTX_new());
+    return ctx;
+  }
+  void Release() {
+    if (m_ctx && EVP_CIPHER_CTX_reset(m_ctx.get()) != 1) m_ctx.reset();
+  }
+
+  bool m_encrypt;
+  CipherCtxPtr& m_ctx;
+};
+
+// Where CBC starts from: the caller's IV buffer, or with none the key's own register, which then
+// carries the chaining from call to call. CBC hands the last ciphertext block on as the next IV,
+// into the same place (CNG updates the IV buffer in place).
+unsigned char* Chaining(SymmetricKey& key, const CryptCall& call) { return call.iv != nullptr ? call.iv : key.chain; }
 
 // Checks PKCS #7 padding of a decrypted block without branching on its bytes, and returns the
 // pad length, or 0 when the padding is bad.
@@ -73,6 +93,41 @@ ULONG PaddingLength(const unsigned char* lastBlock, ULONG blockSize) {
     bad |= inPad & static_cast<unsigned>(lastBlock[i] != pad);
   }
   return bad != 0 ? 0 : pad;
+}
+
+// Decryption with PKCS #7 padding. The last block goes first, on its own (in CBC from the
+// ciphertext block before it): its padding decides the plaintext's size, and bad padding must
+// leave the caller's buffer and IV untouched. The blocks before it are then decrypted straight
+// into the caller's buffer, which may be the input itself.
+NTSTATUS DecryptPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize) {
+  const ULONG lastAt = call.inputSize - blockSize;
+  unsigned char* chain = Chaining(key, call);
+  unsigned char lastCipher[16], before[16] = {}, last[16];
+  std::memcpy(lastCipher, call.input + lastAt, blockSize);
+  // ECB has no chaining: its IV buffer, of any length, is not read.
+  if (key.cbc) std::memcpy(before, lastAt != 0 ? call.input + lastAt - blockSize : chain, blockSize);
+
+  KeyedCipher cipher(key, before, false);
+  if (!cipher || !cipher.Transform(last, lastCipher, blockSize)) return STATUS_INTERNAL_ERROR;
+  const ULONG padLength = PaddingLength(last, blockSize);
+  const ULONG size = call.inputSize - padLength;
+  NTSTATUS status = STATUS_DATA_ERROR;
+  if (padLength != 0) {
+    *call.result = size;
+    if (call.outputSize < size)
+      status = STATUS_BUFFER_TOO_SMALL;
+    else if (!cipher.Restart(key.cbc ? chain : nullptr) || !cipher.Transform(call.output, call.input, lastAt))
+      status = STATUS_INTERNAL_ERROR;
+    else
+      status = STATUS_SUCCESS;
+  }
+  if (NT_SUCCESS(status)) {
+    std::memcpy(call.output + lastAt, last, blockSize - padLength);
+    // CBC hands the last ciphertext block on as the next IV.
+    if (key.cbc) std::memcpy(chain, lastCipher, blockSize);
+  }
+  OPENSSL_cleanse(last, sizeof(last));
+  return status;
 }
 
 }  // namespace
@@ -97,12 +152,13 @@ NTSTATUS SymmetricEncrypt(SymmetricKey& key, const CryptCall& call) {
     if (rest != 0) std::memcpy(last, call.input + whole, rest);
     std::memset(last + rest, static_cast<int>(blockSize - rest), blockSize - rest);
   }
-  CipherCtxPtr ctx = StartCipher(key, call, true);
-  const bool ok = ctx && Transform(ctx.get(), call.output, call.input, whole) &&
-                  (!pad || Transform(ctx.get(), call.output + whole, last, blockSize));
+  unsigned char* chain = Chaining(key, call);
+  KeyedCipher cipher(key, chain, true);
+  const bool ok = cipher && cipher.Transform(call.output, call.input, whole) &&
+                  (!pad || cipher.Transform(call.output + whole, last, blockSize));
   OPENSSL_cleanse(last, sizeof(last));
   if (!ok) return STATUS_INTERNAL_ERROR;
-  SaveChaining(key, call, ctx.get(), blockSize);
+  if (key.cbc && size != 0) std::memcpy(chain, call.output + size - blockSize, blockSize);
   return STATUS_SUCCESS;
 }
 
@@ -116,25 +172,16 @@ NTSTATUS SymmetricDecrypt(SymmetricKey& key, const CryptCall& call) {
   if (call.output == nullptr) return STATUS_SUCCESS;
   if (!pad && call.outputSize < call.inputSize) return STATUS_BUFFER_TOO_SMALL;
 
-  CipherCtxPtr ctx = StartCipher(key, call, false);
-  if (!ctx) return STATUS_INTERNAL_ERROR;
   if (!pad) {
-    if (!Transform(ctx.get(), call.output, call.input, call.inputSize)) return STATUS_INTERNAL_ERROR;
-    SaveChaining(key, call, ctx.get(), blockSize);
+    unsigned char* chain = Chaining(key, call);
+    unsigned char next[16];
+    if (call.inputSize != 0) std::memcpy(next, call.input + call.inputSize - blockSize, blockSize);
+    KeyedCipher cipher(key, chain, false);
+    if (!cipher || !cipher.Transform(call.output, call.input, call.inputSize)) return STATUS_INTERNAL_ERROR;
+    if (key.cbc && call.inputSize != 0) std::memcpy(chain, next, blockSize);
     return STATUS_SUCCESS;
   }
-  // With padding, decrypt aside first: the plaintext's size decides whether the caller's
-  // buffer suffices, and bad padding must leave that buffer untouched.
-  SecretBytes plain(call.inputSize);
-  if (!Transform(ctx.get(), plain.data(), call.input, call.inputSize)) return STATUS_INTERNAL_ERROR;
-  const ULONG padLength = PaddingLength(plain.data() + call.inputSize - blockSize, blockSize);
-  if (padLength == 0) return STATUS_DATA_ERROR;
-  const ULONG size = call.inputSize - padLength;
-  *call.result = size;
-  if (call.outputSize < size) return STATUS_BUFFER_TOO_SMALL;
-  std::memcpy(call.output, plain.data(), size);
-  SaveChaining(key, call, ctx.get(), blockSize);
-  return STATUS_SUCCESS;
+  return DecryptPadded(key, call, blockSize);
 }
 
 NTSTATUS ExportSymmetricKey(const SymmetricKey& key, LPCWSTR blobType, PUCHAR out, ULONG cbOut, ULONG* pcbResult) {

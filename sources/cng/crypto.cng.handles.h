@@ -11,6 +11,7 @@
 // which must be loaded while any of them lives.
 #pragma once
 
+#include <string>
 #include <utility>
 
 #include "cng/crypto.cng.servicetable.h"
@@ -93,5 +94,28 @@ struct PlacedObject {
 };
 using HashObject = PlacedObject<HashHandle>;
 using KeyObject = PlacedObject<KeyHandle>;
+
+// Memory the platform hands out for LocalFree (the output of data protection, which may be
+// plaintext): wiped before it is released, since LocalFree itself need not wipe.
+class LocalDataBlob {
+ public:
+  LocalDataBlob() = default;
+  ~LocalDataBlob() {
+    SecureWipe(blob.pbData, blob.cbData);
+    LocalFree(blob.pbData);
+  }
+  LocalDataBlob(const LocalDataBlob&) = delete;
+  LocalDataBlob& operator=(const LocalDataBlob&) = delete;
+
+  DATA_BLOB blob{0, nullptr};
+};
+
+namespace HandleRelease {
+inline void FreeLocalText(LPWSTR text) {
+  SecureWipe(text, std::char_traits<wchar_t>::length(text) * sizeof(wchar_t));
+  LocalFree(text);
+}
+}  // namespace HandleRelease
+using LocalText = PlatformHandle<LPWSTR, &HandleRelease::FreeLocalText>;
 
 }  // namespace ZT::Framework

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/keygenerator.h"
 
 namespace ZT::Framework {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/mac.h"
 
 namespace ZT::Framework {

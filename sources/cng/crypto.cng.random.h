@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "zt/random.h"
 
 namespace ZT::Framework {

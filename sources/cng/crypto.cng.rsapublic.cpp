@@ -7,14 +7,19 @@
 
 namespace ZT::Framework {
 
-ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info) {
-  ByteArray blob = DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData);
-  m_nKeyLength = BlobHeader<BCRYPT_RSAKEY_BLOB>(blob).BitLength >> 3;
+ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info)
+    : ImportedCngRsaKey(fn, DecodeForPlatform<Structure::CngRsaPublicKeyBlob>(fn, info.PublicKey.pbData)) {}
+
+std::uint32_t ImportedCngRsaKey::KeyLengthOf(const ByteArray& blob) {
+  return BlobHeader<BCRYPT_RSAKEY_BLOB>(blob).BitLength >> 3;
+}
+
+ImportedCngRsaKey::ImportedCngRsaKey(const FunctionTrace& fn, const ByteArray& blob) : m_nKeyLength(KeyLengthOf(blob)) {
   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(m_provider.put(), BCRYPT_RSA_ALGORITHM, nullptr, 0),
               L"BCryptOpenAlgorithmProvider", L"BCryptOpenAlgorithmProvider failed!");
   CheckStatus(fn,
-              CNG().BCryptImportKeyPair(m_provider.get(), nullptr, BCRYPT_RSAPUBLIC_BLOB, m_key.put(), blob.data(),
-                                        InputLength(blob), 0),
+              CNG().BCryptImportKeyPair(m_provider.get(), nullptr, BCRYPT_RSAPUBLIC_BLOB, m_key.put(),
+                                        InputBytes(blob), InputLength(blob), 0),
               L"BCryptImportKeyPair", L"BCryptImportKeyPair failed!");
 }
 
@@ -33,9 +38,15 @@ void ImportedCngRsaKey::Encrypt(const FunctionTrace& fn, const ByteArray& input,
   out.resize(written);
 }
 
-ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info) {
-  const ByteArray blob = DecodeForPlatform<Structure::RsaCspPublicKeyBlob>(fn, info.PublicKey.pbData);
-  m_nKeyLength = BlobHeader<RSAPUBKEY>(blob, sizeof(BLOBHEADER)).bitlen >> 3;
+ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info)
+    : ImportedCryptoApiRsaKey(fn, DecodeForPlatform<Structure::RsaCspPublicKeyBlob>(fn, info.PublicKey.pbData)) {}
+
+std::uint32_t ImportedCryptoApiRsaKey::KeyLengthOf(const ByteArray& blob) {
+  return BlobHeader<RSAPUBKEY>(blob, sizeof(BLOBHEADER)).bitlen >> 3;
+}
+
+ImportedCryptoApiRsaKey::ImportedCryptoApiRsaKey(const FunctionTrace& fn, const ByteArray& blob)
+    : m_nKeyLength(KeyLengthOf(blob)) {
   CheckLastError(fn,
                  CryptAcquireContextW(m_context.put(), nullptr, MS_ENH_RSA_AES_PROV_XP_W, PROV_RSA_AES,
                                       CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET),

@@ -22,6 +22,11 @@ class ImportedCngRsaKey {
   // Decodes the key's CNG_RSA_PUBLIC_KEY_BLOB, opens the "RSA" provider and imports the key as
   // "RSAPUBLICBLOB". The CNG table must be loaded, and stay loaded while this object lives.
   ImportedCngRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info);
+  // The same with the key's CNG_RSA_PUBLIC_KEY_BLOB already decoded.
+  ImportedCngRsaKey(const FunctionTrace& fn, const ByteArray& blob);
+
+  // k of a decoded CNG_RSA_PUBLIC_KEY_BLOB (its BitLength / 8), before anything is imported.
+  static std::uint32_t KeyLengthOf(const ByteArray& blob);
 
   // k, the modulus length in bytes (the blob's bit length / 8).
   std::uint32_t KeyLength() const { return m_nKeyLength; }
@@ -41,6 +46,11 @@ class ImportedCryptoApiRsaKey {
   // Decodes the key's RSA_CSP_PUBLICKEYBLOB, acquires a verify-only context of the enhanced RSA
   // and AES provider and imports the key.
   ImportedCryptoApiRsaKey(const FunctionTrace& fn, const Asn1::SubjectPublicKeyInfo& info);
+  // The same with the key's RSA_CSP_PUBLICKEYBLOB already decoded.
+  ImportedCryptoApiRsaKey(const FunctionTrace& fn, const ByteArray& blob);
+
+  // k of a decoded RSA_CSP_PUBLICKEYBLOB (RSAPUBKEY's bitlen / 8), before anything is imported.
+  static std::uint32_t KeyLengthOf(const ByteArray& blob);
 
   // k, the modulus length in bytes (RSAPUBKEY's bitlen / 8).
   std::uint32_t KeyLength() const { return m_nKeyLength; }

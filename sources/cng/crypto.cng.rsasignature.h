@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "cng/crypto.cng.engine.h"
+#include "framework/crypto.engine.h"
 #include "codec/crypto.asn1.keys.h"
 #include "zt/signature.h"
 

@@ -77,6 +77,14 @@ class CryptoUtil {
   // most k - 41 (all in unsigned 32-bit arithmetic). A false answer is logged with the limit; a
   // padding name outside the four throws CRYPTO_BAD_PARAM ("Unknown padding type").
   static bool IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength, std::uint32_t nKeyLength);
+  // The block length of a block cipher, which the length check of its input takes.
+  struct CipherBlock {
+    std::uint32_t nLength;
+  };
+  // The same for the input of a block cipher: "None" a whole number of blocks (a false answer
+  // logged as "(<length>%<block> != 0)"), "PKCS7" any length, in both directions; any other
+  // padding name throws CRYPTO_BAD_PARAM ("Unknown padding type").
+  static bool IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength, CipherBlock block);
   // A new general name (owned by the caller) for one alternative-name entry. Fails with
   // CRYPTO_BAD_PARAM for a null entry, CRYPTO_NOT_IMPLEMENTED for X.400 addresses and EDI party
   // names, and "Unknown type: <choice>" for a choice outside 1..9.

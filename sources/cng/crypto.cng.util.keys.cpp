@@ -125,4 +125,16 @@ void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* struc
                    structure);
 }
 
+bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_t nInputLength, CipherBlock block) {
+  const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
+  return fn.Run([&] {
+    // PKCS #7 pads any length, and the platform checks a decryption's padding itself.
+    if (sPadding == L"PKCS7") return true;
+    if (sPadding != L"None") fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
+    if (nInputLength % block.nLength == 0) return true;
+    fn.Error(L"Data Length is invalid (%u%%%u != 0)", nInputLength, block.nLength);
+    return false;
+  });
+}
+
 }  // namespace ZT::Framework

@@ -5,14 +5,14 @@ namespace ZT::Framework {
 namespace {
 
 // Typed reads: true only when the key holds a value of the wanted kind.
-bool GetUint(const DataMap& map, const wchar_t* key, std::uint64_t& out) {
+bool GetUint(const DataMap& map, const WString& key, std::uint64_t& out) {
   NQData value;
   if (!map.Get(key, value) || value.kind() != NQData::Kind::Uint) return false;
   out = value.Uint();
   return true;
 }
 
-bool GetString(const DataMap& map, const wchar_t* key, WString& out) {
+bool GetString(const DataMap& map, const WString& key, WString& out) {
   NQData value;
   if (!map.Get(key, value) || value.kind() != NQData::Kind::String) return false;
   out = value.string();
@@ -24,22 +24,23 @@ bool GetString(const DataMap& map, const wchar_t* key, WString& out) {
 // ---- parameter map --------------------------------------------------------------------------
 
 namespace key {
-constexpr const wchar_t* Timeout = L"CryptoParameterTimeout";
-constexpr const wchar_t* Padding = L"CryptoParameterPadding";
-constexpr const wchar_t* CipherMode = L"CryptoParameterCipherMode";
-constexpr const wchar_t* IV = L"CryptoParameterIV";
-constexpr const wchar_t* FIPSMode = L"CryptoParameterFIPSMode";
-constexpr const wchar_t* HashAlgoPaddingMode = L"CryptoParameterHashAlgoPaddingMode";
-constexpr const wchar_t* OAEPEncodingParamMode = L"CryptoParameterOAEPEncodingParamMode";
-constexpr const wchar_t* Pkcs1OperationMode = L"CryptoParameterPkcs1OperationMode";
-constexpr const wchar_t* TypePersistence = L"CryptoParameterTypePersistence";
-constexpr const wchar_t* KeyLabel = L"CryptoParameterKeyLabel";
-constexpr const wchar_t* ComponentIdentifier = L"CryptoParameterComponentIdentifier";
-constexpr const wchar_t* ComponentName = L"CryptoParameterComponentName";
+// Made once: every read of a map looks its key up by a WString.
+const WString Timeout(L"CryptoParameterTimeout");
+const WString Padding(L"CryptoParameterPadding");
+const WString CipherMode(L"CryptoParameterCipherMode");
+const WString IV(L"CryptoParameterIV");
+const WString FIPSMode(L"CryptoParameterFIPSMode");
+const WString HashAlgoPaddingMode(L"CryptoParameterHashAlgoPaddingMode");
+const WString OAEPEncodingParamMode(L"CryptoParameterOAEPEncodingParamMode");
+const WString Pkcs1OperationMode(L"CryptoParameterPkcs1OperationMode");
+const WString TypePersistence(L"CryptoParameterTypePersistence");
+const WString KeyLabel(L"CryptoParameterKeyLabel");
+const WString ComponentIdentifier(L"CryptoParameterComponentIdentifier");
+const WString ComponentName(L"CryptoParameterComponentName");
 // "Parser", unlike every other key of the map: callers spell it so.
-constexpr const wchar_t* IterationCount = L"CryptoParserParameterIterationCount";
-constexpr const wchar_t* HMACAlgorithmName = L"CryptoParameterHMACAlgorithmName";
-constexpr const wchar_t* HashAlgorithmName = L"CryptoParameterHashAlgorithmName";
+const WString IterationCount(L"CryptoParserParameterIterationCount");
+const WString HMACAlgorithmName(L"CryptoParameterHMACAlgorithmName");
+const WString HashAlgorithmName(L"CryptoParameterHashAlgorithmName");
 }  // namespace key
 
 CCryptoParameterMap::~CCryptoParameterMap() = default;

@@ -132,8 +132,8 @@ TEST_F(HmacWithoutCNG, FailedMacKeepsStateAndData) {
   EXPECT_EQ(ToHex(out), kRfc4231Case1);
 }
 
-TEST(MacFactory, OnlyHmacSha1AndSha256HaveAnEngine) {
-  for (const wchar_t* name : {L"HMAC_SHA224", L"HMAC_SHA384", L"HMAC_SHA512", L"CMAC", L"SHA256"}) {
+TEST(MacFactory, OnlyHmacSha1AndSha256AndCmacHaveAnEngine) {
+  for (const wchar_t* name : {L"HMAC_SHA224", L"HMAC_SHA384", L"HMAC_SHA512", L"SHA256"}) {
     const auto algorithm = Algorithm(name);
     LogCapture capture(NQLOG_EXIT);
     ExpectFailure(Thrown([&] { delete MAC::Create(algorithm.get(), nullptr); }), CRYPTO_NO_SUCH_ALGORITHM,

@@ -1,6 +1,7 @@
 #include "support/tool_runner.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,7 +34,7 @@ int TemporaryFileWith(const std::string& content) {
 
 }  // namespace
 
-ToolResult RunTool(const std::vector<std::string>& args, const std::string& input) {
+ToolResult RunTool(const std::vector<std::string>& args, const std::string& input, int asUser) {
   const char* tool = std::getenv("ZT_TOOL");
   if (tool == nullptr) tool = ZT_TOOL_PATH;
   const int in = TemporaryFileWith(input);
@@ -43,6 +44,7 @@ ToolResult RunTool(const std::vector<std::string>& args, const std::string& inpu
     dup2(in, 0);
     dup2(out, 1);
     dup2(err, 2);
+    if (asUser != -1 && (setgroups(0, nullptr) != 0 || setgid(asUser) != 0 || setuid(asUser) != 0)) _exit(126);
     std::vector<char*> argv{const_cast<char*>(tool)};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);

@@ -36,13 +36,7 @@ int HmacCommand(const Args& args) {
   const ByteArray keyBytes = FromHex(parsed.Required("--key"), "--key");
   const ByteArray input = InputOperand(parsed, 1);
   const std::unique_ptr<IKey> key(IKey::Create(algorithm.get(), L"RAW", keyBytes));
-  const std::unique_ptr<MAC> mac(MAC::Create(algorithm.get(), nullptr));
-  mac->Init(key.get());
-  mac->Update(input);
-  ByteArray out;
-  mac->Mac(out);
-  PrintLine(Hex(out));
-  return 0;
+  return PrintMac(algorithm.get(), key.get(), input);
 }
 
 constexpr Command kCommands[] = {
@@ -54,5 +48,16 @@ constexpr Command kCommands[] = {
 }  // namespace
 
 std::span<const Command> DigestCommands() { return kCommands; }
+
+int PrintMac(ZT::Framework::IAlgorithm* pMacAlgorithm, ZT::Framework::IKey* pKey, const ByteArray& input) {
+  const std::unique_ptr<ZT::Framework::MAC> mac(ZT::Framework::MAC::Create(pMacAlgorithm, nullptr));
+  // Update, then Mac: a refusal reaches the user in its own words, not wrapped.
+  mac->Init(pKey);
+  mac->Update(input);
+  ByteArray out;
+  mac->Mac(out);
+  PrintLine(Hex(out));
+  return 0;
+}
 
 }  // namespace ztcli

@@ -25,12 +25,6 @@ constexpr HashRow kHashes[] = {
     {"SHA512", "3051300d060960864801650304020305000440", 0x35},
 };
 
-const HashRow& FindHash(const std::string& name) {
-  for (const HashRow& row : kHashes)
-    if (name == row.name) return row;
-  throw UsageError("--hash takes MD5, SHA1, SHA256, SHA384 or SHA512");
-}
-
 std::unique_ptr<IKey> CertificateKey(const ByteArray& der) {
   const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_X509, der));
   return std::unique_ptr<IKey>(certificate->GetPublicKey()->Clone());
@@ -40,20 +34,10 @@ std::unique_ptr<IKey> ImportedKey(const ByteArray& subjectPublicKeyInfo) {
   return std::unique_ptr<IKey>(IKey::Create(AlgorithmNamed("RSA").get(), L"X509", subjectPublicKeyInfo));
 }
 
-// The public key of a key file: a SubjectPublicKeyInfo (DER, or PEM "PUBLIC KEY"), or the key of
-// a certificate (DER, or PEM "CERTIFICATE").
-std::unique_ptr<IKey> LoadPublicKey(const std::string& path) {
-  const ByteArray content = ReadInput(path);
-  ByteArray der;
-  if (FromPem(content, "CERTIFICATE", &der)) return CertificateKey(der);
-  if (FromPem(content, "PUBLIC KEY", &der)) return ImportedKey(der);
-  // DER: a certificate when it reads as one, else a SubjectPublicKeyInfo.
-  try {
-    return CertificateKey(content);
-  } catch (IException* e) {
-    delete e;
-  }
-  return ImportedKey(content);
+const HashRow& FindHash(const std::string& name) {
+  for (const HashRow& row : kHashes)
+    if (name == row.name) return row;
+  throw UsageError("--hash takes MD5, SHA1, SHA256, SHA384 or SHA512");
 }
 
 ByteArray Digest(const HashRow& hash, const ByteArray& data) {
@@ -110,5 +94,19 @@ constexpr Command kCommands[] = {
 }  // namespace
 
 std::span<const Command> SignatureCommands() { return kCommands; }
+
+std::unique_ptr<ZT::Framework::IKey> LoadPublicKey(const std::string& path) {
+  const ByteArray content = ReadInput(path);
+  ByteArray der;
+  if (FromPem(content, "CERTIFICATE", &der)) return CertificateKey(der);
+  if (FromPem(content, "PUBLIC KEY", &der)) return ImportedKey(der);
+  // DER: a certificate when it reads as one, else a SubjectPublicKeyInfo.
+  try {
+    return CertificateKey(content);
+  } catch (ZT::Framework::IException* e) {
+    delete e;
+  }
+  return ImportedKey(content);
+}
 
 }  // namespace ztcli

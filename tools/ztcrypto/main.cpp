@@ -26,7 +26,10 @@ using Family = std::span<const Command> (*)();
 constexpr Family kFamilies[] = {
     AlgorithmCommands,
     DigestCommands,
+    CipherCommands,
+    ProtectionCommands,
     KeyCommands,
+    AgreementCommands,
     RandomCommands,
     NameCommands,
     SignatureCommands,
