@@ -28,19 +28,11 @@ using namespace ZT::Framework;
 namespace Testing = ZT::Platform::Testing;
 
 using fuzzcheck::Require;
+using fuzzcheck::Take;
 
 std::unique_ptr<IAlgorithm> Algorithm(const wchar_t* name) {
   const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());
   return std::unique_ptr<IAlgorithm>(IAlgorithm::CreateFromFriendlyName(name, parameters.get()));
-}
-
-// A byte string taken from the front of the input, as long as asked or as what is left.
-ByteArray Take(const std::uint8_t*& data, std::size_t& size, std::size_t wanted) {
-  const std::size_t n = wanted < size ? wanted : size;
-  ByteArray bytes(data, data + n);
-  data += n;
-  size -= n;
-  return bytes;
 }
 
 // The id of the exception `call` raises, or 0 when it returns.

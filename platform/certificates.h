@@ -1,6 +1,7 @@
 // Certificate services (crypt32) subset of the seam: certificate contexts, certificate signature
-// checks and chain building, with the published structures, constants and error codes. On
-// Windows they come from <wincrypt.h>.
+// checks and chain building, memory stores with their PKCS #7 form, and PKCS #12 (PFX) import
+// and export, with the published structures, constants and error codes. On Windows they come
+// from <wincrypt.h>.
 //
 // The structures are the published C structures, in the global namespace: blobs are a count and
 // a pointer, integers in a CRYPT_INTEGER_BLOB stand least significant byte first, times are
@@ -13,6 +14,7 @@
 #pragma once
 
 #include "platform/guid.h"
+#include "platform/ncrypt.h"
 #include "platform/systime.h"
 #include "platform/wincrypt.h"
 #include "platform/wintypes.h"
@@ -39,6 +41,46 @@ ZT_SEAM_WRAPPER(BOOL, CertGetCertificateChain,
 #define CertGetCertificateContextProperty ZT_Seam_CertGetCertificateContextProperty
 #define CryptVerifyCertificateSignature ZT_Seam_CryptVerifyCertificateSignature
 #define CertGetCertificateChain ZT_Seam_CertGetCertificateChain
+
+ZT_SEAM_WRAPPER(HCERTSTORE, CertOpenStore,
+                (LPCSTR lpszStoreProvider, DWORD dwEncodingType, HCRYPTPROV_LEGACY hCryptProv, DWORD dwFlags,
+                 const void* pvPara))
+ZT_SEAM_WRAPPER(BOOL, CertCloseStore, (HCERTSTORE hCertStore, DWORD dwFlags))
+ZT_SEAM_WRAPPER(PCCERT_CONTEXT, CertEnumCertificatesInStore, (HCERTSTORE hCertStore, PCCERT_CONTEXT pPrevCertContext))
+ZT_SEAM_WRAPPER(BOOL, CertAddCertificateContextToStore,
+                (HCERTSTORE hCertStore, PCCERT_CONTEXT pCertContext, DWORD dwAddDisposition,
+                 PCCERT_CONTEXT* ppStoreContext))
+ZT_SEAM_WRAPPER(BOOL, CertDeleteCertificateFromStore, (PCCERT_CONTEXT pCertContext))
+ZT_SEAM_WRAPPER(BOOL, CertSaveStore,
+                (HCERTSTORE hCertStore, DWORD dwEncodingType, DWORD dwSaveAs, DWORD dwSaveTo, void* pvSaveToPara,
+                 DWORD dwFlags))
+ZT_SEAM_WRAPPER(BOOL, CryptQueryObject,
+                (DWORD dwObjectType, const void* pvObject, DWORD dwExpectedContentTypeFlags,
+                 DWORD dwExpectedFormatTypeFlags, DWORD dwFlags, DWORD* pdwMsgAndCertEncodingType,
+                 DWORD* pdwContentType, DWORD* pdwFormatType, HCERTSTORE* phCertStore, HCRYPTMSG* phMsg,
+                 const void** ppvContext))
+ZT_SEAM_WRAPPER(BOOL, CertSetCertificateContextProperty,
+                (PCCERT_CONTEXT pCertContext, DWORD dwPropId, DWORD dwFlags, const void* pvData))
+ZT_SEAM_WRAPPER(BOOL, CryptAcquireCertificatePrivateKey,
+                (PCCERT_CONTEXT pCert, DWORD dwFlags, void* pvParameters,
+                 HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* phCryptProvOrNCryptKey, DWORD* pdwKeySpec,
+                 BOOL* pfCallerFreeProvOrNCryptKey))
+ZT_SEAM_WRAPPER(BOOL, PFXIsPFXBlob, (CRYPT_DATA_BLOB * pPFX))
+ZT_SEAM_WRAPPER(HCERTSTORE, PFXImportCertStore, (CRYPT_DATA_BLOB * pPFX, LPCWSTR szPassword, DWORD dwFlags))
+ZT_SEAM_WRAPPER(BOOL, PFXExportCertStoreEx,
+                (HCERTSTORE hStore, CRYPT_DATA_BLOB* pPFX, LPCWSTR szPassword, void* pvPara, DWORD dwFlags))
+#define CertOpenStore ZT_Seam_CertOpenStore
+#define CertCloseStore ZT_Seam_CertCloseStore
+#define CertEnumCertificatesInStore ZT_Seam_CertEnumCertificatesInStore
+#define CertAddCertificateContextToStore ZT_Seam_CertAddCertificateContextToStore
+#define CertDeleteCertificateFromStore ZT_Seam_CertDeleteCertificateFromStore
+#define CertSaveStore ZT_Seam_CertSaveStore
+#define CryptQueryObject ZT_Seam_CryptQueryObject
+#define CertSetCertificateContextProperty ZT_Seam_CertSetCertificateContextProperty
+#define CryptAcquireCertificatePrivateKey ZT_Seam_CryptAcquireCertificatePrivateKey
+#define PFXIsPFXBlob ZT_Seam_PFXIsPFXBlob
+#define PFXImportCertStore ZT_Seam_PFXImportCertStore
+#define PFXExportCertStoreEx ZT_Seam_PFXExportCertStoreEx
 
 #else
 
@@ -123,6 +165,10 @@ typedef ULONG_PTR HCRYPTPROV_LEGACY;
 #define CRYPT_E_REVOCATION_OFFLINE ((HRESULT)0x80092013L)
 #define CRYPT_E_REVOKED ((HRESULT)0x80092010L)
 #define CRYPT_E_UNKNOWN_ALGO ((HRESULT)0x80091002L)
+#define CRYPT_E_EXISTS ((HRESULT)0x80092005L)
+#define CRYPT_E_NO_MATCH ((HRESULT)0x80092009L)
+#define CRYPT_E_NO_KEY_PROPERTY ((HRESULT)0x8009200BL)
+#define CRYPT_E_PENDING_CLOSE ((HRESULT)0x8009200FL)
 
 // A counted byte string; the same layout under every published name.
 typedef struct _CRYPTOAPI_BLOB {
@@ -398,6 +444,191 @@ BOOL WINAPI CertGetCertificateChain(HCERTCHAINENGINE hChainEngine, PCCERT_CONTEX
 
 // Frees a chain and the references it holds on its certificates. Null is accepted.
 void WINAPI CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext);
+
+}  // extern "C"
+
+// ---- stores ---------------------------------------------------------------------------------
+
+typedef void* HCRYPTMSG;
+typedef ULONG_PTR HCRYPTPROV_OR_NCRYPT_KEY_HANDLE;
+
+// CertOpenStore providers and CertCloseStore flags.
+#define CERT_STORE_PROV_MEMORY ((LPCSTR)2)
+#define CERT_CLOSE_STORE_FORCE_FLAG 0x00000001
+#define CERT_CLOSE_STORE_CHECK_FLAG 0x00000002
+
+// CertAddCertificateContextToStore dispositions.
+#define CERT_STORE_ADD_NEW 1
+#define CERT_STORE_ADD_USE_EXISTING 2
+#define CERT_STORE_ADD_REPLACE_EXISTING 3
+#define CERT_STORE_ADD_ALWAYS 4
+
+// CertSaveStore.
+#define CERT_STORE_SAVE_AS_STORE 1
+#define CERT_STORE_SAVE_AS_PKCS7 2
+#define CERT_STORE_SAVE_TO_FILE 1
+#define CERT_STORE_SAVE_TO_MEMORY 2
+
+// CryptQueryObject: the object's kind, and the contents and formats expected and found.
+#define CERT_QUERY_OBJECT_FILE 0x00000001
+#define CERT_QUERY_OBJECT_BLOB 0x00000002
+#define CERT_QUERY_CONTENT_CERT 1
+#define CERT_QUERY_CONTENT_PKCS7_SIGNED 8
+#define CERT_QUERY_CONTENT_PKCS7_UNSIGNED 9
+#define CERT_QUERY_CONTENT_PFX 12
+#define CERT_QUERY_CONTENT_FLAG_CERT (1 << CERT_QUERY_CONTENT_CERT)
+#define CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED (1 << CERT_QUERY_CONTENT_PKCS7_SIGNED)
+#define CERT_QUERY_CONTENT_FLAG_PKCS7_UNSIGNED (1 << CERT_QUERY_CONTENT_PKCS7_UNSIGNED)
+#define CERT_QUERY_CONTENT_FLAG_PFX (1 << CERT_QUERY_CONTENT_PFX)
+#define CERT_QUERY_FORMAT_BINARY 1
+#define CERT_QUERY_FORMAT_BASE64_ENCODED 2
+#define CERT_QUERY_FORMAT_FLAG_BINARY (1 << CERT_QUERY_FORMAT_BINARY)
+#define CERT_QUERY_FORMAT_FLAG_BASE64_ENCODED (1 << CERT_QUERY_FORMAT_BASE64_ENCODED)
+
+// The context property that pairs a certificate with its private key.
+#define CERT_NCRYPT_KEY_HANDLE_PROP_ID 78
+#define CERT_STORE_NO_CRYPT_RELEASE_FLAG 0x00000001
+#define CERT_NCRYPT_KEY_SPEC 0xFFFFFFFF
+
+// CryptAcquireCertificatePrivateKey flags.
+#define CRYPT_ACQUIRE_CACHE_FLAG 0x00000001
+#define CRYPT_ACQUIRE_SILENT_FLAG 0x00000040
+#define CRYPT_ACQUIRE_ALLOW_NCRYPT_KEY_FLAG 0x00010000
+#define CRYPT_ACQUIRE_PREFER_NCRYPT_KEY_FLAG 0x00020000
+#define CRYPT_ACQUIRE_ONLY_NCRYPT_KEY_FLAG 0x00040000
+
+// PFXImportCertStore flags (CRYPT_EXPORTABLE is in platform/wincrypt.h).
+#define CRYPT_USER_KEYSET 0x00001000
+#define PKCS12_ALWAYS_CNG_KSP 0x00000200
+#define PKCS12_NO_PERSIST_KEY 0x00008000
+
+// PFXExportCertStoreEx flags, and the parameters of PKCS12_EXPORT_PBES2_PARAMS.
+#define REPORT_NO_PRIVATE_KEY 0x00000001
+#define REPORT_NOT_ABLE_TO_EXPORT_PRIVATE_KEY 0x00000002
+#define EXPORT_PRIVATE_KEYS 0x00000004
+#define PKCS12_EXPORT_PBES2_PARAMS 0x00000080
+#define PKCS12_PBES2_ALG_AES256_SHA256 L"AES256-SHA256"
+
+typedef struct _PKCS12_PBES2_EXPORT_PARAMS {
+  DWORD dwSize;
+  PVOID hNcryptDescriptor;  // must be null here
+  LPWSTR pwszPbes2Alg;      // PKCS12_PBES2_ALG_AES256_SHA256
+} PKCS12_PBES2_EXPORT_PARAMS, *PPKCS12_PBES2_EXPORT_PARAMS;
+
+extern "C" {
+
+// Opens a store. Only the memory store (CERT_STORE_PROV_MEMORY, pvPara null) is offered here:
+// an empty store that lives until it is closed and its last context is freed; another provider
+// fails with ERROR_CALL_NOT_IMPLEMENTED. The encoding type and flags are not used.
+//
+// A store keeps its certificates newest first: each added certificate goes to the head of its
+// list, so CertEnumCertificatesInStore gives them in the reverse of the order in which they were
+// added, and a store read from a PKCS #7 bundle (CryptQueryObject) gives the bundle's
+// certificates last stored first. (This is how the platform's stores keep their list: the
+// behaviour its own support material describes, which its PKCS #12 readers elsewhere reproduce.)
+HCERTSTORE WINAPI CertOpenStore(LPCSTR lpszStoreProvider, DWORD dwEncodingType, HCRYPTPROV_LEGACY hCryptProv,
+                                DWORD dwFlags, const void* pvPara);
+
+// Closes a store handle and drops the store's references on its contexts; contexts the caller
+// still holds stay valid. With CERT_CLOSE_STORE_CHECK_FLAG it returns FALSE with
+// CRYPT_E_PENDING_CLOSE when such contexts remain (the store is closed all the same). Null: TRUE.
+// Another value: FALSE with E_INVALIDARG.
+BOOL WINAPI CertCloseStore(HCERTSTORE hCertStore, DWORD dwFlags);
+
+// The store's first context (pPrevCertContext null) or the one after pPrevCertContext, which is
+// freed; null with CRYPT_E_NOT_FOUND at the end (also when pPrevCertContext was deleted from the
+// store meanwhile). The context returned is a new reference. pPrevCertContext of another store:
+// E_INVALIDARG (and it is freed).
+PCCERT_CONTEXT WINAPI CertEnumCertificatesInStore(HCERTSTORE hCertStore, PCCERT_CONTEXT pPrevCertContext);
+
+// Adds a new context of the same certificate to the head of the store (CERT_STORE_ADD_ALWAYS;
+// CERT_STORE_ADD_NEW fails with CRYPT_E_EXISTS when a context of the same certificate, by its
+// SHA-1 hash, is there already; other dispositions: E_INVALIDARG). The context's properties are
+// not copied: the key of a context stays with it. *ppStoreContext, when given, gets a new
+// reference to the store's context.
+BOOL WINAPI CertAddCertificateContextToStore(HCERTSTORE hCertStore, PCCERT_CONTEXT pCertContext,
+                                             DWORD dwAddDisposition, PCCERT_CONTEXT* ppStoreContext);
+
+// Removes a context from its store and frees that reference (always, even on failure). A context
+// that belongs to no store: FALSE with E_INVALIDARG; a context of a store closed meanwhile, or
+// deleted already: TRUE.
+BOOL WINAPI CertDeleteCertificateFromStore(PCCERT_CONTEXT pCertContext);
+
+// Writes the store's certificates, in enumeration order, as a PKCS #7 bundle in DER
+// (CERT_STORE_SAVE_AS_PKCS7; dwEncodingType must include PKCS_7_ASN_ENCODING) to memory
+// (CERT_STORE_SAVE_TO_MEMORY, pvSaveToPara a CRYPT_DATA_BLOB*): a SignedData of version 1 with
+// no digest algorithms, empty data content, the certificates and no signers. A null pbData
+// stores the size in cbData; a smaller cbData gives ERROR_MORE_DATA with the size. Other forms:
+// E_INVALIDARG.
+BOOL WINAPI CertSaveStore(HCERTSTORE hCertStore, DWORD dwEncodingType, DWORD dwSaveAs, DWORD dwSaveTo,
+                          void* pvSaveToPara, DWORD dwFlags);
+
+// Recognises the object in memory (CERT_QUERY_OBJECT_BLOB, pvObject a CERT_BLOB*). Offered: a
+// PKCS #7 bundle without signers (CERT_QUERY_CONTENT_FLAG_PKCS7_UNSIGNED) in binary form
+// (CERT_QUERY_FORMAT_FLAG_BINARY; DER, or BER with indefinite lengths, as the platform reads it),
+// nothing after it: a ContentInfo of signedData whose SignedData has no signer infos; its
+// certificates (each one DER certificate) go into a new memory store returned in *phCertStore, in
+// the order they are stored (so they enumerate last first); CRLs are skipped. Anything else, a single certificate among them, fails with CRYPT_E_NO_MATCH;
+// phMsg and ppvContext must be null (messages are not offered). The outputs that are given get
+// the encoding type (X509_ASN_ENCODING | PKCS_7_ASN_ENCODING), CERT_QUERY_CONTENT_PKCS7_UNSIGNED
+// and CERT_QUERY_FORMAT_BINARY.
+BOOL WINAPI CryptQueryObject(DWORD dwObjectType, const void* pvObject, DWORD dwExpectedContentTypeFlags,
+                             DWORD dwExpectedFormatTypeFlags, DWORD dwFlags, DWORD* pdwMsgAndCertEncodingType,
+                             DWORD* pdwContentType, DWORD* pdwFormatType, HCERTSTORE* phCertStore, HCRYPTMSG* phMsg,
+                             const void** ppvContext);
+
+// Sets a property of a context. Offered: CERT_NCRYPT_KEY_HANDLE_PROP_ID (pvData points to an
+// NCRYPT_KEY_HANDLE), which pairs the context with that private key: the context then owns the
+// handle and frees it with NCryptFreeObject when it goes or is paired again, unless dwFlags has
+// CERT_STORE_NO_CRYPT_RELEASE_FLAG. A null pvData removes the pairing. Another property or a null
+// context: E_INVALIDARG; a handle that is not a finalized NCrypt key: NTE_INVALID_HANDLE.
+BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId, DWORD dwFlags,
+                                              const void* pvData);
+
+// The private key paired with the context: an NCrypt key (the flags must allow one:
+// CRYPT_ACQUIRE_ALLOW_, _PREFER_ or _ONLY_NCRYPT_KEY_FLAG, else NTE_BAD_FLAGS), with
+// *pdwKeySpec CERT_NCRYPT_KEY_SPEC and *pfCallerFreeProvOrNCryptKey FALSE: the context keeps
+// it. No key: CRYPT_E_NO_KEY_PROPERTY. pvParameters must be null.
+BOOL WINAPI CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlags, void* pvParameters,
+                                              HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* phCryptProvOrNCryptKey,
+                                              DWORD* pdwKeySpec, BOOL* pfCallerFreeProvOrNCryptKey);
+
+// Whether the bytes decode as a PFX (PKCS #12 version 3; BER, trailing bytes ignored).
+BOOL WINAPI PFXIsPFXBlob(CRYPT_DATA_BLOB* pPFX);
+
+// Reads a PFX into a new memory store: every certificate of its safes, in file order (so they
+// enumerate last first), and every private key paired with the certificate whose public key it
+// matches, by key and not by local key identifier (a key matching several certificates is
+// paired with each). The keys are ephemeral NCrypt keys whatever the flags (this platform keeps
+// no keys on disk, as with PKCS12_NO_PERSIST_KEY), exportable in plain text only with
+// CRYPT_EXPORTABLE.
+//
+// The password (null for none) is tried as UTF-8 (the PKCS #12 BMPString for the MAC and the
+// PKCS #12 key derivation); an empty one is tried as empty and then as none. The MAC, when there
+// is one, must verify; encrypted safes and shrouded keys must decrypt. Readable: what OpenSSL's
+// PKCS #12 support reads in the seam's library context, where the legacy provider serves RC2,
+// 3DES and the PKCS #12 key derivation. Failures: a wrong password ERROR_INVALID_PASSWORD; bytes
+// that are not a PFX CRYPT_E_ASN1_BADTAG; a safe or bag that does not decode CRYPT_E_ASN1_CORRUPT,
+// enveloped safes NTE_NOT_SUPPORTED; a key derivation (MAC, safe or key) of more than a million
+// iterations NTE_BAD_DATA (a file crafted to hold the import); a private key that matches none of
+// the certificates
+// CRYPT_E_NOT_FOUND (the system would leave it in no context; here the import fails instead, so
+// that no key is lost unseen). Flags other than those named above: NTE_BAD_FLAGS.
+HCERTSTORE WINAPI PFXImportCertStore(CRYPT_DATA_BLOB* pPFX, LPCWSTR szPassword, DWORD dwFlags);
+
+// Writes the store's certificates, in enumeration order, to a PFX under szPassword (null: empty)
+// with, given EXPORT_PRIVATE_KEYS, the key paired with each (a shrouded key bag; key and
+// certificate carry the certificate's SHA-1 hash as local key identifier). A key that may not be
+// exported in plain text fails with NTE_NOT_SUPPORTED given REPORT_NOT_ABLE_TO_EXPORT_PRIVATE_KEY
+// and is left out without it; a certificate without key fails with CRYPT_E_NO_KEY_PROPERTY given
+// REPORT_NO_PRIVATE_KEY. Protection: with PKCS12_EXPORT_PBES2_PARAMS and pvPara a
+// PKCS12_PBES2_EXPORT_PARAMS naming PKCS12_PBES2_ALG_AES256_SHA256, keys and certificates under
+// AES-256-CBC with PBKDF2-HMAC-SHA256 and a SHA-256 MAC; without it pbeWithSHAAnd3-KeyTripleDES-CBC
+// and a SHA-1 MAC; 2048 iterations each. Two calls for one store give the same size (the salts
+// and IVs differ). A null pbData stores the size in cbData; a smaller cbData gives
+// ERROR_MORE_DATA with the size.
+BOOL WINAPI PFXExportCertStoreEx(HCERTSTORE hStore, CRYPT_DATA_BLOB* pPFX, LPCWSTR szPassword, void* pvPara,
+                                 DWORD dwFlags);
 
 }  // extern "C"
 

@@ -10,3 +10,5 @@
 #include "platform/systime.h"
 #include "platform/oleauto.h"
 #include "platform/certificates.h"
+#include "platform/fileapi.h"
+#include "platform/dpapi.h"

@@ -5,9 +5,11 @@
 // - The trust store of the chain engine (platform/certificates.h).
 // - Call failures: any entry of the seam that reports failures can be made to fail on a given
 //   call, so that tests reach the failure paths of its callers.
+// - The locations of the data-protection service's secrets (platform/dpapi.h).
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "platform/wintypes.h"
@@ -60,12 +62,12 @@ namespace ZT::Platform::Testing {
 // - NTSTATUS (BCrypt*), SECURITY_STATUS (NCrypt*), HRESULT (CoCreateGuid, VarDateFromStr) and
 //   errno_t (rand_s) entries return `code`;
 // - entries that report through GetLastError (the CryptoAPI calls, the certificate services,
-//   SystemTimeToFileTime, SetDllDirectoryW, LoadLibraryW, GetProcAddress) set `code` as the
-//   thread's last error and return FALSE or null;
+//   data protection and its administration, SystemTimeToFileTime, SetDllDirectoryW, LoadLibraryW,
+//   GetProcAddress) set `code` as the thread's last error and return FALSE or null;
 // - VariantTimeToSystemTime returns FALSE (it reports no code).
 // The check comes before the entry looks at its arguments. Releases (BCryptDestroyHash,
 // BCryptCloseAlgorithmProvider, CryptReleaseContext, CertFreeCertificateContext, FreeLibrary,
-// ...) cannot be made to fail: no caller acts on their result, and a release that did not happen
+// LocalFree, ...) cannot be made to fail: no caller acts on their result, and a release that did not happen
 // would only leak. Nor can the entries that have no failure result:
 // CertDuplicateCertificateContext, CertFindExtension (null means "not found"),
 // CertVerifyTimeValidity, GetSystemTimeAsFileTime, GetLastError and SetLastError.
@@ -87,7 +89,29 @@ std::size_t PendingCallFailures();
 void ResetCallFailures();
 
 // The number of handles of the seam that are live: algorithm providers, hashes, keys, secrets,
-// CryptoAPI contexts and keys. A failure path that releases everything leaves it as it was.
+// CryptoAPI contexts and keys, key storage providers and keys, certificate stores, files, file
+// mappings and mapped views, and the blocks handed out for LocalFree. A failure path that
+// releases everything leaves it as it was.
 std::size_t LiveHandleCount();
+
+}  // namespace ZT::Platform::Testing
+
+namespace ZT::Platform::Testing {
+
+// Where the data-protection service keeps its secrets, in place of the user's private directory
+// (~/.local/share/ztcrypto) and the machine's (/var/lib/ztcrypto): two directory paths, each
+// created on demand as the real one is. A redirected machine directory and its secret may also
+// belong to the user running the tests (the real ones must belong to root). This is the only way
+// to move them: the service reads no environment variable.
+struct ProtectionSecretLocations {
+  std::string userDirectory;
+  std::string machineDirectory;
+};
+
+// From now on the service uses `locations` (in this process and in the children it forks).
+void RedirectProtectionSecrets(const ProtectionSecretLocations& locations);
+
+// Back to the real locations.
+void RestoreProtectionSecrets();
 
 }  // namespace ZT::Platform::Testing

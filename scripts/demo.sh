@@ -36,6 +36,38 @@ run genkey 32
 run random 16
 run guid
 
+echo
+echo "== ECDH: the tool and the openssl tool reach the same secret"
+(
+  tool=$(realpath "$tool")
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  cd "$work"
+  run ecdh genkey --curve P384
+  echo
+  echo "\$ openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out alice.pem"
+  openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out alice.pem
+  alice=$(openssl pkey -in alice.pem -pubout -outform DER | tail -c 65 | od -An -tx1 | tr -d ' \n')
+  echo "(Alice's public point: $alice)"
+  echo
+  echo "\$ ztcrypto ecdh agree --curve P256 --peer \$alice"
+  agreed=$("$tool" ecdh agree --curve P256 --peer "$alice")
+  echo "$agreed"
+  bob=$(echo "$agreed" | sed -n 's/^Public key: //p')
+  # Bob's point as a key the openssl tool reads: Alice's public key info with his point for hers.
+  { openssl pkey -in alice.pem -pubout -outform DER | head -c -65; printf "$(echo "$bob" | sed 's/../\\x&/g')"; } > bob.der
+  echo
+  echo "\$ openssl pkeyutl -derive -inkey alice.pem -peerkey bob.der -peerform DER | openssl dgst -sha1 -r"
+  theirs=$(openssl pkeyutl -derive -inkey alice.pem -peerkey bob.der -peerform DER | openssl dgst -sha1 -r | cut -d' ' -f1)
+  echo "$theirs"
+  [ "Secret: $theirs" = "$(echo "$agreed" | tail -n 1)" ] && echo "(the same secret on both sides)" || echo "(SECRETS DIFFER)"
+)
+echo
+echo "(RFC 7518, appendix C: the key 56aa8deaf8236d205c2228cd71a7101a from the ECDH-ES example's Z)"
+run kdf 800-56a --secret 9e56d91d817135d372834283bf84269cfb316ea3da806a48f6daa7798cfe90c4 \
+  --other-info 000000074131323847434d00000005416c69636500000003426f6200000080 --length 16
+
+echo
 echo "== X.500 names, OIDs and extension values"
 run name 'CN=Test User, O="Acme, Inc.", C=US'
 run name --reverse 'CN=Alice + OID.0.9.2342.19200300.100.1.1=alice; O=Example'
@@ -75,6 +107,25 @@ echo "== Block ciphers, CMAC and RSA encryption (binary output shown in hex)"
 )
 
 echo
+echo "== Data protection for this user (the user's secret is made on first use in ~/.local/share/ztcrypto)"
+(
+  show() {  # stderr too, in order: the description and the errors are the point here
+    echo
+    echo "\$ $1"
+    shift
+    "$@" 2>&1 || echo "(exit status $?)"
+  }
+  blob=$(mktemp)
+  trap 'rm -f "$blob"' EXIT
+  show "printf 'my PIN is 1234' | ztcrypto protect --entropy 5eed --description 'card PIN' --out blob" \
+    sh -c "printf 'my PIN is 1234' | '$tool' protect --entropy 5eed --description 'card PIN' --out '$blob'"
+  show "ztcrypto unprotect --entropy 5eed blob" sh -c "'$tool' unprotect --entropy 5eed '$blob'; echo"
+  show "ztcrypto unprotect --entropy 5eee blob" "$tool" unprotect --entropy 5eee "$blob"
+  show "printf 'for every user of this machine' | ztcrypto protect --machine" \
+    sh -c "printf 'for every user of this machine' | '$tool' protect --machine > /dev/null && echo '(protected)'"
+)
+
+echo
 echo "== RSA signatures (key, data and signatures made by the openssl tool, in tests/fixtures/rsa)"
 (
   tool=$(realpath "$tool")
@@ -99,4 +150,17 @@ echo "== Certificates and the smart-card policy (fixtures made by the openssl to
   run cert verify logon.der --issuer intermediate.pem
   run cert verify logon.der --issuer root.pem
   run cert trust --timeout 1000 logon.der
+)
+
+echo
+echo "== Certificate stores (bundles and PFX files made by the openssl tool, in tests/fixtures/stores)"
+(
+  tool=$(realpath "$tool")
+  cd "$(dirname "$0")/../tests/fixtures/stores"
+  run p7b list three.p7b
+  run p12 list chain.p12 --password-file password.txt
+  run p12 list legacy.p12 --password-file password.txt
+  echo
+  echo "\$ echo wrong | ztcrypto p12 list modern.p12"
+  echo wrong | "$tool" p12 list modern.p12 || echo "(exit status $?)"
 )

@@ -4,8 +4,14 @@
 #include <memory>
 #include <string_view>
 
+#include "cng/crypto.cng.80056akeyderivation.h"
 #include "cng/crypto.cng.cvccertificates.h"
 #include "cng/crypto.cng.digest.h"
+#include "cng/crypto.cng.ecdhkeyagreement.h"
+#include "cng/crypto.cng.ecdhkeypairgenerator.h"
+#include "cng/crypto.cng.ecpublickeys.h"
+#include "cng/crypto.cng.dpapiciphers.h"
+#include "cng/crypto.cng.dpapikeyderivation.h"
 #include "cng/crypto.cng.keyderivation.h"
 #include "cng/crypto.cng.keygenerator.h"
 #include "cng/crypto.cng.macsha.h"
@@ -13,6 +19,7 @@
 #include "cng/crypto.cng.rsaciphers.h"
 #include "cng/crypto.cng.rsakeys.h"
 #include "cng/crypto.cng.rsasignature.h"
+#include "cng/crypto.cng.symkeysysstores.h"
 #include "cng/crypto.cng.symmetricciphers.h"
 #include "cng/crypto.cng.util.keys.h"
 #include "common/crypto.cmac.h"
@@ -158,9 +165,8 @@ Cipher* NewSymmetricCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICry
   return NewEngine<CCNGSymmetricCipher>(fn, L"new CCNGSymmetricCipher() failed", pAlgorithm, pParams);
 }
 
-// "DPAPI" joins with the data-protection engine; until then it is not implemented.
-Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm*, ICryptoParserParameterMap*) {
-  fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+Cipher* NewDataProtectionCipher(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CDataProtectionAPICipher>(fn, L"new CDataProtectionAPICipher() failed", pAlgorithm, pParams);
 }
 
 constexpr EngineRow<Cipher> kCipherEngines[] = {
@@ -175,10 +181,29 @@ KeyDerivation* NewPbkdf2(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICrypt
   return NewEngine<CCNGPBKDF2KeyDerivation>(fn, L"new CCNGPBKDF2KeyDerivation() failed", pAlgorithm, pParams);
 }
 
-// "800_56A_KDF" and "DPAPI" join with their engines; until then they are not implemented.
+KeyDerivation* New80056A(const FunctionTrace& fn, IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams) {
+  return NewEngine<CCNG80056AKeyDerivation>(fn, L"new CCNG80056AKeyDerivation() failed", pAlgorithm, pParams);
+}
+
+KeyDerivation* NewDataProtectionDerivation(const FunctionTrace& fn, IAlgorithm* pAlgorithm,
+                                           ICryptoParserParameterMap* pParams) {
+  return NewEngine<CDataProtectionAPIKeyDerivation>(fn, L"new CDataProtectionAPIKeyDerivation() failed", pAlgorithm,
+                                                    pParams);
+}
+
 constexpr EngineRow<KeyDerivation> kKeyDerivationEngines[] = {
+    {L"800_56A_KDF", &New80056A},
     {L"PKCS5_PBKDF2", &NewPbkdf2},
+    {L"DPAPI", &NewDataProtectionDerivation},
 };
+
+// The ECDH engines, on the curves of the EC keys; the parameter map is not theirs to read.
+template <class Engine, class Family>
+Family* NewEcdhEngine(const FunctionTrace& fn, const wchar_t* failure, IAlgorithm* pAlgorithm) {
+  RequireAlgorithm(fn, pAlgorithm);
+  if (FindEcCurve(pAlgorithm->GetFriendlyName()) == nullptr) fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+  return NewEngine<Engine>(fn, failure, pAlgorithm, nullptr);
+}
 
 }  // namespace
 
@@ -251,6 +276,21 @@ KeyDerivation* KeyDerivation::Create(IAlgorithm* pAlgorithm, ICryptoParserParame
   });
 }
 
+KeyPairGenerator* KeyPairGenerator::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap*) {
+  const FunctionTrace fn(L"KeyPairGenerator::Create");
+  return fn.Run([&] {
+    return NewEcdhEngine<CCNGECDHKeyPairGenerator, KeyPairGenerator>(fn, L"new CCNGECDHKeyPairGenerator() failed",
+                                                                     pAlgorithm);
+  });
+}
+
+KeyAgreement* KeyAgreement::Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap*) {
+  const FunctionTrace fn(L"KeyAgreement::Create");
+  return fn.Run([&] {
+    return NewEcdhEngine<CCNGECDHKeyAgreement, KeyAgreement>(fn, L"new CCNGECDHKeyAgreement() failed", pAlgorithm);
+  });
+}
+
 // ---- paddings --------------------------------------------------------------------------------
 
 IPadding* IPadding::Create(const WString& sName, unsigned int nKeyLength, ICryptoParserParameterMap* pParams) {
@@ -299,6 +339,10 @@ IKey* NewRawSecretKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
   return new CSoftSecretKey(CloneAlgorithm(pAlgorithm), baEncoded);
 }
 
+IKey* NewEcPublicKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
+  return new CCNGECPublicKey(CloneAlgorithm(pAlgorithm), baEncoded);
+}
+
 IKey* NewRsaPublicKey(IAlgorithm* pAlgorithm, const ByteArray& baEncoded) {
   return CCNGRSAPublicKey::Import(CloneAlgorithm(pAlgorithm), baEncoded);
 }
@@ -311,9 +355,10 @@ IKey* NewRsaPrivateKeyFromBlob(IAlgorithm* pAlgorithm, const ByteArray& baEncode
   return CCNGRSAPrivateCRTKey::ImportPrivateKeyBlob(CloneAlgorithm(pAlgorithm), baEncoded);
 }
 
-// One row per format word. EC keys bring "ECCPublicKey" and "ECC".
+// One row per format word the library imports.
 constexpr KeyFormatRow kKeyFormats[] = {
     {L"RAW", L"new CSoftSecretKey() failed", &NewRawSecretKey},
+    {L"ECCPublicKey", L"new CCNGECPublicKey() failed", &NewEcPublicKey},
     {L"X509", L"new CCNGRSAPublicKey() failed", &NewRsaPublicKey},
     {L"PKCS8", L"new CCNGRSAPrivateCRTKey() failed", &NewRsaPrivateKeyFromPKCS8},
     {L"MSPrivateKeyBlob", L"new CCNGRSAPrivateCRTKey() failed", &NewRsaPrivateKeyFromBlob},
@@ -325,6 +370,8 @@ IKey* IKey::Create(IAlgorithm* pAlgorithm, const WString& sFormat, const ByteArr
   const FunctionTrace fn(L"IKey::Create");
   return fn.Run([&]() -> IKey* {
     RequireAlgorithm(fn, pAlgorithm);
+    // An EC private key lives only inside the platform, in a generated key pair.
+    if (sFormat == L"ECC") fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented", L"EC private keys are never imported");
     for (const KeyFormatRow& row : kKeyFormats)
       if (sFormat == row.format) return fn.Wrap(row.failure, [&] { return row.create(pAlgorithm, baEncoded); });
     fn.Raise(CRYPTO_NOT_SUPPORTED, L"Unsupported key format", L"Unsupported key format: %s", sFormat);
@@ -383,6 +430,20 @@ ISharedSecret* ISharedSecret::Create(const ByteArray& baSecret) {
   return fn.Run([&] {
     return fn.Wrap(L"new CSoftSharedSecret() failed", [&] { return new CSoftSharedSecret(baSecret); });
   });
+}
+
+// ---- stores ---------------------------------------------------------------------------------
+
+ISymetricKeySystemStore* ISymetricKeySystemStore::Load(const WString&) {
+  const FunctionTrace fn(L"ISymetricKeySystemStore::Load");
+  return fn.Run([&] {
+    return fn.Wrap(L"new CSymetricKeySystemStore() failed", [] { return new CSymetricKeySystemStore; });
+  });
+}
+
+void ISymetricKeySystemStore::save(ISymetricKeyStore*, const WString&) {
+  const FunctionTrace fn(L"ISymetricKeySystemStore::save");
+  fn.Run([&] { fn.Raise(CRYPTO_NOT_IMPLEMENTED, L"Not Implemented"); });
 }
 
 // ---- names ----------------------------------------------------------------------------------

@@ -20,6 +20,15 @@ entry 2 blob-rsa2048 "$rsa/rsa2048.blob"
 entry 3 pkcs1-block "$rsa/hello.pkcs1.block"
 entry 4 oaep-block "$rsa/hello.oaep.block"
 entry 5 x931-block "$rsa/x931.direct.block"
+# EC public points: the tail of the openssl tool's EC public keys (tests/fixtures/ec).
+ec=../../tests/fixtures/ec
+work_ec=$(mktemp -d)
+for curve in 6:p256:65 7:p384:97 8:p521:133; do
+  IFS=: read -r selector name size <<< "$curve"
+  tail -c "$size" "$ec/$name.pub.der" > "$work_ec/$name.point"
+  entry "$selector" "ecc-$name" "$work_ec/$name.point"
+done
+rm -rf "$work_ec"
 
 # A small key's blocks, so that short inputs reach the decoders' accepting paths too.
 work=$(mktemp -d)

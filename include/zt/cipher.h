@@ -1,5 +1,5 @@
-// Ciphers: AES, DES and triple DES in CBC and ECB, and RSA public-key encryption, chosen by the
-// algorithm's friendly name.
+// Ciphers: AES, DES and triple DES in CBC and ECB, RSA public-key encryption, and the platform's
+// data protection, chosen by the algorithm's friendly name.
 #pragma once
 
 #include "zt/algorithm.h"
@@ -37,7 +37,18 @@ inline constexpr unsigned int CIPHER_UNWRAP_MODE = 3;
 // "PKCS1" (PKCS #1 v1.5, at most k - 11 bytes) or "OAEP" (SHA-1 and MGF1-SHA-1, at most k - 41
 // bytes, the label from "CryptoParameterOAEPEncodingParamMode", empty when absent).
 //
-// Where the platform's CNG services cannot be loaded, both fall back to CryptoAPI. That provider
+// The data-protection engine ("DPAPI") protects (mode 0) and unprotects (mode 1) with the
+// platform's data protection (zt/dataprotection.h), with a key of the symmetric key system store
+// (zt/symkeystore.h) or one derived from it (KeyDerivation "DPAPI"): a key labelled exactly
+// "Device" binds the data to this machine, any other label to the current user; the key's salt,
+// when it has one, is the entropy, which unprotecting must give again. A blob says whose it is,
+// so either key opens what it may. Other keys throw CRYPTO_NOT_SUPPORTED ("Only DPAPI keys are
+// supported"), as does Init with a certificate. A failure of the platform comes as "Cipher
+// failed" around CRYPTO_INTERNAL_ERROR "CryptProtectData failed!" or "CryptUnprotectData
+// failed!"; the platform's code is in the level-1 line. The parameter map is not read.
+//
+// Where the platform's CNG services cannot be loaded, the symmetric and RSA engines fall back to
+// CryptoAPI. That provider
 // takes DES and triple DES keys of 8 and 24 bytes only (no AES), adds a padding block of its own
 // to every encryption and expects one on every decryption, and refuses an RSA block that is
 // already padded: on that path ciphertexts differ from the CNG path's (they carry the provider's
@@ -79,9 +90,9 @@ class ZT_CRYPTO_API Cipher {
   virtual void Wrap(IKey* pKey, ByteArray& baWrappedKey) = 0;
 
   // A new engine for `pAlgorithm` (cloned; the caller keeps its own), owned by the caller:
-  // "RSA" gives RSA encryption, "DES", "3DES" and "AES" the block ciphers. "DPAPI" throws
-  // CRYPTO_NOT_IMPLEMENTED for now; any other name CRYPTO_NO_SUCH_ALGORITHM ("Unknown
-  // algorithm"), a null algorithm CRYPTO_BAD_PARAM. `pParams` is kept, not owned, and read at
+  // "RSA" gives RSA encryption, "DES", "3DES" and "AES" the block ciphers, "DPAPI" the platform's
+  // data protection; any other name CRYPTO_NO_SUCH_ALGORITHM ("Unknown algorithm"), a null
+  // algorithm CRYPTO_BAD_PARAM. `pParams` is kept, not owned, and read at
   // each DoFinal: it must outlive the engine (it may be null where no parameter is needed).
   static Cipher* Create(IAlgorithm* pAlgorithm, ICryptoParserParameterMap* pParams);
 };

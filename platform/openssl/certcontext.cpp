@@ -1,7 +1,9 @@
 // Certificate contexts: a DER certificate decoded into the published CERT_CONTEXT and CERT_INFO,
-// on the library's strict DER reader. The context owns a copy of the encoding; the blobs of
-// CERT_INFO point into that copy, except the serial number (reversed into its own buffer, least
-// significant byte first, as the platform gives it) and the OIDs (text).
+// on the library's strict DER reader. The decoded certificate owns a copy of the encoding; the
+// blobs of CERT_INFO point into that copy, except the serial number (reversed into its own
+// buffer, least significant byte first, as the platform gives it) and the OIDs (text). It is
+// immutable once made, so the contexts of one certificate (a store's copy and its source) share
+// it; each context has its references, its store and its private key of its own.
 
 #include "platform/openssl/certcontext.h"
 
@@ -16,6 +18,7 @@
 #include "codec/crypto.asn1.certificate.h"
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/library.h"
+#include "platform/openssl/ncryptkeys.h"
 
 using namespace ZT::Platform;
 namespace Asn1 = ZT::Framework::Asn1;
@@ -24,12 +27,9 @@ namespace Der = ZT::Framework::Der;
 
 namespace {
 
-// A context and everything it owns. The published handle points at `context`, the first member
-// of a standard-layout block, so the block is found again from the handle.
-struct CertContextBlock {
-  CERT_CONTEXT context;
-  CERT_INFO info;
-  std::atomic<std::uint32_t> references;
+// A decoded certificate and everything its CERT_INFO points into.
+struct DecodedCertificate {
+  CERT_INFO info{};
   std::vector<BYTE> encoded;
   std::vector<BYTE> serialNumber;
   std::string signatureAlgorithm;
@@ -37,6 +37,23 @@ struct CertContextBlock {
   std::vector<std::string> extensionOids;
   std::vector<CERT_EXTENSION> extensions;
   unsigned char sha1[kSha1Size];
+};
+
+// A context: the published structure, its references, and what it holds of its own. The
+// published handle points at `context`, the first member of a standard-layout block, so the
+// block is found again from the handle.
+struct CertContextBlock {
+  CERT_CONTEXT context;
+  std::atomic<std::uint32_t> references;
+  std::shared_ptr<const DecodedCertificate> decoded;
+  // The private key paired with the context (0: none), and whether the context frees it.
+  std::atomic<NCRYPT_KEY_HANDLE> key;
+  std::atomic<bool> releasesKey;
+
+  ~CertContextBlock() { ReleaseKey(key.load(std::memory_order_relaxed), releasesKey.load(std::memory_order_relaxed)); }
+  static void ReleaseKey(NCRYPT_KEY_HANDLE handle, bool releases) {
+    if (handle != 0 && releases) NCryptFreeObject(handle);
+  }
 };
 static_assert(std::is_standard_layout_v<CertContextBlock>, "the context must be the block's first member");
 
@@ -66,7 +83,7 @@ void SetFileTime(FILETIME* out, const Der::CalendarTime& time) {
 
 // CERT_INFO from the TBSCertificate `tbs` (read by the codec's reader of it) and its extensions;
 // the members point into the block, whose buffers are complete once everything is read.
-bool ReadCertInfo(Der::Bytes tbs, CertContextBlock* block) {
+bool ReadCertInfo(Der::Bytes tbs, DecodedCertificate* block) {
   Asn1::TbsCertificateView view;
   if (!Asn1Read::ReadTbsCertificate(tbs, &view)) return false;
   for (Der::Reader list = view.extensions; !list.Empty();) {
@@ -112,27 +129,26 @@ PCCERT_CONTEXT Fail(DWORD error) {
   return nullptr;
 }
 
-// The property's value into the caller's buffer, with the size protocol of the platform.
-BOOL ReturnProperty(const unsigned char* value, DWORD size, void* pvData, DWORD* pcbData) {
-  if (pvData == nullptr) {
-    *pcbData = size;
-    return TRUE;
-  }
-  const DWORD room = *pcbData;
-  *pcbData = size;
-  if (room < size) {
-    SetLastError(ERROR_MORE_DATA);
-    return FALSE;
-  }
-  std::memcpy(pvData, value, size);
-  return TRUE;
+// A new context (one reference) of the decoded certificate, in `store`.
+PCCERT_CONTEXT NewContext(std::shared_ptr<const DecodedCertificate> decoded, HCERTSTORE store) {
+  auto block = std::make_unique<CertContextBlock>();
+  block->context.dwCertEncodingType = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+  block->context.pbCertEncoded = const_cast<BYTE*>(decoded->encoded.data());
+  block->context.cbCertEncoded = static_cast<DWORD>(decoded->encoded.size());
+  block->context.pCertInfo = const_cast<CERT_INFO*>(&decoded->info);
+  block->context.hCertStore = store;
+  block->references.store(1, std::memory_order_relaxed);
+  block->decoded = std::move(decoded);
+  block->key.store(0, std::memory_order_relaxed);
+  block->releasesKey.store(false, std::memory_order_relaxed);
+  return &block.release()->context;
 }
 
 }  // namespace
 
 namespace ZT::Platform {
 
-const unsigned char* ContextSha1(PCCERT_CONTEXT context) { return BlockOf(context)->sha1; }
+const unsigned char* ContextSha1(PCCERT_CONTEXT context) { return BlockOf(context)->decoded->sha1; }
 
 bool SameName(const CERT_NAME_BLOB& a, const CERT_NAME_BLOB& b) {
   return a.cbData == b.cbData && (a.cbData == 0 || std::memcmp(a.pbData, b.pbData, a.cbData) == 0);
@@ -142,7 +158,7 @@ PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCer
   if ((dwCertEncodingType & X509_ASN_ENCODING) == 0) return Fail(E_INVALIDARG);
   if (pbCertEncoded == nullptr || cbCertEncoded == 0) return Fail(CRYPT_E_ASN1_EOD);
   try {
-    auto block = std::make_unique<CertContextBlock>();
+    auto block = std::make_shared<DecodedCertificate>();
     block->encoded.assign(pbCertEncoded, pbCertEncoded + cbCertEncoded);
     const Der::Bytes encoded(block->encoded.data(), block->encoded.size());
     Asn1::SignedObjectView parts;
@@ -150,16 +166,47 @@ PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCer
     if (!Asn1Read::ReadSignedObject(encoded, &parts) || !ReadCertInfo(parts.toBeSigned, block.get()))
       return Fail(CRYPT_E_ASN1_CORRUPT);
     if (!Digest(Library::Get().Digest(DigestId::SHA1), encoded, block->sha1)) return Fail(NTE_FAIL);
-    block->context.dwCertEncodingType = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-    block->context.pbCertEncoded = block->encoded.data();
-    block->context.cbCertEncoded = cbCertEncoded;
-    block->context.pCertInfo = &block->info;
-    block->context.hCertStore = nullptr;
-    block->references.store(1, std::memory_order_relaxed);
-    return &block.release()->context;
+    return NewContext(std::move(block), nullptr);
   } catch (const std::bad_alloc&) {
     return Fail(ERROR_NOT_ENOUGH_MEMORY);
   }
+}
+
+PCCERT_CONTEXT CopyCertificateContext(PCCERT_CONTEXT source, HCERTSTORE store) {
+  try {
+    return NewContext(BlockOf(source)->decoded, store);
+  } catch (const std::bad_alloc&) {
+    return Fail(ERROR_NOT_ENOUGH_MEMORY);
+  }
+}
+
+BOOL ReturnSized(const void* value, DWORD size, void* out, DWORD* room) {
+  if (out == nullptr) {
+    *room = size;
+    return TRUE;
+  }
+  const DWORD available = *room;
+  *room = size;
+  if (available < size) {
+    SetLastError(ERROR_MORE_DATA);
+    return FALSE;
+  }
+  std::memcpy(out, value, size);
+  return TRUE;
+}
+
+std::uint32_t ContextReferences(PCCERT_CONTEXT context) {
+  return BlockOf(context)->references.load(std::memory_order_acquire);
+}
+
+NCRYPT_KEY_HANDLE ContextKey(PCCERT_CONTEXT context) {
+  return BlockOf(context)->key.load(std::memory_order_acquire);
+}
+
+void PairContextKey(PCCERT_CONTEXT context, NCRYPT_KEY_HANDLE key, bool releases) {
+  CertContextBlock* block = BlockOf(context);
+  const bool releasedBefore = block->releasesKey.exchange(releases, std::memory_order_acq_rel);
+  CertContextBlock::ReleaseKey(block->key.exchange(key, std::memory_order_acq_rel), releasedBefore);
 }
 
 }  // namespace ZT::Platform
@@ -191,17 +238,17 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD
     SetLastError(E_INVALIDARG);
     return FALSE;
   }
-  const CertContextBlock* block = BlockOf(pCertContext);
+  const DecodedCertificate* block = BlockOf(pCertContext)->decoded.get();
   switch (dwPropId) {
     case CERT_SHA1_HASH_PROP_ID:
-      return ReturnProperty(block->sha1, kSha1Size, pvData, pcbData);
+      return ReturnSized(block->sha1, kSha1Size, pvData, pcbData);
     case CERT_MD5_HASH_PROP_ID: {
       unsigned char md5[16];
       if (!Digest(Library::Get().Digest(DigestId::MD5), {block->encoded.data(), block->encoded.size()}, md5)) {
         SetLastError(NTE_FAIL);
         return FALSE;
       }
-      return ReturnProperty(md5, sizeof(md5), pvData, pcbData);
+      return ReturnSized(md5, sizeof(md5), pvData, pcbData);
     }
     default:
       SetLastError(CRYPT_E_NOT_FOUND);
@@ -215,6 +262,51 @@ PCERT_EXTENSION WINAPI CertFindExtension(LPCSTR pszObjId, DWORD cExtensions, CER
       if (std::strcmp(rgExtensions[i].pszObjId, pszObjId) == 0) return &rgExtensions[i];
   SetLastError(CRYPT_E_NOT_FOUND);
   return nullptr;
+}
+
+BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT pCertContext, DWORD dwPropId, DWORD dwFlags,
+                                              const void* pvData) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
+  if (pCertContext == nullptr || dwPropId != CERT_NCRYPT_KEY_HANDLE_PROP_ID) {
+    SetLastError(E_INVALIDARG);
+    return FALSE;
+  }
+  NCRYPT_KEY_HANDLE key = 0;
+  if (pvData != nullptr) {
+    std::memcpy(&key, pvData, sizeof key);
+    const NCryptKeyObject* object = FindNCryptKey(key);
+    if (object == nullptr || !object->finalized) {
+      SetLastError(NTE_INVALID_HANDLE);
+      return FALSE;
+    }
+  }
+  PairContextKey(pCertContext, key, (dwFlags & CERT_STORE_NO_CRYPT_RELEASE_FLAG) == 0);
+  return TRUE;
+}
+
+BOOL WINAPI CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlags, void* pvParameters,
+                                              HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* phCryptProvOrNCryptKey,
+                                              DWORD* pdwKeySpec, BOOL* pfCallerFreeProvOrNCryptKey) {
+  ZT_FAIL_POINT_LAST_ERROR(FALSE);
+  constexpr DWORD kNCryptAllowed =
+      CRYPT_ACQUIRE_ALLOW_NCRYPT_KEY_FLAG | CRYPT_ACQUIRE_PREFER_NCRYPT_KEY_FLAG | CRYPT_ACQUIRE_ONLY_NCRYPT_KEY_FLAG;
+  if (pCert == nullptr || pvParameters != nullptr || phCryptProvOrNCryptKey == nullptr) {
+    SetLastError(E_INVALIDARG);
+    return FALSE;
+  }
+  if ((dwFlags & kNCryptAllowed) == 0) {
+    SetLastError(NTE_BAD_FLAGS);
+    return FALSE;
+  }
+  const NCRYPT_KEY_HANDLE key = ContextKey(pCert);
+  if (key == 0) {
+    SetLastError(CRYPT_E_NO_KEY_PROPERTY);
+    return FALSE;
+  }
+  *phCryptProvOrNCryptKey = key;
+  if (pdwKeySpec != nullptr) *pdwKeySpec = CERT_NCRYPT_KEY_SPEC;
+  if (pfCallerFreeProvOrNCryptKey != nullptr) *pfCallerFreeProvOrNCryptKey = FALSE;
+  return TRUE;
 }
 
 LONG WINAPI CertVerifyTimeValidity(LPFILETIME pTimeToVerify, PCERT_INFO pCertInfo) {

@@ -24,6 +24,24 @@ inline CertContextRef ShareContext(PCCERT_CONTEXT context) {
 // CertCreateCertificateContext as the seam itself calls it (armed call failures do not apply).
 PCCERT_CONTEXT NewCertificateContext(DWORD dwCertEncodingType, const BYTE* pbCertEncoded, DWORD cbCertEncoded);
 
+// A new context (one reference) of the certificate of `source`, in `store`, sharing the decoded
+// certificate; without `source`'s key. Null with ERROR_NOT_ENOUGH_MEMORY when it cannot be made.
+PCCERT_CONTEXT CopyCertificateContext(PCCERT_CONTEXT source, HCERTSTORE store);
+
+// Hands `size` bytes to a caller under the platform's size protocol: a null `out` only learns the
+// size (in *room); a buffer of fewer than *room bytes fails with ERROR_MORE_DATA and the size in
+// *room; else the bytes are copied and *room is the size.
+BOOL ReturnSized(const void* value, DWORD size, void* out, DWORD* room);
+
+// The number of references the context has now.
+std::uint32_t ContextReferences(PCCERT_CONTEXT context);
+
+// The private key paired with the context (0: none).
+NCRYPT_KEY_HANDLE ContextKey(PCCERT_CONTEXT context);
+// Pairs the context with `key` (0: none), releasing the key it held when it owned that one;
+// with `releases` the context frees `key` when it goes or is paired again.
+void PairContextKey(PCCERT_CONTEXT context, NCRYPT_KEY_HANDLE key, bool releases);
+
 // The bytes of a blob.
 inline ZT::Framework::Der::Bytes BlobBytes(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 

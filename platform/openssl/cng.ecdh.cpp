@@ -5,6 +5,7 @@
 #include <openssl/err.h>
 
 #include <cwchar>
+#include <vector>
 
 #include "platform/openssl/cng.keys.h"
 
@@ -55,6 +56,51 @@ bool PutNumber(const EVP_PKEY* pkey, const char* name, unsigned char* out, ULONG
   return BnToBigEndian(bn.get(), out, size);
 }
 
+// X then Y of the public point, taken from its uncompressed encoding in one conversion (the
+// coordinates one by one would convert the point twice). Keys here are built from uncompressed
+// points or generated, so the encoding is uncompressed.
+bool PutPoint(const EVP_PKEY* pkey, unsigned char* out, ULONG coordinateBytes) {
+  constexpr std::size_t kMaxPoint = 1 + 2 * 66;
+  unsigned char point[kMaxPoint];
+  std::size_t size = 0;
+  const std::size_t expected = 1 + 2 * std::size_t{coordinateBytes};
+  if (EVP_PKEY_get_octet_string_param(pkey, OSSL_PKEY_PARAM_PUB_KEY, point, sizeof(point), &size) != 1 ||
+      size != expected || point[0] != 0x04)
+    return false;
+  std::memcpy(out, point + 1, expected - 1);
+  return true;
+}
+
+// Generation contexts of this thread, one per curve. Setting one up (fetching the key
+// management, reading the group) costs more than generating a key with it, and a context serves
+// any number of generations, one at a time: so each thread keeps its own.
+class GenerationContexts {
+ public:
+  EVP_PKEY_CTX* For(const Curve& curve) {
+    for (const Entry& entry : m_entries)
+      if (entry.curve == &curve) return entry.context.get();
+    PkeyCtxPtr context(EVP_PKEY_CTX_new_from_name(Library::Get().Context(), "EC", nullptr));
+    char* group = const_cast<char*>(curve.groupName);
+    const OSSL_PARAM params[] = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group, 0),
+                                 OSSL_PARAM_construct_end()};
+    if (!context || EVP_PKEY_keygen_init(context.get()) != 1 || EVP_PKEY_CTX_set_params(context.get(), params) != 1) {
+      ERR_clear_error();
+      return nullptr;
+    }
+    m_entries.push_back(Entry{&curve, std::move(context)});
+    return m_entries.back().context.get();
+  }
+
+ private:
+  struct Entry {
+    const Curve* curve;
+    PkeyCtxPtr context;
+  };
+  std::vector<Entry> m_entries;
+};
+
+thread_local GenerationContexts t_generationContexts;
+
 }  // namespace
 
 namespace ZT::Platform {
@@ -95,8 +141,7 @@ NTSTATUS ExportEcdhKey(const AsymmetricKey& key, LPCWSTR blobType, PUCHAR out, U
   if (cbOut < size) return STATUS_BUFFER_TOO_SMALL;
   WriteUlong(out, isPrivate ? curve.privateMagic : curve.publicMagic);
   WriteUlong(out + sizeof(ULONG), c);
-  const bool ok = PutNumber(key.pkey.get(), OSSL_PKEY_PARAM_EC_PUB_X, out + kHeaderSize, c) &&
-                  PutNumber(key.pkey.get(), OSSL_PKEY_PARAM_EC_PUB_Y, out + kHeaderSize + c, c) &&
+  const bool ok = PutPoint(key.pkey.get(), out + kHeaderSize, c) &&
                   (!isPrivate || PutNumber(key.pkey.get(), OSSL_PKEY_PARAM_PRIV_KEY, out + kHeaderSize + 2 * c, c));
   if (!ok) {
     OPENSSL_cleanse(out, size);
@@ -106,8 +151,12 @@ NTSTATUS ExportEcdhKey(const AsymmetricKey& key, LPCWSTR blobType, PUCHAR out, U
 }
 
 NTSTATUS GenerateEcdhKey(AsymmetricKey& key) {
-  EVP_PKEY* pkey = EVP_PKEY_Q_keygen(Library::Get().Context(), nullptr, "EC", key.algorithm->curve->groupName);
-  if (pkey == nullptr) return STATUS_INTERNAL_ERROR;
+  EVP_PKEY_CTX* context = t_generationContexts.For(*key.algorithm->curve);
+  EVP_PKEY* pkey = nullptr;
+  if (context == nullptr || EVP_PKEY_generate(context, &pkey) != 1) {
+    ERR_clear_error();
+    return STATUS_INTERNAL_ERROR;
+  }
   key.pkey.reset(pkey);
   key.hasPrivate = true;
   return STATUS_SUCCESS;

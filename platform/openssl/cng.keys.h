@@ -25,6 +25,14 @@ NTSTATUS SymmetricDecrypt(SymmetricKey& key, const CryptCall& call);
 NTSTATUS ExportSymmetricKey(const SymmetricKey& key, LPCWSTR blobType, PUCHAR out, ULONG cbOut, ULONG* pcbResult);
 
 // RSA (cng.rsa.cpp).
+// The integers of an RSA key: the public ones, and the private ones when d is set.
+struct RsaNumbers {
+  BnPtr e, n, p, q, dp, dq, qinv, d;
+};
+// A key of the private library context from its numbers (a key pair when d is set), or null.
+PkeyPtr BuildRsaKey(const RsaNumbers& numbers);
+// The numbers of an RSA key (null members for what it lacks); the private ones only when asked.
+RsaNumbers RsaKeyNumbers(const EVP_PKEY* pkey, bool withPrivate);
 NTSTATUS ImportRsaKey(AsymmetricKey& key, LPCWSTR blobType, const unsigned char* blob, ULONG size);
 NTSTATUS ExportRsaKey(const AsymmetricKey& key, LPCWSTR blobType, PUCHAR out, ULONG cbOut, ULONG* pcbResult);
 NTSTATUS GenerateRsaKey(AsymmetricKey& key);

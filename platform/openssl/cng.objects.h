@@ -132,17 +132,23 @@ T* FindKey(BCRYPT_KEY_HANDLE handle, KeyKind kind) {
   return key != nullptr && key->kind == kind ? static_cast<T*>(key) : nullptr;
 }
 
-// Runs a CNG entry's body, turning allocation failures into STATUS_NO_MEMORY: entries never
-// let an exception cross the platform boundary.
-template <class Body>
-NTSTATUS Guarded(Body&& body) noexcept {
+// Runs an entry's body, turning an allocation failure into the status `kNoMemory` and any other
+// exception into `kFailure`: entries never let an exception cross the platform boundary.
+template <auto kNoMemory, auto kFailure, class Body>
+decltype(kNoMemory) GuardedWith(Body&& body) noexcept {
   try {
     return body();
   } catch (const std::bad_alloc&) {
-    return STATUS_NO_MEMORY;
+    return kNoMemory;
   } catch (...) {
-    return STATUS_INTERNAL_ERROR;
+    return kFailure;
   }
+}
+
+// A CNG entry's body: STATUS_NO_MEMORY, STATUS_INTERNAL_ERROR.
+template <class Body>
+NTSTATUS Guarded(Body&& body) noexcept {
+  return GuardedWith<NTSTATUS{STATUS_NO_MEMORY}, NTSTATUS{STATUS_INTERNAL_ERROR}>(body);
 }
 
 // Owning pointer of a placed object.

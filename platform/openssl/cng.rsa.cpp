@@ -18,11 +18,6 @@ namespace {
 
 constexpr ULONG kHeaderSize = sizeof(BCRYPT_RSAKEY_BLOB);
 
-// The integers of an RSA blob, in blob order.
-struct RsaNumbers {
-  BnPtr e, n, p, q, dp, dq, qinv, d;
-};
-
 ULONG ModulusBytes(ULONG bits) { return (bits + 7) / 8; }
 
 // Reads `size` big-endian bytes at *cursor and advances it.
@@ -86,7 +81,9 @@ bool CompleteCrt(RsaNumbers& k) {
          BN_mod_inverse(k.qinv.get(), k.q.get(), k.p.get(), ctx.get()) != nullptr;
 }
 
-PkeyPtr BuildKey(const RsaNumbers& k) {
+}  // namespace
+
+PkeyPtr ZT::Platform::BuildRsaKey(const RsaNumbers& k) {
   ParamBldPtr bld(OSSL_PARAM_BLD_new());
   if (!bld) return nullptr;
   const bool isPrivate = k.d != nullptr;
@@ -107,6 +104,8 @@ PkeyPtr BuildKey(const RsaNumbers& k) {
     return nullptr;
   return PkeyPtr(pkey);
 }
+
+namespace {
 
 // Public keys imported lately on this thread, by their blob. Building an OpenSSL key from the
 // numbers, and the Montgomery form of its modulus on first use, cost about as much as one public
@@ -143,12 +142,6 @@ class RecentPublicKeys {
 };
 
 thread_local RecentPublicKeys t_recentPublicKeys;
-
-BnPtr GetNumber(const EVP_PKEY* pkey, const char* name) {
-  BIGNUM* bn = nullptr;
-  EVP_PKEY_get_bn_param(pkey, name, &bn);
-  return BnPtr(bn);
-}
 
 ULONG NumberBytes(const BIGNUM* bn) { return static_cast<ULONG>(BN_num_bytes(bn)); }
 
@@ -220,7 +213,26 @@ PkeyPtr MakeRsaPublicKey(BnPtr n, BnPtr e) {
   RsaNumbers numbers;
   numbers.n = std::move(n);
   numbers.e = std::move(e);
-  return BuildKey(numbers);
+  return BuildRsaKey(numbers);
+}
+
+RsaNumbers RsaKeyNumbers(const EVP_PKEY* pkey, bool withPrivate) {
+  const auto GetNumber = [pkey](const char* name) {
+    BIGNUM* bn = nullptr;
+    EVP_PKEY_get_bn_param(pkey, name, &bn);
+    return BnPtr(bn);
+  };
+  RsaNumbers k;
+  k.e = GetNumber(OSSL_PKEY_PARAM_RSA_E);
+  k.n = GetNumber(OSSL_PKEY_PARAM_RSA_N);
+  if (!withPrivate) return k;
+  k.p = GetNumber(OSSL_PKEY_PARAM_RSA_FACTOR1);
+  k.q = GetNumber(OSSL_PKEY_PARAM_RSA_FACTOR2);
+  k.dp = GetNumber(OSSL_PKEY_PARAM_RSA_EXPONENT1);
+  k.dq = GetNumber(OSSL_PKEY_PARAM_RSA_EXPONENT2);
+  k.qinv = GetNumber(OSSL_PKEY_PARAM_RSA_COEFFICIENT1);
+  k.d = GetNumber(OSSL_PKEY_PARAM_RSA_D);
+  return k;
 }
 
 PkeyCtxPtr NewPkeyContext(EVP_PKEY* pkey) {
@@ -259,7 +271,7 @@ NTSTATUS ImportRsaKey(AsymmetricKey& key, LPCWSTR blobType, const unsigned char*
       static_cast<ULONG>(BN_num_bits(numbers.n.get())) > header.BitLength)
     return STATUS_INVALID_PARAMETER;
   if (isPrivate && header.Magic == BCRYPT_RSAPRIVATE_MAGIC && !CompleteCrt(numbers)) return STATUS_INVALID_PARAMETER;
-  key.pkey = BuildKey(numbers);
+  key.pkey = BuildRsaKey(numbers);
   if (!key.pkey) return STATUS_INVALID_PARAMETER;
   if (!isPrivate) t_recentPublicKeys.Remember(blob, used, key.pkey.get());
   key.bits = header.BitLength;
@@ -273,25 +285,14 @@ NTSTATUS ExportRsaKey(const AsymmetricKey& key, LPCWSTR blobType, PUCHAR out, UL
   if (!isPrivate && !IsPublicBlobType(blobType, BCRYPT_RSAPUBLIC_BLOB)) return STATUS_INVALID_PARAMETER;
   if (isPrivate && !key.hasPrivate) return STATUS_INVALID_PARAMETER;
 
-  RsaNumbers k;
-  k.e = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_E);
-  k.n = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_N);
+  const RsaNumbers k = RsaKeyNumbers(key.pkey.get(), isPrivate);
   if (!k.e || !k.n) return STATUS_INTERNAL_ERROR;
   BCRYPT_RSAKEY_BLOB header{BCRYPT_RSAPUBLIC_MAGIC, key.bits, NumberBytes(k.e.get()), ModulusBytes(key.bits), 0, 0};
   if (isPrivate) {
-    k.p = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_FACTOR1);
-    k.q = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_FACTOR2);
-    if (!k.p || !k.q) return STATUS_INTERNAL_ERROR;
+    if (!k.p || !k.q || !k.dp || !k.dq || !k.qinv || !k.d) return STATUS_INTERNAL_ERROR;
     header.Magic = full ? BCRYPT_RSAFULLPRIVATE_MAGIC : BCRYPT_RSAPRIVATE_MAGIC;
     header.cbPrime1 = NumberBytes(k.p.get());
     header.cbPrime2 = NumberBytes(k.q.get());
-  }
-  if (full) {
-    k.dp = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_EXPONENT1);
-    k.dq = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_EXPONENT2);
-    k.qinv = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_COEFFICIENT1);
-    k.d = GetNumber(key.pkey.get(), OSSL_PKEY_PARAM_RSA_D);
-    if (!k.dp || !k.dq || !k.qinv || !k.d) return STATUS_INTERNAL_ERROR;
   }
   const auto size = static_cast<ULONG>(ExpectedSize(header));
   *pcbResult = size;

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "platform/openssl/localmem.h"
 #include "platform/testing.h"
 
 namespace ZT::Platform {
@@ -165,6 +166,8 @@ std::size_t HandleTable::LiveCount() const {
 
 namespace ZT::Platform::Testing {
 
-std::size_t LiveHandleCount() { return HandleTable::Instance().LiveCount(); }
+std::size_t LiveHandleCount() {
+    return HandleTable::Instance().LiveCount() + LiveViewCount() + LiveLocalBlockCount();
+}
 
 }  // namespace ZT::Platform::Testing

@@ -1,4 +1,5 @@
-// Handles of the seam (algorithm providers, hashes, keys, secrets, CryptoAPI contexts and keys):
+// Handles of the seam (algorithm providers, hashes, keys, secrets, CryptoAPI contexts and keys,
+// key storage providers and their keys, certificate stores, files and file mappings):
 // opaque values that name an object through a table, so that a bad, null or released handle is
 // recognised without ever touching the memory it might point to.
 //
@@ -24,6 +25,11 @@ enum class HandleKind : std::uint8_t {
   Secret,         // BCRYPT_SECRET_HANDLE
   CryptProvider,  // HCRYPTPROV
   CryptKey,       // HCRYPTKEY
+  NCryptProvider, // NCRYPT_PROV_HANDLE
+  NCryptKey,      // NCRYPT_KEY_HANDLE
+  CertStore,      // HCERTSTORE
+  File,           // HANDLE of CreateFileW
+  FileMapping,    // HANDLE of CreateFileMappingW
 };
 
 class HandleTable {
@@ -72,6 +78,9 @@ class HandleTable {
   // Free list head: (change counter << 32) | (index + 1); the counter defeats ABA.
   std::atomic<std::uint64_t> m_freeHead{0};
 };
+
+// The number of mapped views of files that are live (files.cpp).
+std::size_t LiveViewCount();
 
 // Typed access for the seam functions.
 template <class T>

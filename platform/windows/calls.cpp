@@ -14,6 +14,8 @@
 #include <wincrypt.h>
 
 #include <atomic>
+#include <mutex>
+#include <set>
 
 #include "platform/shared/callfailures.h"
 #include "platform/testing.h"
@@ -23,16 +25,9 @@
 namespace {
 
 using ZT::Platform::ArmedCallFailure;
+using ZT::Platform::Windows::FailsWithLastError;
 
 std::atomic<long> g_liveHandles{0};
-
-// A failure armed for `entry` that the function reports through GetLastError: sets the code
-// and answers true.
-bool FailsWithLastError(const char* entry) {
-  const auto failure = ArmedCallFailure(entry);
-  if (failure) SetLastError(*failure);
-  return failure.has_value();
-}
 
 // Counts a handle opened (delta 1) or released (delta -1) when `succeeded`; passes it on.
 BOOL Counted(BOOL succeeded, int delta) {
@@ -45,6 +40,35 @@ BOOL Counted(BOOL succeeded, int delta) {
 namespace ZT::Platform::Windows {
 
 void CountHandles(int delta) { g_liveHandles.fetch_add(delta, std::memory_order_relaxed); }
+
+namespace {
+
+struct TrackedHandles {
+  std::mutex mutex;
+  std::set<const void*> handles;
+};
+
+TrackedHandles& Tracked() {
+  static TrackedHandles tracked;
+  return tracked;
+}
+
+}  // namespace
+
+void Track(const void* handle) {
+  if (handle == nullptr) return;
+  TrackedHandles& tracked = Tracked();
+  const std::lock_guard<std::mutex> lock(tracked.mutex);
+  if (tracked.handles.insert(handle).second) CountHandles(1);
+}
+
+bool Untrack(const void* handle) {
+  TrackedHandles& tracked = Tracked();
+  const std::lock_guard<std::mutex> lock(tracked.mutex);
+  if (tracked.handles.erase(handle) == 0) return false;
+  CountHandles(-1);
+  return true;
+}
 
 }  // namespace ZT::Platform::Windows
 

@@ -11,6 +11,7 @@
 // which must be loaded while any of them lives.
 #pragma once
 
+#include <string>
 #include <utility>
 
 #include "cng/crypto.cng.servicetable.h"
@@ -62,6 +63,7 @@ inline void ReleaseContext(HCRYPTPROV h) { CryptReleaseContext(h, 0); }
 inline void DestroyCryptKey(HCRYPTKEY h) { CryptDestroyKey(h); }
 inline void FreeCertContext(PCCERT_CONTEXT h) { CertFreeCertificateContext(h); }
 inline void FreeCertChain(PCCERT_CHAIN_CONTEXT h) { CertFreeCertificateChain(h); }
+inline void CloseStore(HCERTSTORE h) { CertCloseStore(h, 0); }
 }  // namespace HandleRelease
 
 // CNG (through the service table).
@@ -76,6 +78,7 @@ using CryptKey = PlatformHandle<HCRYPTKEY, &HandleRelease::DestroyCryptKey>;
 // Certificate services.
 using CertContext = PlatformHandle<PCCERT_CONTEXT, &HandleRelease::FreeCertContext>;
 using CertChain = PlatformHandle<PCCERT_CHAIN_CONTEXT, &HandleRelease::FreeCertChain>;
+using CertStore = PlatformHandle<HCERTSTORE, &HandleRelease::CloseStore>;
 
 // A CNG object that lives in object memory the caller provides (hashes, symmetric keys): the
 // memory must stay in place until the handle is destroyed, so the handle is declared after it
@@ -91,5 +94,28 @@ struct PlacedObject {
 };
 using HashObject = PlacedObject<HashHandle>;
 using KeyObject = PlacedObject<KeyHandle>;
+
+// Memory the platform hands out for LocalFree (the output of data protection, which may be
+// plaintext): wiped before it is released, since LocalFree itself need not wipe.
+class LocalDataBlob {
+ public:
+  LocalDataBlob() = default;
+  ~LocalDataBlob() {
+    SecureWipe(blob.pbData, blob.cbData);
+    LocalFree(blob.pbData);
+  }
+  LocalDataBlob(const LocalDataBlob&) = delete;
+  LocalDataBlob& operator=(const LocalDataBlob&) = delete;
+
+  DATA_BLOB blob{0, nullptr};
+};
+
+namespace HandleRelease {
+inline void FreeLocalText(LPWSTR text) {
+  SecureWipe(text, std::char_traits<wchar_t>::length(text) * sizeof(wchar_t));
+  LocalFree(text);
+}
+}  // namespace HandleRelease
+using LocalText = PlatformHandle<LPWSTR, &HandleRelease::FreeLocalText>;
 
 }  // namespace ZT::Framework

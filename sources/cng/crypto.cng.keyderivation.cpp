@@ -65,22 +65,30 @@ void DeriveFromValue(const FunctionTrace& fn, const ICryptoParserParameterMap* p
 
 KeyDerivation::~KeyDerivation() = default;
 
+void DerivationSecret::Init(const FunctionTrace& fn, ISharedSecret* pSharedSecret, SourceLine where) {
+  if (pSharedSecret == nullptr) fn.Raise(RaiseAt(CRYPTO_BAD_PARAM, where), L"pSharedSecret should not be NULL");
+  if (m_pSharedSecret != nullptr) fn.Raise(RaiseAt(CRYPTO_ILLEGAL_STATE, where), L"KeyDerivation is already initialized");
+  m_pSharedSecret = pSharedSecret;
+}
+
+const ISharedSecret& DerivationSecret::Get(const FunctionTrace& fn, SourceLine where) const {
+  if (m_pSharedSecret == nullptr) fn.Raise(RaiseAt(CRYPTO_ILLEGAL_STATE, where), L"KeyDerivation is not initialized");
+  return *m_pSharedSecret;
+}
+
+void RefuseKey(const FunctionTrace& fn, const IKey* pKey, SourceLine where) {
+  if (pKey == nullptr) fn.Raise(RaiseAt(CRYPTO_BAD_PARAM, where), L"pKey should not be NULL");
+  fn.Raise(RaiseAt(CRYPTO_NOT_SUPPORTED, where), L"Not Supported");
+}
+
 void CCNGPBKDF2KeyDerivation::Init(ISharedSecret* pSharedSecret) {
   const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::Init", this);
-  fn.Run([&] {
-    if (pSharedSecret == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pSharedSecret should not be NULL");
-    if (m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"KeyDerivation is already initialized");
-    m_pSharedSecret = pSharedSecret;
-    m_bInitialized = true;
-  });
+  fn.Run([&] { m_secret.Init(fn, pSharedSecret); });
 }
 
 void CCNGPBKDF2KeyDerivation::Init(IKey* pKey) {
   const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::Init", this);
-  fn.Run([&] {
-    if (pKey == nullptr) fn.Raise(CRYPTO_BAD_PARAM, L"pKey should not be NULL");
-    fn.Raise(CRYPTO_NOT_SUPPORTED, L"Not Supported");
-  });
+  fn.Run([&] { RefuseKey(fn, pKey); });
 }
 
 IKey* CCNGPBKDF2KeyDerivation::Derive(const WString&, const ByteArray&, std::uint32_t) {
@@ -91,13 +99,12 @@ IKey* CCNGPBKDF2KeyDerivation::Derive(const WString&, const ByteArray&, std::uin
 void CCNGPBKDF2KeyDerivation::Derive(const ByteArray& baSalt, std::uint32_t nLength, ByteArray& baKey) {
   const FunctionTrace fn(L"CCNGPBKDF2KeyDerivation::Derive", this);
   fn.Run([&] {
-    if (!m_bInitialized) fn.Raise(CRYPTO_ILLEGAL_STATE, L"KeyDerivation is not initialized");
-    const auto* secret = dynamic_cast<const CSoftSharedSecret*>(m_pSharedSecret);
+    const auto* secret = dynamic_cast<const CSoftSharedSecret*>(&m_secret.Get(fn));
     if (secret == nullptr) fn.Raise(CRYPTO_NOT_SUPPORTED, L"Unsupported shared secret");
     fn.Wrap(L"Derivation using shared secret value failed",
             [&] { DeriveFromValue(fn, m_pParams, secret->GetSecret(), baSalt, nLength, baKey); });
     // Each derivation needs its own Init.
-    m_bInitialized = false;
+    m_secret.Reset();
   });
 }
 

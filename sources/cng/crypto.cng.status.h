@@ -29,6 +29,26 @@ inline void CheckStatus(const FunctionTrace& fn, LONG status, const wchar_t* cal
   if (status < 0) RaiseStatus(fn, status, call, message, id, where);
 }
 
+// A platform call and the message it fails with, for the checks of a call made in steps.
+struct StatusStep {
+  const wchar_t* call;
+  const wchar_t* message;
+};
+
+// What a platform call writes under the size-query protocol: `call(nullptr, 0, &size)` learns
+// the size, `call(buffer, size, &size)` fills a buffer of that size, which is then cut to what was
+// written. Either failure is raised as CheckStatus does, with its step's names.
+template <class Call>
+ByteArray SizedOutput(const FunctionTrace& fn, Call&& call, StatusStep sizeStep, StatusStep dataStep,
+                      SourceLine where = SourceLine()) {
+  ULONG size = 0;
+  CheckStatus(fn, call(nullptr, 0, &size), sizeStep.call, sizeStep.message, CRYPTO_INTERNAL_ERROR, where);
+  ByteArray output(size);
+  CheckStatus(fn, call(output.data(), size, &size), dataStep.call, dataStep.message, CRYPTO_INTERNAL_ERROR, where);
+  output.resize(size);
+  return output;
+}
+
 // The same for a CryptoAPI call that returned FALSE: the status is GetLastError().
 void CheckLastError(const FunctionTrace& fn, BOOL ok, const wchar_t* call, const wchar_t* message,
                     CryptoExceptionId id = CRYPTO_INTERNAL_ERROR, SourceLine where = SourceLine());

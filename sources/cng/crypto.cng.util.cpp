@@ -249,4 +249,13 @@ bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_
   });
 }
 
+void CryptoUtil::freeHandles(LPVOID pView, HANDLE hMapping, HANDLE hFile) {
+  const FunctionTrace fn(L"CryptoUtil::freeHandles");
+  fn.Run([&] {
+    if (pView != nullptr) UnmapViewOfFile(pView);
+    if (hMapping != nullptr) CloseHandle(hMapping);
+    if (hFile != nullptr && hFile != INVALID_HANDLE_VALUE) CloseHandle(hFile);
+  });
+}
+
 }  // namespace ZT::Framework

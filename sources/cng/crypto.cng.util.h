@@ -23,6 +23,7 @@
 #include "codec/crypto.asn1.extensions.h"
 #include "codec/crypto.asn1.names.h"
 #include "platform/certificates.h"
+#include "platform/fileapi.h"
 #include "codec/crypto.der.h"
 #include "framework/crypto.trace.h"
 #include "zt/generalname.h"
@@ -88,6 +89,9 @@ class CryptoUtil {
   // CRYPTO_BAD_PARAM for a null entry, CRYPTO_NOT_IMPLEMENTED for X.400 addresses and EDI party
   // names, and "Unknown type: <choice>" for a choice outside 1..9.
   static IGeneralName* GeneralNameFromAltNameEntry(const Asn1::GeneralName* pAltNameEntry);
+  // Releases a mapped view, a file mapping and a file, each when it is one (not null, not
+  // INVALID_HANDLE_VALUE): the release of the file stores on every path.
+  static void freeHandles(LPVOID pView, HANDLE hMapping, HANDLE hFile);
 
  private:
   [[noreturn]] static void RaiseCodingFailure(const FunctionTrace& fn, const wchar_t* what, RaiseAt at);

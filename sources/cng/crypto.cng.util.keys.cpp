@@ -92,6 +92,31 @@ bool ReadRsaPrivateKeyBlob(Der::Bytes blob, Asn1::RsaPrivateKeyNumbers* out) {
          take(full, &out->privateExponent);
 }
 
+bool WriteRsaPrivateKeyBlob(const Asn1::RsaPrivateKeyNumbers& key, ByteArray* out) {
+  const ByteArray modulus = Magnitude(Der::Bytes(key.modulus.data(), key.modulus.size()));
+  const ByteArray exponent = Magnitude(Der::Bytes(key.publicExponent.data(), key.publicExponent.size()));
+  if (modulus.empty() || exponent.empty() || exponent.size() > sizeof(DWORD)) return false;
+  std::uint32_t bitlen = static_cast<std::uint32_t>(modulus.size()) * 8;
+  for (std::uint8_t top = modulus[0]; (top & 0x80) == 0; top = static_cast<std::uint8_t>(top << 1)) --bitlen;
+  DWORD pubexp = 0;
+  for (unsigned char byte : exponent) pubexp = pubexp << 8 | byte;
+  const std::size_t full = (std::size_t{bitlen} + 7) / 8;
+  const std::size_t half = (std::size_t{bitlen} + 15) / 16;
+  out->clear();
+  Append(*out, BLOBHEADER{PRIVATEKEYBLOB, CUR_BLOB_VERSION, 0, CALG_RSA_KEYX});
+  Append(*out, RSAPUBKEY{BCRYPT_RSAPRIVATE_MAGIC, bitlen, pubexp});
+  // Each number little-endian, zero-filled to its field.
+  const auto put = [&](const ByteArray& number, std::size_t size) {
+    const ByteArray magnitude = Magnitude(Der::Bytes(number.data(), number.size()));
+    if (magnitude.size() > size) return false;
+    out->insert(out->end(), magnitude.rbegin(), magnitude.rend());
+    out->insert(out->end(), size - magnitude.size(), 0);
+    return true;
+  };
+  return put(key.modulus, full) && put(key.prime1, half) && put(key.prime2, half) && put(key.exponent1, half) &&
+         put(key.exponent2, half) && put(key.coefficient, half) && put(key.privateExponent, full);
+}
+
 void RaiseDecodeForPlatformFailure(const FunctionTrace& fn, const wchar_t* structure,
                                    std::unique_ptr<IException> caught, SourceLine where) {
   fn.RaiseWrapping(std::move(caught), RaiseAt(CRYPTO_INTERNAL_ERROR, where),

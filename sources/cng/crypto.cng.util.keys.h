@@ -54,6 +54,11 @@ Header BlobHeader(const ByteArray& blob, std::size_t offset = 0) {
 // False, with `*out` unspecified, for anything else or a number that is zero.
 bool ReadRsaPrivateKeyBlob(Der::Bytes blob, Asn1::RsaPrivateKeyNumbers* out);
 
+// The CryptoAPI PRIVATEKEYBLOB of an RSA key, laid out as ReadRsaPrivateKeyBlob reads it
+// (CALG_RSA_KEYX, the bit length of the modulus). False when the key has no such form: a public
+// exponent wider than 32 bits, or a number longer than its field.
+bool WriteRsaPrivateKeyBlob(const Asn1::RsaPrivateKeyNumbers& key, ByteArray* out);
+
 // `bigEndian` without its leading zero bytes (empty for zero).
 ByteArray Magnitude(Der::Bytes bigEndian);
 

@@ -84,4 +84,9 @@ CSoftSharedSecret::~CSoftSharedSecret() {
   TraceLifetime(L"CSoftSharedSecret::~CSoftSharedSecret", this);
 }
 
+ByteArray CSoftSharedSecret::GetEncoded() const {
+  const FunctionTrace fn(L"CSoftSharedSecret::GetEncoded", this);
+  return fn.Run([&] { return m_baSecret; });
+}
+
 }  // namespace ZT::Framework

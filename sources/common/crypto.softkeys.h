@@ -38,6 +38,8 @@ class CSoftSharedSecret final : public ISharedSecret {
   explicit CSoftSharedSecret(const ByteArray& baSecret);
   ~CSoftSharedSecret() override;
 
+  ByteArray GetEncoded() const override;  // a copy of the bytes
+
   // The secret bytes, for the key derivations.
   const ByteArray& GetSecret() const { return m_baSecret; }
 

@@ -1,6 +1,8 @@
 #include "framework/crypto.trace.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace ZT::Framework {
 
@@ -27,14 +29,14 @@ CCryptoException* NewCryptoException(SourceLine where, const WString& message, C
   return new CCryptoException(SourceFilePath(where.file), where.line, message, id, inner);
 }
 
-WString WithCode(std::wstring_view text, std::uint32_t code) {
+WString WithCode(std::wstring_view text, std::uint32_t code, std::size_t minDigits) {
   static constexpr wchar_t kDigits[] = L"0123456789abcdef";
   wchar_t hex[8];
   std::size_t length = 0;
   do {
     hex[length++] = kDigits[code & 0xF];
     code >>= 4;
-  } while (code != 0);
+  } while (code != 0 || length < std::min<std::size_t>(minDigits, std::size(hex)));
   WString message(text);
   message += L" (0x";
   while (length > 0) message.push_back(hex[--length]);

@@ -61,8 +61,9 @@ CCryptoException* NewCryptoException(SourceLine where, const WString& message, C
                                      IException* inner);
 
 // "<text> (0x<code>)": the form of the messages that carry a platform error code, the code in
-// lower-case hex without leading zeros ("Error decoding the blob (0x80093103)").
-WString WithCode(std::wstring_view text, std::uint32_t code);
+// lower-case hex without leading zeros ("Error decoding the blob (0x80093103)"), or zero-filled
+// to `minDigits` digits (at most 8) where a message asks for it ("(0x02)").
+WString WithCode(std::wstring_view text, std::uint32_t code, std::size_t minDigits = 1);
 
 // How a trace line joins the name of its function to its detail.
 enum class Separator {

@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 
 #include "platform_test_util.h"
+#include "support/ecdh_vectors.h"
 
 using namespace zttest;
 
@@ -32,52 +33,6 @@ NTSTATUS Rsa(bool encrypt, BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flag
   NTSTATUS status = STATUS_SUCCESS;
   *output = Cipher(encrypt, key, input, nullptr, flags, &status, info);
   return status;
-}
-
-// RFC 5903 section 8: initiator i with public gi, responder r with public gr, shared x girx.
-struct EcdhVector {
-  const wchar_t* algorithm;
-  ULONG publicMagic, privateMagic;
-  const char *i, *gix, *giy, *r, *grx, *gry, *girx;
-};
-const EcdhVector kRfc5903[] = {
-    {BCRYPT_ECDH_P256_ALGORITHM, BCRYPT_ECDH_PUBLIC_P256_MAGIC, BCRYPT_ECDH_PRIVATE_P256_MAGIC,
-     "C88F01F5 10D9AC3F 70A292DA A2316DE5 44E9AAB8 AFE84049 C62A9C57 862D1433",
-     "DAD0B653 94221CF9 B051E1FE CA5787D0 98DFE637 FC90B9EF 945D0C37 72581180",
-     "5271A046 1CDB8252 D61F1C45 6FA3E59A B1F45B33 ACCF5F58 389E0577 B8990BB3",
-     "C6EF9C5D 78AE012A 011164AC B397CE20 88685D8F 06BF9BE0 B283AB46 476BEE53",
-     "D12DFB52 89C8D4F8 1208B702 70398C34 2296970A 0BCCB74C 736FC755 4494BF63",
-     "56FBF3CA 366CC23E 8157854C 13C58D6A AC23F046 ADA30F83 53E74F33 039872AB",
-     "D6840F6B 42F6EDAF D13116E0 E1256520 2FEF8E9E CE7DCE03 812464D0 4B9442DE"},
-    {BCRYPT_ECDH_P384_ALGORITHM, BCRYPT_ECDH_PUBLIC_P384_MAGIC, BCRYPT_ECDH_PRIVATE_P384_MAGIC,
-     "099F3C70 34D4A2C6 99884D73 A375A67F 7624EF7C 6B3C0F16 0647B674 14DCE655 E35B5380 41E649EE 3FAEF896 783AB194",
-     "667842D7 D180AC2C DE6F74F3 7551F557 55C7645C 20EF73E3 1634FE72 B4C55EE6 DE3AC808 ACB4BDB4 C88732AE E95F41AA",
-     "9482ED1F C0EEB9CA FC498462 5CCFC23F 65032149 E0E144AD A0241815 35A0F38E EB9FCFF3 C2C947DA E69B4C63 4573A81C",
-     "41CB0779 B4BDB85D 47846725 FBEC3C94 30FAB46C C8DC5060 855CC9BD A0AA2942 E0308312 916B8ED2 960E4BD5 5A7448FC",
-     "E558DBEF 53EECDE3 D3FCCFC1 AEA08A89 A987475D 12FD950D 83CFA417 32BC509D 0D1AC43A 0336DEF9 6FDA41D0 774A3571",
-     "DCFBEC7A ACF31964 72169E83 8430367F 66EEBE3C 6E70C416 DD5F0C68 759DD1FF F83FA401 42209DFF 5EAAD96D B9E6386C",
-     "11187331 C279962D 93D60424 3FD592CB 9D0A926F 422E4718 7521287E 7156C5C4 D6031355 69B9E9D0 9CF5D4A2 70F59746"},
-    {BCRYPT_ECDH_P521_ALGORITHM, BCRYPT_ECDH_PUBLIC_P521_MAGIC, BCRYPT_ECDH_PRIVATE_P521_MAGIC,
-     "0037ADE9 319A89F4 DABDB3EF 411AACCC A5123C61 ACAB57B5 393DCE47 608172A0 95AA85A3 0FE1C295 2C6771D9 37BA9777 "
-     "F5957B26 39BAB072 462F68C2 7A57382D 4A52",
-     "0015417E 84DBF28C 0AD3C278 713349DC 7DF153C8 97A1891B D98BAB43 57C9ECBE E1E3BF42 E00B8E38 0AEAE57C 2D107564 "
-     "94188594 2AF5A7F4 601723C4 195D176C ED3E",
-     "017CAE20 B6641D2E EB695786 D8C94614 6239D099 E18E1D5A 514C739D 7CB4A10A D8A78801 5AC405D7 799DC75E 7B7D5B6C "
-     "F2261A6A 7F150743 8BF01BEB 6CA3926F 9582",
-     "0145BA99 A847AF43 793FDD0E 872E7CDF A16BE30F DC780F97 BCCC3F07 8380201E 9C677D60 0B343757 A3BDBF2A 3163E4C2 "
-     "F869CCA7 458AA4A4 EFFC311F 5CB15168 5EB9",
-     "00D0B397 5AC4B799 F5BEA16D 5E13E9AF 971D5E9B 984C9F39 728B5E57 39735A21 9B97C356 436ADC6E 95BB0352 F6BE64A6 "
-     "C2912D4E F2D0433C ED2B6171 640012D9 460F",
-     "015C6822 6383956E 3BD066E7 97B623C2 7CE0EAC2 F551A10C 2C724D98 52077B87 220B6536 C5C408A1 D2AEBB8E 86D678AE "
-     "49CB5709 1F473229 6579AB44 FCD17F0F C56A",
-     "01144C7D 79AE6956 BC8EDB8E 7C787C45 21CB086F A64407F9 7894E5E6 B2D79B04 D1427E73 CA4BAA24 0A347868 59810C06 "
-     "B3C715A3 A8CC3151 F2BEE417 996D19F3 DDEA"},
-};
-
-Bytes EccBlob(ULONG magic, const std::vector<const char*>& parts) {
-  Bytes blob = Concat(BytesOf(magic), BytesOf(static_cast<ULONG>(FromHex(parts[0]).size())));
-  for (const char* part : parts) blob = Concat(blob, FromHex(part));
-  return blob;
 }
 
 // A digest computed by OpenSSL directly, independently of the seam.
@@ -215,20 +170,21 @@ TEST_F(CngRsa, GeneratedKeyPairRoundTripsThroughItsFullPrivateBlob) {
 }
 
 TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
-  for (const EcdhVector& v : kRfc5903) {
-    SCOPED_TRACE(std::wstring(v.algorithm).size());
-    Provider ecdh(v.algorithm);
+  for (const EcdhCurve& curve : kEcdhCurves) {
+    SCOPED_TRACE(curve.name);
+    auto v = Rfc5903(curve);
+    Provider ecdh(curve.algorithm);
     Key initiator, responderPublic, responder, initiatorPublic;
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy, v.i}), &initiator), STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.grx, v.gry}), &responderPublic), STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.r}), &responder), STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &initiatorPublic), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(curve.privateMagic, {v["gix"], v["giy"], v["i"]}), &initiator), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(curve.publicMagic, {v["grx"], v["gry"]}), &responderPublic), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(curve.privateMagic, {v["grx"], v["gry"], v["r"]}), &responder), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(curve.publicMagic, {v["gix"], v["giy"]}), &initiatorPublic), STATUS_SUCCESS);
     Secret ir, ri;
     ASSERT_EQ(BCryptSecretAgreement(initiator, responderPublic, &ir.handle, 0), STATUS_SUCCESS);
     ASSERT_EQ(BCryptSecretAgreement(responder, initiatorPublic, &ri.handle, 0), STATUS_SUCCESS);
 
     // No parameter list: SHA-1 of the shared x-coordinate (big-endian, field size).
-    const Bytes z = FromHex(v.girx);
+    const Bytes z = FromHex(v["girx"]);
     EXPECT_EQ(Derive(ir, nullptr), ReferenceDigest("SHA1", z));
     EXPECT_EQ(Derive(ri, nullptr), ReferenceDigest("SHA1", z));
 
@@ -245,18 +201,19 @@ TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
 }
 
 TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
-  const EcdhVector& v = kRfc5903[0];
-  Provider ecdh(v.algorithm);
+  const EcdhCurve& curve = kEcdhCurves[0];
+  auto v = Rfc5903(curve);
+  Provider ecdh(curve.algorithm);
   Key key;
-  const Bytes good = EccBlob(v.publicMagic, {v.gix, v.giy});
+  const Bytes good = EccBlob(curve.publicMagic, {v["gix"], v["giy"]});
   Bytes offCurve = good;
   offCurve.back() ^= 1;
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, offCurve, &key), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(v.privateMagic, {v.grx, v.gry, v.i}), &key),
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, EccBlob(curve.privateMagic, {v["grx"], v["gry"], v["i"]}), &key),
             STATUS_INVALID_PARAMETER)
       << "the public point of a private blob must belong to its private value";
-  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.privateMagic, {v.gix, v.giy}), &key), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(BCRYPT_ECDH_PUBLIC_P384_MAGIC, {v.gix, v.giy}), &key),
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(curve.privateMagic, {v["gix"], v["giy"]}), &key), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, EccBlob(BCRYPT_ECDH_PUBLIC_P384_MAGIC, {v["gix"], v["giy"]}), &key),
             STATUS_INVALID_PARAMETER);
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, Concat(good, {0}), &key), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, Bytes(4, 0), &key), STATUS_INVALID_PARAMETER);
@@ -311,8 +268,9 @@ TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
   ASSERT_EQ(BCryptFinalizeKeyPair(other, 0), STATUS_SUCCESS);
   Secret secret;
   EXPECT_EQ(BCryptSecretAgreement(a, other, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "curves differ";
-  const EcdhVector& v = kRfc5903[0];
-  ASSERT_EQ(ImportPair(p256, BCRYPT_ECCPUBLIC_BLOB, EccBlob(v.publicMagic, {v.gix, v.giy}), &publicOnly), STATUS_SUCCESS);
+  const EcdhCurve& curve = kEcdhCurves[0];
+  auto v = Rfc5903(curve);
+  ASSERT_EQ(ImportPair(p256, BCRYPT_ECCPUBLIC_BLOB, EccBlob(curve.publicMagic, {v["gix"], v["giy"]}), &publicOnly), STATUS_SUCCESS);
   EXPECT_EQ(BCryptSecretAgreement(publicOnly, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
   EXPECT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 1), STATUS_INVALID_PARAMETER);
   ASSERT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 0), STATUS_SUCCESS);

@@ -81,7 +81,7 @@ TEST(LastError, BelongsToEachThread) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
 }
 
-TEST(NCrypt, EveryHandleIsUnknownWithoutAKeyStorageProvider) {
+TEST(NCrypt, HandlesNoProviderIssuedAreInvalid) {
   DWORD size = 0;
   BYTE value[4] = {};
   for (NCRYPT_HANDLE handle : {NCRYPT_HANDLE{0}, NCRYPT_HANDLE{0x1234}}) {

@@ -1,12 +1,11 @@
 #include "support/call_failures.h"
 
-#include <fstream>
 #include <sstream>
 
 #include "platform/testing.h"
 #include "support/log_capture.h"
+#include "support/sections.h"
 #include "support/thrown.h"
-#include "support/tool_runner.h"
 
 namespace zttest {
 
@@ -49,33 +48,17 @@ std::vector<std::wstring> MessageChain(const ZT::Framework::IException* e) {
 std::string CallFailureRow::Name() const { return entry + " call " + std::to_string(nth); }
 
 std::vector<CallFailureRow> ReadCallFailures(const std::string& family, const std::string& section) {
-  const std::string path = FixturePath("failures/" + family + ".txt");
-  std::ifstream file(path);
-  if (!file) ADD_FAILURE() << "missing table " << path;
   std::vector<CallFailureRow> rows;
-  bool inSection = false, found = false;
-  std::string line;
-  while (std::getline(file, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    if (line[0] == '[') {
-      inSection = line == "[" + section + "]";
-      found = found || inSection;
-      continue;
-    }
-    if (!inSection) continue;
-    const std::size_t blank = line.find(' ');
-    const std::string key = line.substr(0, blank);
-    const std::string rest = blank == std::string::npos ? "" : line.substr(blank + 1);
+  for (const SectionLine& line : ReadSection("failures/" + family + ".txt", section)) {
     bool understood = false;
-    if (key == "fail") {
+    if (line.key == "fail") {
       rows.emplace_back();
-      understood = StartRow(rest, &rows.back());
+      understood = StartRow(line.value, &rows.back());
     } else {
-      understood = !rows.empty() && ReadField(key, rest, &rows.back());
+      understood = !rows.empty() && ReadField(line.key, line.value, &rows.back());
     }
-    if (!understood) ADD_FAILURE() << path << ": not understood: " << line;
+    if (!understood) ADD_FAILURE() << family << ".txt: not understood: " << line.key << " " << line.value;
   }
-  if (!found) ADD_FAILURE() << path << ": no section [" << section << "]";
   return rows;
 }
 

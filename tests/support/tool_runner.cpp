@@ -7,6 +7,7 @@
 #include <windows.h>
 #else
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -72,7 +73,11 @@ std::string Slurp(HANDLE file) {
 
 }  // namespace
 
-ToolResult RunTool(const std::vector<std::string>& args, const std::string& input) {
+bool RunsAsRoot() { return false; }
+
+// Windows has no user to switch to here: `asUser` is not taken (the tests that pass one are not run
+// in the Windows lane).
+ToolResult RunTool(const std::vector<std::string>& args, const std::string& input, int /*asUser*/) {
   const std::string tool = ToolPath();
   std::string commandLine = Quoted(tool);
   for (const std::string& arg : args) commandLine += " " + Quoted(arg);
@@ -125,7 +130,9 @@ int TemporaryFileWith(const std::string& content) {
 
 }  // namespace
 
-ToolResult RunTool(const std::vector<std::string>& args, const std::string& input) {
+bool RunsAsRoot() { return geteuid() == 0; }
+
+ToolResult RunTool(const std::vector<std::string>& args, const std::string& input, int asUser) {
   const char* tool = ToolPath();
   const int in = TemporaryFileWith(input);
   const int out = TemporaryFileWith(""), err = TemporaryFileWith("");
@@ -134,6 +141,7 @@ ToolResult RunTool(const std::vector<std::string>& args, const std::string& inpu
     dup2(in, 0);
     dup2(out, 1);
     dup2(err, 2);
+    if (asUser != -1 && (setgroups(0, nullptr) != 0 || setgid(asUser) != 0 || setuid(asUser) != 0)) _exit(126);
     std::vector<char*> argv{const_cast<char*>(tool)};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);

@@ -13,8 +13,12 @@ struct ToolResult {
 };
 
 // Runs the tool with `args` (no shell: arguments are passed as they are), feeding `input` to its
-// standard input.
-ToolResult RunTool(const std::vector<std::string>& args, const std::string& input = "");
+// standard input; as the user and group `asUser` when it is not -1 (the caller must be root).
+// Whether this process may write anywhere and run the tool as another user (root on Linux; never
+// on Windows, where directory modes bind no one here and RunTool takes no user).
+bool RunsAsRoot();
+
+ToolResult RunTool(const std::vector<std::string>& args, const std::string& input = "", int asUser = -1);
 
 // The path of a fixture file under tests/fixtures (or under ZT_FIXTURES when set).
 std::string FixturePath(const std::string& relative);

@@ -123,6 +123,19 @@ ByteArray ReadInput(const std::string& path) {
   return ByteArray(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+ByteArray InputOperand(const Parsed& parsed) { return ReadInput(parsed.operands.empty() ? "-" : parsed.operands[0]); }
+
+void WriteOutput(const Parsed& parsed, const ByteArray& bytes) {
+  const auto* data = reinterpret_cast<const char*>(bytes.data());
+  const auto size = static_cast<std::streamsize>(bytes.size());
+  if (const std::string* path = parsed.Option("--out")) {
+    std::ofstream out(*path, std::ios::binary | std::ios::trunc);
+    if (!out.write(data, size) || !out.flush()) throw ToolError("cannot write " + *path);
+    return;
+  }
+  std::cout.write(data, size);
+}
+
 bool FromPem(const ByteArray& text, const std::string& label, ByteArray* der) {
   const std::string content(text.begin(), text.end());
   const std::string begin = "-----BEGIN " + label + "-----", end = "-----END " + label + "-----";

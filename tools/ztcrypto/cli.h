@@ -40,11 +40,14 @@ struct Command {
 std::span<const Command> AlgorithmCommands();
 std::span<const Command> DigestCommands();
 std::span<const Command> KeyCommands();
+std::span<const Command> AgreementCommands();
 std::span<const Command> RandomCommands();
 std::span<const Command> NameCommands();
 std::span<const Command> SignatureCommands();
 std::span<const Command> CertificateCommands();
+std::span<const Command> StoreCommands();
 std::span<const Command> CipherCommands();
+std::span<const Command> ProtectionCommands();
 
 // Arguments split into options and operands. `valued` names the options that take a value
 // ("--key HEX" or "--key=HEX"); `flags` those that do not. Anything else starting with "--" is a
@@ -76,6 +79,10 @@ std::uint64_t ParseCount(const std::string& text, const char* what);
 
 // The whole content of a file, or of standard input for "-".
 ByteArray ReadInput(const std::string& path);
+// The input named by the optional operand: a file, or standard input ("-" or none).
+ByteArray InputOperand(const Parsed& parsed);
+// Writes `bytes` as they are to the file of --out, or to standard output.
+void WriteOutput(const Parsed& parsed, const ByteArray& bytes);
 
 // The DER of the first PEM block "-----BEGIN <label>-----" in `text`; false when there is none.
 // A block whose base64 does not decode is a tool error.

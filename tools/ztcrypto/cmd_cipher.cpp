@@ -2,8 +2,6 @@
 // file or of standard input. Ciphertext and plaintext are written as they are (binary), to
 // standard output or to --out FILE, as the openssl tool's enc does.
 
-#include <fstream>
-#include <iostream>
 #include <memory>
 
 #include "engines.h"
@@ -49,23 +47,6 @@ std::string LengthProblem(const std::string& algorithm, const Parsed& parsed, st
              std::to_string(ivLength);
   }
   return "";
-}
-
-// The input named by the optional operand: a file, or standard input ("-" or none).
-ByteArray InputOperand(const Parsed& parsed) {
-  return ReadInput(parsed.operands.empty() ? "-" : parsed.operands[0]);
-}
-
-// Writes `bytes` as they are to the file of --out, or to standard output.
-void WriteOutput(const Parsed& parsed, const ByteArray& bytes) {
-  const auto* data = reinterpret_cast<const char*>(bytes.data());
-  const auto size = static_cast<std::streamsize>(bytes.size());
-  if (const std::string* path = parsed.Option("--out")) {
-    std::ofstream out(*path, std::ios::binary | std::ios::trunc);
-    if (!out.write(data, size) || !out.flush()) throw ToolError("cannot write " + *path);
-    return;
-  }
-  std::cout.write(data, size);
 }
 
 // The map of a block cipher: --mode, --padding (PKCS7 unless given, as the openssl tool pads),

@@ -22,13 +22,7 @@ int Pbkdf2Command(const Args& args) {
     map->SetIterationCount(ParseCount(*iterations, "--iterations"));
   if (const std::string* prf = parsed.Option("--prf")) map->SetHMACAlgorithmName(Widen(*prf));
 
-  const auto algorithm = AlgorithmNamed("PKCS5_PBKDF2");
-  const std::unique_ptr<KeyDerivation> kdf(KeyDerivation::Create(algorithm.get(), map.get()));
-  const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(ByteArray(password.begin(), password.end())));
-  kdf->Init(secret.get());
-  ByteArray key;
-  kdf->Derive(salt, length, key);
-  PrintLine(Hex(key));
+  PrintDerived("PKCS5_PBKDF2", map.get(), ByteArray(password.begin(), password.end()), salt, length);
   return 0;
 }
 

@@ -16,6 +16,19 @@ inline std::unique_ptr<ZT::Framework::IAlgorithm> AlgorithmNamed(const std::stri
       ZT::Framework::IAlgorithm::CreateFromFriendlyName(Widen(name), parameters.get()));
 }
 
+// Prints in hex the `length` bytes that the key derivation `name` derives from `secret` and
+// `input` (its salt or other information), with the options of `map` (may be null).
+inline void PrintDerived(const std::string& name, ZT::Framework::ICryptoParserParameterMap* map,
+                         const ByteArray& secret, const ByteArray& input, std::uint32_t length) {
+  const auto algorithm = AlgorithmNamed(name);
+  const std::unique_ptr<ZT::Framework::KeyDerivation> kdf(ZT::Framework::KeyDerivation::Create(algorithm.get(), map));
+  const std::unique_ptr<ZT::Framework::ISharedSecret> shared(ZT::Framework::ISharedSecret::Create(secret));
+  kdf->Init(shared.get());
+  ByteArray key;
+  kdf->Derive(input, length, key);
+  PrintLine(Hex(key));
+}
+
 // A byte count the engines take (32 bits).
 inline std::uint32_t ParseLength(const std::string& text, const char* what) {
   const std::uint64_t count = ParseCount(text, what);

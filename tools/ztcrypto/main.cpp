@@ -32,11 +32,14 @@ constexpr Family kFamilies[] = {
     AlgorithmCommands,
     DigestCommands,
     CipherCommands,
+    ProtectionCommands,
     KeyCommands,
+    AgreementCommands,
     RandomCommands,
     NameCommands,
     SignatureCommands,
     CertificateCommands,
+    StoreCommands,
 };
 
 const Command* FindCommand(const std::string& name) {
