@@ -141,9 +141,10 @@ TEST_F(DataProtectionEngine, TracesNothingOfTheSecrets) {
     }
     return text;
   };
+  // The user's secret where the service keeps one in a file of its own (not on Windows).
   const ByteArray secret = FileBytes(secrets.UserSecret());
-  const std::wstring forbidden[] = {L"protected through", L"salt as", dump(message, 6), dump(salt, 6),
-                                    dump(secret, 6)};
+  std::vector<std::wstring> forbidden = {L"protected through", L"salt as", dump(message, 6), dump(salt, 6)};
+  if (secret.size() >= 6) forbidden.push_back(dump(secret, 6));
   ASSERT_FALSE(capture.Lines().empty());
   for (const auto& line : capture.Lines())
     for (const std::wstring& text : forbidden) EXPECT_EQ(line.text.find(text), std::wstring::npos) << line.text;

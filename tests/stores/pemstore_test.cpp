@@ -17,7 +17,7 @@ WString Wide(const std::string& utf8) {
   return wide;
 }
 
-std::uintmax_t FileSize(const std::string& path) { return std::filesystem::file_size(path); }
+std::uintmax_t FileSize(const std::string& path) { return std::filesystem::file_size(zttest::Utf8Path(path)); }
 
 TEST(CertFileStore, RoundTripsUnderANonAsciiNameAndShortensALongerFile) {
   const ScratchFile file("Zertifikat-\xc3\xa4\xe6\x97\xa5\xe6\x9c\xac.der");  // "Zertifikat-ä日本.der"

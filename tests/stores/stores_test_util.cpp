@@ -9,13 +9,17 @@ namespace storetest {
 
 ScratchFile::ScratchFile(const std::string& name)
     : m_path(testing::TempDir() + std::to_string(::getpid()) + "-" + name) {
-  std::remove(m_path.c_str());
+  std::error_code ignored;
+  std::filesystem::remove(zttest::Utf8Path(m_path), ignored);
 }
 
-ScratchFile::~ScratchFile() { std::remove(m_path.c_str()); }
+ScratchFile::~ScratchFile() {
+  std::error_code ignored;
+  std::filesystem::remove(zttest::Utf8Path(m_path), ignored);
+}
 
 void ScratchFile::Write(const ByteArray& bytes) const {
-  std::ofstream out(m_path, std::ios::binary | std::ios::trunc);
+  std::ofstream out(zttest::Utf8Path(m_path), std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 

@@ -128,7 +128,7 @@ std::string CommandOutput(const std::string& command, int* status) {
 }
 
 std::vector<unsigned char> ReadBinaryFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(Utf8Path(path), std::ios::binary);
   return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 

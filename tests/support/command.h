@@ -1,6 +1,7 @@
 // Runs a shell command (the openssl tool, mostly) and collects what it printed.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,10 @@ std::string CommandOutput(const std::string& command, int* status = nullptr);
 
 // The whole content of a file (empty when it cannot be read).
 std::vector<unsigned char> ReadBinaryFile(const std::string& path);
+
+// The file system's path of `utf8`: test paths are UTF-8 text on every platform (on Windows the
+// narrow file functions would read them in the ANSI code page).
+inline std::filesystem::path Utf8Path(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
 // The bytes of the fixture file `relative` (under tests/fixtures); a test failure when it is
 // missing or empty.

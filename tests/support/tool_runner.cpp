@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <string>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -82,7 +83,15 @@ ToolResult RunTool(const std::vector<std::string>& args, const std::string& inpu
   std::string commandLine = Quoted(tool);
   for (const std::string& arg : args) commandLine += " " + Quoted(arg);
   const HANDLE in = TemporaryFileWith(input), out = TemporaryFileWith(""), err = TemporaryFileWith("");
-  STARTUPINFOA startup{};
+  // The arguments are UTF-8 text: the program gets them as the UTF-16 text they stand for.
+  std::wstring wideLine(commandLine.size() + 1, L'\0');
+  wideLine.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, commandLine.data(),
+                                                               static_cast<int>(commandLine.size()), wideLine.data(),
+                                                               static_cast<int>(wideLine.size()))));
+  std::wstring wideTool(tool.size() + 1, L'\0');
+  wideTool.resize(static_cast<std::size_t>(MultiByteToWideChar(
+      CP_UTF8, 0, tool.data(), static_cast<int>(tool.size()), wideTool.data(), static_cast<int>(wideTool.size()))));
+  STARTUPINFOW startup{};
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = in;
@@ -90,7 +99,8 @@ ToolResult RunTool(const std::vector<std::string>& args, const std::string& inpu
   startup.hStdError = err;
   PROCESS_INFORMATION process{};
   ToolResult result;
-  if (CreateProcessA(tool.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
+  if (CreateProcessW(wideTool.c_str(), wideLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                     &process)) {
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD status = 0;
     GetExitCodeProcess(process.hProcess, &status);

@@ -15,6 +15,9 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
+
+#include <shellapi.h>
 #endif
 
 #include "cli.h"
@@ -106,6 +109,24 @@ int RunCommand(const Command& command, const Args& args) {
   }
 }
 
+#if defined(_WIN32)
+// The arguments as UTF-8, as on Linux: the system hands them out as UTF-16 text (argv has them in
+// the ANSI code page, which cannot hold every character).
+Args CommandLineArguments() {
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  Args args;
+  for (int i = 1; wide != nullptr && i < count; ++i) {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, nullptr, 0, nullptr, nullptr);
+    std::string utf8(size > 0 ? size - 1 : 0, '\0');
+    if (size > 1) WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, utf8.data(), size, nullptr, nullptr);
+    args.push_back(std::move(utf8));
+  }
+  LocalFree(wide);
+  return args;
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -114,8 +135,12 @@ int main(int argc, char** argv) {
   _setmode(_fileno(stdin), _O_BINARY);
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
-#endif
+  static_cast<void>(argc);
+  static_cast<void>(argv);
+  Args args = CommandLineArguments();
+#else
   Args args(argv + 1, argv + argc);
+#endif
   try {
     while (!args.empty() && TakeTraceOption(args.front())) args.erase(args.begin());
   } catch (const UsageError& e) {
