@@ -29,7 +29,7 @@ ByteArray FieldPrime(const EcdhCurve& curve) {
   const char* p = curve.bits == 256 ? "ffffffff00000001000000000000000000000000ffffffffffffffffffffffff"
                   : curve.bits == 384
                       ? "ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffeffffffff0000000000000000ffffffff"
-                      : "01ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff";
+                      : "01ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff";
   const ByteArray prime = Hex(p);
   EXPECT_EQ(prime.size(), curve.coordinate);
   return prime;
