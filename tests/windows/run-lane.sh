@@ -17,7 +17,9 @@ scripts/wine-run.sh "$prefix" cmd /c exit >/dev/null 2>&1 || true
 WINEPREFIX=$prefix wineserver -p 2>/dev/null || true  # (already running: kept)
 trap 'WINEPREFIX=$prefix wineserver -k 2>/dev/null || true' EXIT
 
+# One program at a time: the whole lane takes well under a minute, and programs that share the
+# prefix's services (data protection, the registry, key containers) never meet.
 status=0
-ctest --test-dir "$build" --output-on-failure -j2 "$@" || status=$?
+ctest --test-dir "$build" --output-on-failure "$@" || status=$?
 echo "Windows lane: $(($(date +%s) - start)) s under Wine"
 exit $status
