@@ -59,9 +59,9 @@ ByteArray Transform(const WString& algorithm, unsigned int mode, const ByteArray
   return Once(*cipher, mode, secret.get(), input);
 }
 
-ByteArray Bytes(std::size_t count, unsigned seed) {
+ByteArray Bytes(std::size_t count, unsigned pattern) {
   ByteArray bytes(count);
-  unsigned state = seed * 2654435761u + 1;
+  unsigned state = pattern * 2654435761u + 1;
   for (auto& b : bytes) {
     state = state * 1103515245u + 12345u;
     b = static_cast<unsigned char>(state >> 16);

@@ -53,7 +53,7 @@ ByteArray Transform(const WString& algorithm, unsigned int mode, const ByteArray
                     const WString& chaining, const WString& padding = L"", const ByteArray* iv = nullptr);
 
 // `count` bytes that differ from call to call (a fixed generator: tests stay reproducible).
-ByteArray Bytes(std::size_t count, unsigned seed = 1);
+ByteArray Bytes(std::size_t count, unsigned pattern = 1);
 
 // The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
 inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
