@@ -298,14 +298,14 @@ TEST(Pfx, PairsTheKeyWithItsContextOnly) {
   for (PCCERT_CONTEXT c = CertEnumCertificatesInStore(store.get(), nullptr); c != nullptr;
        c = CertEnumCertificatesInStore(store.get(), c)) {
     HCRYPTPROV_OR_NCRYPT_KEY_HANDLE key = 0;
-    DWORD spec = 0;
+    DWORD keyKind = 0;
     BOOL callerFrees = TRUE;
-    const BOOL found = CryptAcquireCertificatePrivateKey(c, CRYPT_ACQUIRE_ONLY_NCRYPT_KEY_FLAG, nullptr, &key, &spec, &callerFrees);
+    const BOOL found = CryptAcquireCertificatePrivateKey(c, CRYPT_ACQUIRE_ONLY_NCRYPT_KEY_FLAG, nullptr, &key, &keyKind, &callerFrees);
     hasKey.push_back(found != FALSE);
     if (found) {
-      EXPECT_EQ(spec, CERT_NCRYPT_KEY_SPEC);
+      EXPECT_EQ(keyKind, CERT_NCRYPT_KEY_SPEC);
       EXPECT_FALSE(callerFrees);
-      EXPECT_FALSE(CryptAcquireCertificatePrivateKey(c, 0, nullptr, &key, &spec, &callerFrees));
+      EXPECT_FALSE(CryptAcquireCertificatePrivateKey(c, 0, nullptr, &key, &keyKind, &callerFrees));
       EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_BAD_FLAGS));
     } else {
       EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY));
