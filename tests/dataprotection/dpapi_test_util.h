@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "engines/engine_test_util.h"
@@ -57,6 +58,16 @@ inline constexpr std::size_t kHeaderSize = 50;
 inline constexpr std::size_t kTagSize = 16;
 inline constexpr unsigned char kUserScope = 1;
 inline constexpr unsigned char kMachineScope = 2;
+
+// The key the symmetric key system store lists for `label` ("User" or "Device").
+inline std::unique_ptr<IKey> StoreKey(const WString& label) {
+  const std::unique_ptr<ISymetricKeySystemStore> store(ISymetricKeySystemStore::Load(L""));
+  const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
+  filter->SetLabel(label);
+  SymetricKeyList keys;
+  EXPECT_EQ(store->ListSymetricKey(filter.get(), keys), 1u);
+  return std::unique_ptr<IKey>(keys.front());
+}
 
 // The file's bytes (empty when it cannot be read).
 ByteArray FileBytes(const std::string& path);

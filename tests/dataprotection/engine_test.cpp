@@ -17,15 +17,6 @@ std::unique_ptr<ISymetricKeySystemStore> Store() {
   return std::unique_ptr<ISymetricKeySystemStore>(ISymetricKeySystemStore::Load(L""));
 }
 
-// The key the store lists for `label`.
-std::unique_ptr<IKey> StoreKey(const WString& label) {
-  const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
-  filter->SetLabel(label);
-  SymetricKeyList keys;
-  EXPECT_EQ(Store()->ListSymetricKey(filter.get(), keys), 1u);
-  return std::unique_ptr<IKey>(keys.front());
-}
-
 // A key derived from the store's key for `label`, with `salt`.
 std::unique_ptr<IKey> SaltedKey(const WString& label, const ByteArray& salt, const WString& newLabel = L"") {
   const auto derivation = std::unique_ptr<KeyDerivation>(KeyDerivation::Create(Algorithm(L"DPAPI").get(), nullptr));

@@ -10,15 +10,6 @@ using zttest::ExpectCallFailure;
 using zttest::NoHandleLeft;
 using zttest::ReadCallFailures;
 
-std::unique_ptr<IKey> UserKey() {
-  const std::unique_ptr<ISymetricKeySystemStore> store(ISymetricKeySystemStore::Load(L""));
-  const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
-  filter->SetLabel(L"User");
-  SymetricKeyList keys;
-  store->ListSymetricKey(filter.get(), keys);
-  return std::unique_ptr<IKey>(keys.front());
-}
-
 class DataProtectionCallFailures : public ::testing::Test {
  protected:
   SecretDirectories secrets;
@@ -26,7 +17,7 @@ class DataProtectionCallFailures : public ::testing::Test {
 };
 
 TEST_F(DataProtectionCallFailures, CipherStaysInitialisedWithItsInput) {
-  const auto key = UserKey();
+  const auto key = StoreKey(L"User");
   const ByteArray sealed = Protect(message).bytes;
   for (const auto& [section, mode, input, expected] :
        {std::tuple{"cipher-protect", CIPHER_ENCRYPT_MODE, message, ByteArray()},

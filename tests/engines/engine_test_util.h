@@ -7,10 +7,12 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cng/crypto.cng.servicetable.h"
 #include "platform/testing.h"
 #include "support/hex.h"
+#include "support/sections.h"
 #include "support/thrown.h"
 #include "zt/crypto.h"
 
@@ -22,6 +24,24 @@ inline ByteArray Text(std::string_view text) { return ByteArray(text.begin(), te
 
 inline ByteArray Hex(std::string_view hex) { return zttest::FromHex(hex); }
 using zttest::ToHex;
+
+// The lines of section `name` of tests/fixtures/engines/published.txt, each cut at blanks into
+// `count` fields, the last taking the rest of the line (a message may hold blanks or be empty).
+inline std::vector<std::vector<std::string>> Published(const std::string& name, std::size_t count) {
+  std::vector<std::vector<std::string>> rows;
+  for (const zttest::SectionLine& line : zttest::ReadSection("engines/published.txt", name)) {
+    std::vector<std::string> fields{line.key};
+    std::string rest = line.value;
+    for (std::size_t i = 1; i + 1 < count; ++i) {
+      const std::size_t blank = rest.find(' ');
+      fields.push_back(rest.substr(0, blank));
+      rest = blank == std::string::npos ? "" : rest.substr(blank + 1);
+    }
+    fields.push_back(rest);
+    rows.push_back(fields);
+  }
+  return rows;
+}
 
 inline std::unique_ptr<IAlgorithm> Algorithm(const WString& friendlyName) {
   const std::unique_ptr<IAlgorithmParameters> parameters(IAlgorithmParameters::Create());

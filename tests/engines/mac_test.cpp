@@ -32,27 +32,11 @@ class EncodedKey : public IKey {
   ByteArray GetEncoded() const override { return ByteArray(16, 1); }
 };
 
+// RFC 4231 and RFC 2202 answers.
 TEST(Hmac, KnownAnswers) {
-  const struct {
-    const wchar_t* name;
-    ByteArray key;
-    std::string data;
-    std::string expected;
-  } vectors[] = {
-      // RFC 4231 test cases 1, 2 and 6 (a key longer than the block).
-      {L"HMAC_SHA256", ByteArray(20, 0x0b), "Hi There", kRfc4231Case1},
-      {L"HMAC_SHA256", Text("Jefe"), "what do ya want for nothing?",
-       "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843"},
-      {L"HMAC_SHA256", ByteArray(131, 0xaa), "Test Using Larger Than Block-Size Key - Hash Key First",
-       "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54"},
-      // RFC 2202 test cases 1 and 2.
-      {L"HMAC_SHA1", ByteArray(20, 0x0b), "Hi There", "b617318655057264e28bc0b6fb378c8ef146be00"},
-      {L"HMAC_SHA1", Text("Jefe"), "what do ya want for nothing?", "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79"},
-  };
-  for (const auto& v : vectors) {
-    const auto mac = NewMac(v.name);
-    const auto key = RawKey(v.key);
-    EXPECT_EQ(MacHex(*mac, *key, Text(v.data)), v.expected) << v.data;
+  for (const auto& v : Published("hmac", 4)) {
+    const auto mac = NewMac(WString(v[0].begin(), v[0].end()));
+    EXPECT_EQ(MacHex(*mac, *RawKey(Hex(v[1])), Text(v[3])), v[2]) << v[3];
   }
 }
 

@@ -1,9 +1,8 @@
 // CNG RSA against the openssl tool, and CNG ECDH against the RFC 5903 points.
 
-#include <openssl/evp.h>
-
 #include "platform_test_util.h"
 #include "support/ecdh_vectors.h"
+#include "support/reference_digest.h"
 
 using namespace zttest;
 
@@ -33,15 +32,6 @@ NTSTATUS Rsa(bool encrypt, BCRYPT_KEY_HANDLE key, const Bytes& input, ULONG flag
   NTSTATUS status = STATUS_SUCCESS;
   *output = Cipher(encrypt, key, input, nullptr, flags, &status, info);
   return status;
-}
-
-// A digest computed by OpenSSL directly, independently of the seam.
-Bytes ReferenceDigest(const char* name, const Bytes& data) {
-  Bytes out(EVP_MAX_MD_SIZE);
-  unsigned int size = 0;
-  EXPECT_EQ(EVP_Digest(data.data(), data.size(), out.data(), &size, EVP_get_digestbyname(name), nullptr), 1);
-  out.resize(size);
-  return out;
 }
 
 Bytes Derive(BCRYPT_SECRET_HANDLE secret, BCryptBufferDesc* parameters) {

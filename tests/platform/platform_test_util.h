@@ -5,6 +5,7 @@
 
 #include "support/command.h"
 #include "support/hex.h"
+#include "support/sections.h"
 #include "support/tool_runner.h"
 
 #include <string>
@@ -50,20 +51,19 @@ inline const Bytes kPlain = FromHex(
     "6bc1bee22e409f96e93d7e117393172a ae2d8a571e03ac9c9eb76fac45af8e51"
     "30c81c46a35ce411e5fbc1191a0a52ef f69f2445df4f9b17ad2b417be66c3710");
 inline const Bytes kIv = FromHex("000102030405060708090a0b0c0d0e0f");
+// The AES key sizes' vectors (tests/fixtures/platform/published.txt), in hex.
 struct AesVector {
-  const char *key, *ecb, *cbc;
+  std::string key, ecb, cbc;
 };
-inline const AesVector kAes[] = {
-    {"2b7e151628aed2a6abf7158809cf4f3c",
-     "3ad77bb40d7a3660a89ecaf32466ef97f5d3d58503b9699de785895a96fdbaaf43b1cd7f598ece23881b00e3ed0306887b0c785e27e8ad3f8223207104725dd4",
-     "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b273bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7"},
-    {"8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b",
-     "bd334f1d6e45f25ff712a214571fa5cc974104846d0ad3ad7734ecb3ecee4eefef7afd2270e2e60adce0ba2face6444e9a4b41ba738d6c72fb16691603c18e0e",
-     "4f021db243bc633d7178183a9fa071e8b4d9ada9ad7dedf4e5e738763f69145a571b242012fb7ae07fa9baac3df102e008b0e27988598881d920a9e64f5615cd"},
-    {"603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4",
-     "f3eed1bdb5d2a03c064b5a7e3db181f8591ccb10d410ed26dc5ba74a31362870b6ed21b99ca6f4f9f153e7b1beafed1d23304b7a39f9f3ff067d8d8f9e24ecc7",
-     "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"},
-};
+inline std::vector<AesVector> ReadAesVectors() {
+  std::vector<AesVector> vectors;
+  for (const SectionLine& line : ReadSection("platform/published.txt", "aes")) {
+    const std::size_t blank = line.value.find(' ');
+    vectors.push_back({line.key, line.value.substr(0, blank), line.value.substr(blank + 1)});
+  }
+  return vectors;
+}
+inline const std::vector<AesVector> kAes = ReadAesVectors();
 // SP 800-67 (the "fox" example, keys K1 K2 K3) and FIPS 81 (DES CBC).
 inline const Bytes kFox = FromText("The qufck brown fox jump");
 inline const char* kTdesKeys = "0123456789ABCDEF 23456789ABCDEF01 456789ABCDEF0123";
