@@ -30,7 +30,7 @@ void ExpectName(const IGeneralName& name, const Expected& e) {
 
 TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
   const Asn1::GeneralNames info =
-      CryptoUtil::DecodeObject<Structure::AlternateName>(Hex(openssl_name::kAltNames));
+      CryptoUtil::DecodeObject<Structure::AlternateName>(Hex(OpensslAltNames()));
   const Expected expected[] = {
       {L"rfc822Name", L"String", L"user@example.com", "", L""},
       {L"dNSName", L"IA5String", L"www.example.com", "", L""},
