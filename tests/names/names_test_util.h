@@ -19,6 +19,7 @@ namespace names_test {
 
 using ZT::Framework::ByteArray;
 using ZT::Framework::WString;
+using zttest::ExpectFailure;
 using zttest::MessageAt;
 using zttest::Thrown;
 
