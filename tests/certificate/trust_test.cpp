@@ -117,10 +117,8 @@ TEST(CVCCertificate, IsAnEmptyPlaceholder) {
       [&] { cvc->GetRoleIdentifier(); },   [&] { cvc->ListTags(tags); },
       [&] { cvc->GetTag(0x5F29); },
   };
-  for (const auto& query : queries) {
-    const auto e = Thrown(query);
-    ExpectFailure(e, CRYPTO_NOT_IMPLEMENTED, L"Method not implemented");
-  }
+  for (const auto& query : queries)
+    ExpectFailure(Thrown(query), CRYPTO_NOT_IMPLEMENTED, L"Method not implemented");
 }
 
 // The getters that answer without the parsed content trace their entry and exit too.

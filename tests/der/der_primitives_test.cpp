@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include "codec/crypto.der.h"
 #include "codec/crypto.der.writer.h"
@@ -279,55 +281,44 @@ TEST(DerTime, ReadsAndWritesUtcTimeInItsWindowAndGeneralizedTimeWithFractions) {
   }
 }
 
+bool DecodesTime(bool generalized, const std::string& s, CalendarTime* t) {
+  const Bytes bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size());
+  return generalized ? DecodeGeneralizedTime(bytes, t) : DecodeUtcTime(bytes, t);
+}
+
 // The forms issued certificates carry beside DER, read as UTC (the first two offsets are those of
 // the fixture odd_time_offsets, whose dates `openssl x509 -dates` prints the same).
 TEST(DerTime, ReadsTimesWithoutSecondsWithOffsetsAndLongFractions) {
-  const std::pair<const char*, CalendarTime> utc[] = {
-      {"4912312359Z", {2049, 12, 31, 23, 59, 0, 0}},
-      {"240101000000+0100", {2023, 12, 31, 23, 0, 0, 0}},
-      {"4912312359-0130", {2050, 1, 1, 1, 29, 0, 0}},
-      {"500101000000+0000", {1950, 1, 1, 0, 0, 0, 0}},
+  const std::tuple<bool, const char*, CalendarTime> cases[] = {
+      {false, "4912312359Z", {2049, 12, 31, 23, 59, 0, 0}},
+      {false, "240101000000+0100", {2023, 12, 31, 23, 0, 0, 0}},
+      {false, "4912312359-0130", {2050, 1, 1, 1, 29, 0, 0}},
+      {false, "500101000000+0000", {1950, 1, 1, 0, 0, 0, 0}},
+      {true, "202402291234Z", {2024, 2, 29, 12, 34, 0, 0}},
+      {true, "20240229123456.780Z", {2024, 2, 29, 12, 34, 56, 780000000}},
+      {true, "20240229123456.1234567891Z", {2024, 2, 29, 12, 34, 56, 123456789}},
+      {true, "20240301003456.5+0100", {2024, 2, 29, 23, 34, 56, 500000000}},
+      {true, "15000101000000Z", {1500, 1, 1, 0, 0, 0, 0}},
   };
-  const std::pair<const char*, CalendarTime> generalized[] = {
-      {"202402291234Z", {2024, 2, 29, 12, 34, 0, 0}},
-      {"20240229123456.780Z", {2024, 2, 29, 12, 34, 56, 780000000}},
-      {"20240229123456.1234567891Z", {2024, 2, 29, 12, 34, 56, 123456789}},
-      {"20240301003456.5+0100", {2024, 2, 29, 23, 34, 56, 500000000}},
-      {"15000101000000Z", {1500, 1, 1, 0, 0, 0, 0}},
-  };
-  for (const auto& [text, expected] : utc) {
-    const std::string s(text);
+  for (const auto& [generalized, text, expected] : cases) {
     CalendarTime t;
-    EXPECT_TRUE(DecodeUtcTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t) && t == expected)
-        << s;
-  }
-  for (const auto& [text, expected] : generalized) {
-    const std::string s(text);
-    CalendarTime t;
-    EXPECT_TRUE(DecodeGeneralizedTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t) &&
-                t == expected)
-        << s;
+    EXPECT_TRUE(DecodesTime(generalized, text, &t) && t == expected) << text;
   }
 }
 
 TEST(DerTime, RefusesInvalidDatesAndOtherForms) {
-  const char* const utc[] = {"491331235959Z", "490230000000Z", "230229000000Z", "491231235959",
-                             "49123123Z",     "491231235960Z", "491231240000Z", "491200235959Z",
-                             "4912312359590Z", "49123123595aZ", "491231235959+2400", "491231235959+0160",
-                             "491231235959+01", "4912312359.5Z", "491231235959z"};
-  for (const char* text : utc) {
-    const std::string s(text);
-    CalendarTime t;
-    EXPECT_FALSE(DecodeUtcTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t)) << s;
-  }
-  const char* const generalized[] = {"20240229123456.Z", "20240229123456,7Z", "2024022912Z",  "20230229000000Z",
-                                     "20240229123456",   "202402291234.5Z",   "00000101000000+0100",
-                                     "99991231235959-0001"};
-  for (const char* text : generalized) {
-    const std::string s(text);
-    CalendarTime t;
-    EXPECT_FALSE(DecodeGeneralizedTime(Bytes(reinterpret_cast<const std::uint8_t*>(s.data()), s.size()), &t)) << s;
-  }
+  const std::vector<const char*> utc = {
+      "491331235959Z",  "490230000000Z",     "230229000000Z",     "491231235959",    "49123123Z",
+      "491231235960Z",  "491231240000Z",     "491200235959Z",     "4912312359590Z",  "49123123595aZ",
+      "491231235959+2400", "491231235959+0160", "491231235959+01", "4912312359.5Z", "491231235959z"};
+  const std::vector<const char*> generalized = {"20240229123456.Z", "20240229123456,7Z", "2024022912Z",
+                                                "20230229000000Z",  "20240229123456",    "202402291234.5Z",
+                                                "00000101000000+0100", "99991231235959-0001"};
+  for (bool isGeneralized : {false, true})
+    for (const char* text : isGeneralized ? generalized : utc) {
+      CalendarTime t;
+      EXPECT_FALSE(DecodesTime(isGeneralized, text, &t)) << text;
+    }
 }
 
 // Reference values: `date -u -d ... +%s`, and the FILETIME of 1970-01-01 (116444736000000000).
