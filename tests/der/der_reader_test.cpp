@@ -11,6 +11,7 @@
 #include "codec/crypto.der.h"
 #include "der_hex.h"
 #include "support/command.h"
+#include "support/sections.h"
 #include "support/tool_runner.h"
 
 using namespace ZT::Framework;
@@ -108,20 +109,10 @@ TEST(DerLength, AcceptsShortAndMinimalLongForms) {
 }
 
 TEST(DerLength, RefusesIndefiniteNonMinimalAndOverlongLengths) {
-  const char* const refused[] = {
-      "3080 0500 0000",             // indefinite length (BER only)
-      "0481 05 0102030405",         // long form for short contents
-      "048200 80",                  // leading zero length octet
-      "0485 0000000001 00",         // five length octets
-      "04ff",                       // reserved length octet
-      "0405 01020304",              // longer than what remains
-      "0482 01",                    // length octets cut short
-      "04",                         // no length at all
-  };
-  for (const char* hex : refused) {
+  for (const auto& [hex, why] : zttest::ReadSection("der/refused.txt", "length")) {
     const ByteArray der = Hex(hex);
     Tag tag;
-    EXPECT_FALSE(Reader(der).PeekTag(&tag)) << hex;
+    EXPECT_FALSE(Reader(der).PeekTag(&tag)) << hex << ": " << why;
   }
 }
 
