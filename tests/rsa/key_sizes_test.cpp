@@ -3,6 +3,7 @@
 // other length than the modulus is false, and its private-key blobs import to the numbers it
 // reports.
 #include <map>
+#include <sstream>
 #include <string>
 
 #include "rsa_test_util.h"
@@ -88,16 +89,9 @@ TEST(RsaKeySizes, ASignatureOfAnyOtherLengthThanTheModulusIsFalse) {
 std::map<std::string, ByteArray> NumbersOf(const std::string& key) {
   const ByteArray text = Fixture(key + ".numbers");
   std::map<std::string, ByteArray> numbers;
-  std::string line;
-  for (unsigned char c : text) {
-    if (c != '\n') {
-      line += static_cast<char>(c);
-      continue;
-    }
-    const std::size_t equals = line.find('=');
-    numbers[line.substr(0, equals)] = Magnitude(Hex(line.substr(equals + 1)));
-    line.clear();
-  }
+  std::istringstream lines(std::string(text.begin(), text.end()));
+  for (std::string line; std::getline(lines, line);)
+    numbers[line.substr(0, line.find('='))] = Magnitude(Hex(line.substr(line.find('=') + 1)));
   return numbers;
 }
 
