@@ -100,15 +100,9 @@ TEST(RsaKeySizes, PrivateKeyBlobsOfTheToolImportToTheNumbersItReports) {
     if (!key.blob) continue;
     const auto imported = ImportKey(L"MSPrivateKeyBlob", Fixture(key.name + ".blob"));
     const auto& rsa = dynamic_cast<IRSAPrivateCRTKey&>(*imported);
-    auto numbers = NumbersOf(key.name);
-    EXPECT_EQ(rsa.GetModulus(), numbers["n"]) << key.name;
-    EXPECT_EQ(rsa.GetPublicExponent(), numbers["e"]) << key.name;
-    EXPECT_EQ(rsa.GetPrivateExponent(), numbers["d"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeP(), numbers["p"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeQ(), numbers["q"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeExponentP(), numbers["dp"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeExponentQ(), numbers["dq"]) << key.name;
-    EXPECT_EQ(rsa.GetCrtCoefficient(), numbers["qinv"]) << key.name;
+    SCOPED_TRACE(key.name);
+    auto m = NumbersOf(key.name);
+    ExpectPrivateNumbers(rsa, {m["n"], m["e"], m["d"], m["p"], m["q"], m["dp"], m["dq"], m["qinv"]});
   }
 }
 
