@@ -11,6 +11,7 @@ namespace certtest {
 
 using namespace ZT::Framework;
 using zttest::FieldOf;
+using zttest::ExpectFailure;
 using zttest::MessageAt;
 using zttest::FromHex;
 using zttest::OpensslX509;

@@ -22,17 +22,10 @@ std::wstring OpensslDate(const std::string& fields, const std::string& key) {
 
 TEST(UnusualCertificates, ReadWholeAndAgreeWithTheOpensslTool) {
   const Unusual cases[] = {
-      {"odd_serial_negative", false},
-      {"odd_serial_zero", false},
-      {"odd_serial_21_bytes", false},
-      {"odd_dates_utc_window", false},
-      {"odd_dates_generalized", false},
-      {"odd_utc_no_seconds", true},
-      {"odd_time_offsets", true},
-      {"odd_boolean_01", true},
-      {"odd_empty_eku", false},
-      {"odd_empty_san", false},
-      {"odd_before_1601", true, L"Invalid Date"},
+      {"odd_serial_negative", false},  {"odd_serial_zero", false},       {"odd_serial_21_bytes", false},
+      {"odd_dates_utc_window", false}, {"odd_dates_generalized", false}, {"odd_utc_no_seconds", true},
+      {"odd_time_offsets", true},      {"odd_boolean_01", true},         {"odd_empty_eku", false},
+      {"odd_empty_san", false},        {"odd_before_1601", true, L"Invalid Date"},
   };
   const auto issuer = Load("intermediate");
   for (const Unusual& c : cases) {

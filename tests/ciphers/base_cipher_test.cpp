@@ -147,9 +147,8 @@ TEST(CipherLifeCycle, AFailedDoFinalKeepsTheBufferAndTheState) {
   aes.cipher->Update(ByteArray(message.begin(), message.begin() + 4));
   ByteArray out;
   LogCapture capture(NQLOG_EXIT);
-  const auto e = Thrown([&] { aes.cipher->DoFinal(ByteArray(message.begin() + 4, message.begin() + 20), out); });
-  ExpectFailure(e, CRYPTO_BAD_PARAM, L"Cipher failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Data to Encrypt Length is invalid");
+  ExpectCipherFailure([&] { aes.cipher->DoFinal(ByteArray(message.begin() + 4, message.begin() + 20), out); },
+                      CRYPTO_BAD_PARAM, L"Data to Encrypt Length is invalid");
   EXPECT_EQ(capture.At(NQLOG_ERROR),
             (std::vector<std::wstring>{L"CryptoUtil::IsOriginalDataLengthValid : Data Length is invalid (20%16 != 0)",
                                        L"CCNGBaseCipher::DoFinal : Cipher failed"}));

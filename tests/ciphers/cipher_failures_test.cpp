@@ -77,7 +77,8 @@ TEST_F(CipherCallFailuresWithoutCNG, RsaOnCryptoApi) {
                        [](const ByteArray& out) { EXPECT_EQ(out.size(), 256u); });
 }
 
-// A failed MAC keeps its message and its initialisation (RFC 4493, example 3).
+// A failed MAC keeps its message and its initialisation: padding and subkey are taken back off, so
+// the retry gives the right value (RFC 4493, example 3, a padded last block).
 TEST(CipherCallFailures, Cmac) {
   const auto key = RawKey(Hex("2b7e151628aed2a6abf7158809cf4f3c"), L"AES");
   const ByteArray message =

@@ -61,6 +61,16 @@ inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
   return ByteArray(output.begin(), output.end());
 }
 
+// `call` fails with `id` and "Cipher failed", over an exception that says `inner`; the exception
+// is returned for further checks.
+template <class Call>
+std::unique_ptr<CCryptoException> ExpectCipherFailure(Call&& call, std::uint64_t id, const WString& inner) {
+  auto e = zttest::Thrown(call);
+  zttest::ExpectFailure(e, id, L"Cipher failed");
+  EXPECT_EQ(zttest::MessageAt(e.get(), 1), inner);
+  return e;
+}
+
 // The path of a fixture of tests/fixtures (as `folder/name`).
 inline std::string Fixture(const std::string& relative) { return zttest::FixturePath(relative); }
 

@@ -86,26 +86,6 @@ TEST(Cmac, LifeCycle) {
   EXPECT_EQ(mac->GetMacLength(), 8u);
 }
 
-// A failed MAC leaves the engine initialised with the message as it was: padding and subkey
-// taken back off, so the retry gives the right value (RFC 4493 example 3, a padded last block).
-TEST(Cmac, AFailureKeepsTheMessageAsItWas) {
-  const auto key = RawKey(Hex("2b7e151628aed2a6abf7158809cf4f3c"), L"AES");
-  const ByteArray message = Hex("6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e5130c81c46a35ce411");
-  for (unsigned nth : {1u, 3u, 4u}) {  // the subkey pass, then each call of the message's pass
-    const auto mac = NewCmac();
-    mac->Init(key.get());
-    mac->Update(message);
-    ZT::Platform::Testing::FailCall("BCryptEncrypt", 0xC000000D, nth);
-    ByteArray out;
-    const auto e = Thrown([&] { mac->Mac(out); });
-    ZT::Platform::Testing::ResetCallFailures();
-    ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Cipher failed");
-    EXPECT_EQ(MessageAt(e.get(), 1), L"Cipher failed");
-    mac->Mac(out);
-    EXPECT_EQ(ToHex(out), "dfa66747de9ae63030ca32611497c827") << nth;
-  }
-}
-
 TEST(Cmac, TheMacAlgorithmAndItsMap) {
   const auto key = RawKey(Bytes(16), L"AES");
   ByteArray out;

@@ -95,9 +95,8 @@ TEST(RsaCipher, LengthLimitsAtThreeKeySizes) {
         {none.get(), k + 1, CRYPTO_BAD_PARAM, L"Data to Encrypt Length is invalid"},
     };
     for (const auto& r : refusals) {
-      const auto e = Thrown([&] { Encrypt(key.get(), r.map, Bytes(r.length)); });
-      ExpectFailure(e, r.id, L"Cipher failed");
-      EXPECT_EQ(MessageAt(e.get(), 1), r.inner) << r.length;
+      SCOPED_TRACE(r.length);
+      ExpectCipherFailure([&] { Encrypt(key.get(), r.map, Bytes(r.length)); }, r.id, r.inner);
     }
   }
 }
@@ -110,31 +109,27 @@ TEST(RsaCipher, RefusesWhatItCannotDo) {
   // There is no RSA decryption here.
   const auto cipher = NewCipher(L"RSA", pkcs1.get());
   cipher->Init(CIPHER_DECRYPT_MODE, key.get());
-  auto e = Thrown([&] { cipher->DoFinal(Text("x"), out); });
-  ExpectFailure(e, CRYPTO_BAD_PARAM, L"Cipher failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Invalid operation");
+  ExpectCipherFailure([&] { cipher->DoFinal(Text("x"), out); }, CRYPTO_BAD_PARAM, L"Invalid operation");
 
   // Only the three paddings of encryption.
   LogCapture capture(NQLOG_ERROR);
-  e = Thrown([&] { Encrypt(key.get(), RsaMap(L"X_931").get(), Text("x")); });
-  ExpectFailure(e, CRYPTO_NO_SUCH_PADDING, L"Cipher failed");
+  ExpectFailure(Thrown([&] { Encrypt(key.get(), RsaMap(L"X_931").get(), Text("x")); }), CRYPTO_NO_SUCH_PADDING,
+                L"Cipher failed");
   EXPECT_EQ(capture.At(NQLOG_ERROR).front(), L"CCNGRSACipher::Cipher : Unsupported padding: X_931");
 
   // Only this library's RSA public keys: not a secret key, not a private key.
   const std::unique_ptr<IKey> privateKey(
       IKey::Create(Algorithm(L"RSA").get(), L"PKCS8", FixtureBytes("rsa/rsa2048.pkcs8.der")));
   const auto secretKey = RawKey(Bytes(16), L"AES");
-  for (IKey* wrong : {secretKey.get(), privateKey.get()}) {
-    e = Thrown([&] { Encrypt(wrong, pkcs1.get(), Text("x")); });
-    ExpectFailure(e, CRYPTO_NOT_SUPPORTED, L"Cipher failed");
-    EXPECT_EQ(MessageAt(e.get(), 1), L"Only RSA Public keys are supported");
-  }
+  for (IKey* wrong : {secretKey.get(), privateKey.get()})
+    ExpectCipherFailure([&] { Encrypt(wrong, pkcs1.get(), Text("x")); }, CRYPTO_NOT_SUPPORTED,
+                        L"Only RSA Public keys are supported");
 
   // A caller's map that fails to give the padding.
   CallersMap failing;
   failing.failing.insert(L"GetPadding");
-  e = Thrown([&] { Encrypt(key.get(), &failing, Text("x")); });
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Error while parsing parameters");
+  EXPECT_EQ(MessageAt(Thrown([&] { Encrypt(key.get(), &failing, Text("x")); }).get(), 1),
+            L"Error while parsing parameters");
 }
 
 class RsaCipherWithoutCNG : public WithModuleHooks {};
@@ -149,9 +144,8 @@ TEST_F(RsaCipherWithoutCNG, CryptoApiPathPadsFirstAndTheProviderRefusesTheBlock)
   const zttest::NoHandleLeft handles;
 
   LogCapture capture(NQLOG_ERROR);
-  auto e = Thrown([&] { Encrypt(key.get(), RsaMap(L"PKCS1").get(), Text("attack at dawn")); });
-  ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Cipher failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"CryptEncrypt failed");
+  ExpectCipherFailure([&] { Encrypt(key.get(), RsaMap(L"PKCS1").get(), Text("attack at dawn")); },
+                      CRYPTO_INTERNAL_ERROR, L"CryptEncrypt failed");
   const auto errors = capture.At(NQLOG_ERROR);
   EXPECT_NE(std::find(errors.begin(), errors.end(), L"CCNGRSACipher::Cipher : Error 0x80090004 returned by CryptEncrypt"),
             errors.end());
@@ -169,9 +163,8 @@ TEST_F(RsaCipherWithoutCNG, CryptoApiPathPadsFirstAndTheProviderRefusesTheBlock)
 
   // OAEP goes through the "PKCS1" scheme with the cipher's own map: without an operation mode
   // there the scheme cannot be made.
-  e = Thrown([&] { Encrypt(key.get(), RsaMap(L"OAEP").get(), Text("x")); });
-  ExpectFailure(e, CRYPTO_UNKNOWN_ERROR, L"Cipher failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Create object padding failed!");
+  auto e = ExpectCipherFailure([&] { Encrypt(key.get(), RsaMap(L"OAEP").get(), Text("x")); }, CRYPTO_UNKNOWN_ERROR,
+                               L"Create object padding failed!");
   EXPECT_EQ(MessageAt(e.get(), 2), L"Pkcs1 operation parameter is not set");
   const auto withMode = RsaMap(L"OAEP");
   withMode->SetPkcs1OperationMode(1);

@@ -11,6 +11,7 @@
 #include "codec/crypto.der.h"
 #include "der_hex.h"
 #include "support/command.h"
+#include "support/sections.h"
 #include "support/tool_runner.h"
 
 using namespace ZT::Framework;
@@ -108,20 +109,10 @@ TEST(DerLength, AcceptsShortAndMinimalLongForms) {
 }
 
 TEST(DerLength, RefusesIndefiniteNonMinimalAndOverlongLengths) {
-  const char* const refused[] = {
-      "3080 0500 0000",             // indefinite length (BER only)
-      "0481 05 0102030405",         // long form for short contents
-      "048200 80",                  // leading zero length octet
-      "0485 0000000001 00",         // five length octets
-      "04ff",                       // reserved length octet
-      "0405 01020304",              // longer than what remains
-      "0482 01",                    // length octets cut short
-      "04",                         // no length at all
-  };
-  for (const char* hex : refused) {
+  for (const auto& [hex, why] : zttest::ReadSection("der/refused.txt", "length")) {
     const ByteArray der = Hex(hex);
     Tag tag;
-    EXPECT_FALSE(Reader(der).PeekTag(&tag)) << hex;
+    EXPECT_FALSE(Reader(der).PeekTag(&tag)) << hex << ": " << why;
   }
 }
 
@@ -145,22 +136,9 @@ TEST(DerTag, ReadsAndWritesHighTagNumbersAndEveryClass) {
 }
 
 TEST(DerTag, RefusesNonMinimalOverlongAndReservedTagsAndTheWrongConstructedBit) {
-  const char* const refused[] = {
-      "9f1e00",          // high form for a number that fits the first octet
-      "9f807f00",        // leading 0x80 in the tag number
-      "9f8180808000 00", // five octets of tag number: past the bound
-      "9f81",            // tag number cut short
-      "0000",            // end-of-contents has no place in DER
-      "2203 020101",     // constructed INTEGER
-      "2403 040100",     // constructed OCTET STRING (BER's segmented form)
-      "2103 0101ff",     // constructed BOOLEAN
-      "2c00",            // constructed UTF8String
-      "1000",            // primitive SEQUENCE
-      "1100",            // primitive SET
-  };
-  for (const char* hex : refused) {
+  for (const auto& [hex, why] : zttest::ReadSection("der/refused.txt", "tag")) {
     Tag tag;
-    EXPECT_FALSE(ReadsAsOne(Hex(hex), &tag)) << hex;
+    EXPECT_FALSE(ReadsAsOne(Hex(hex), &tag)) << hex << ": " << why;
   }
 }
 

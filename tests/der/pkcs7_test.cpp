@@ -2,6 +2,7 @@
 // wrote.
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <vector>
 
 #include "codec/crypto.asn1.pkcs7.h"
@@ -19,9 +20,10 @@ ByteArray Fixture(const std::string& relative) {
   return ByteArray(bytes.begin(), bytes.end());
 }
 
-std::vector<ByteArray> Read(const ByteArray& bundle, bool* ok) {
+// The certificates of `bundle`, none when it is refused.
+std::optional<std::vector<ByteArray>> Read(const ByteArray& bundle) {
   std::vector<Der::Bytes> certificates;
-  *ok = Asn1Read::ReadCertificateBundle(Der::Bytes(bundle.data(), bundle.size()), &certificates);
+  if (!Asn1Read::ReadCertificateBundle(Der::Bytes(bundle.data(), bundle.size()), &certificates)) return std::nullopt;
   std::vector<ByteArray> copies;
   for (const Der::Bytes certificate : certificates) copies.emplace_back(certificate.begin(), certificate.end());
   return copies;
@@ -30,13 +32,9 @@ std::vector<ByteArray> Read(const ByteArray& bundle, bool* ok) {
 TEST(CertificateBundle, ReadsOpensslsBundlesInStoredOrderAndWritesThemBackByteForByte) {
   const std::vector<ByteArray> three = {Fixture("certs/logon.der"), Fixture("certs/intermediate.der"),
                                         Fixture("certs/root.der")};
-  bool ok = false;
-  EXPECT_EQ(Read(Fixture("stores/three.p7b"), &ok), three);
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(Read(Fixture("stores/with_crl.p7b"), &ok), (std::vector<ByteArray>{three[1], three[2]}));
-  EXPECT_TRUE(ok);
-  EXPECT_TRUE(Read(Fixture("stores/empty.p7b"), &ok).empty());
-  EXPECT_TRUE(ok);
+  EXPECT_EQ(Read(Fixture("stores/three.p7b")), three);
+  EXPECT_EQ(Read(Fixture("stores/with_crl.p7b")), (std::vector<ByteArray>{three[1], three[2]}));
+  EXPECT_EQ(Read(Fixture("stores/empty.p7b")), std::vector<ByteArray>());
   for (const auto& [certificates, file] : {std::pair{three, "stores/three.p7b"}, std::pair{std::vector<ByteArray>{}, "stores/empty.p7b"}}) {
     std::vector<Der::Bytes> views(certificates.begin(), certificates.end());
     EXPECT_EQ(der_test::Written([&](Der::Writer& w) { Asn1Write::WriteCertificateBundle(w, views); }),
@@ -55,16 +53,12 @@ TEST(CertificateBundle, RefusesWhatIsNotExactlyAnUnsignedBundle) {
   signer[signer.size() - 1] = 0x02;  // signerInfos with two bytes in it
   signer.insert(signer.end(), {0x30, 0x00});
   for (std::size_t at : {1u, 14u, 16u}) signer[at] = static_cast<unsigned char>(signer[at] + 2);
-  bool ok = true;
-  for (const ByteArray& bytes : {trailing, dataType, signer, Fixture("certs/logon.der"), Fixture("stores/modern.p12")}) {
-    Read(bytes, &ok);
-    EXPECT_FALSE(ok) << der_test::ToHex(bytes);
-  }
+  for (const ByteArray& bytes : {trailing, dataType, signer, Fixture("certs/logon.der"), Fixture("stores/modern.p12")})
+    EXPECT_FALSE(Read(bytes)) << der_test::ToHex(bytes);
   // A certificates field holding something that is not a SEQUENCE.
   const ByteArray notCertificate = Hex("3027 0609 2a864886f70d010702 a01a 3018 020101 3100 300b 0609 2a864886f70d010701"
                                        " a002 0500 3100");
-  Read(notCertificate, &ok);
-  EXPECT_FALSE(ok);
+  EXPECT_FALSE(Read(notCertificate));
 }
 
 }  // namespace

@@ -51,36 +51,37 @@ ByteArray NameOf(const std::vector<Attribute>& attributes) {
 
 // Names the openssl tool made, the text they read as, and the text that encodes to them ("" when
 // a text cannot: the library writes BMPString where openssl wrote UTF8String or TeletexString).
-struct OpensslName {
-  const char* hex;
+struct ToolName {
+  const char* name;  // in values.txt
   const wchar_t* text;
   const wchar_t* source;
 };
-const OpensslName kOpensslNames[] = {
-    {openssl_name::kPrintable, L"CN=Test User, OU=Unit, OU=Unit 2, O=\"Acme, Inc.\", L=Springfield, S=Oregon, C=US",
+const ToolName kOpensslNames[] = {
+    {"printable", L"CN=Test User, OU=Unit, OU=Unit 2, O=\"Acme, Inc.\", L=Springfield, S=Oregon, C=US",
      nullptr},
-    {openssl_name::kKeyWords,
+    {"email",
      L"E=user@example.com, DC=example, DC=com, SERIALNUMBER=1234, T=Engineer, G=Ann, I=AB, SN=Smith, "
      L"STREET=1 Main St, PostalCode=12345",
      L"E=user@example.com; DC=example; DC=com; SERIALNUMBER=1234; T=Engineer; G=Ann; I=AB; SN=Smith; "
      L"STREET=1 Main St; PostalCode=12345"},
-    {openssl_name::kUnknownTypes, L"CN=Known, OID.2.5.4.65=Nick, OID.2.5.4.46=q1",
+    {"unknown", L"CN=Known, OID.2.5.4.65=Nick, OID.2.5.4.46=q1",
      L"CN=Known, OID.2.5.4.65=Nick, 2.5.4.46=q1"},
     // The attributes of one RDN are written in DER SET OF order, whatever order the text gives.
-    {openssl_name::kMultiValued, L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice, O=Example",
+    {"multivalued", L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice, O=Example",
      L"0.9.2342.19200300.100.1.1=alice + CN=Alice, O=Example"},
-    {openssl_name::kBmp, L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP", nullptr},
-    {openssl_name::kUtf8, L"CN=J\u00fcrgen Gro\u00df, O=\u00dcn\u00efc\u00f6d\u00e9 \u00d6rg, C=DE", L""},
-    {openssl_name::kTeletex, L"CN=J\u00fcrgen, C=DE", L""},
+    {"bmp", L"CN=\u5c71\u7530\u592a\u90ce, O=\u682a\u5f0f\u4f1a\u793e, C=JP", nullptr},
+    {"utf8", L"CN=J\u00fcrgen Gro\u00df, O=\u00dcn\u00efc\u00f6d\u00e9 \u00d6rg, C=DE", L""},
+    {"t61", L"CN=J\u00fcrgen, C=DE", L""},
 };
 
 TEST(X500Name, OpensslNamesBothWays) {
-  for (const OpensslName& n : kOpensslNames) {
-    SCOPED_TRACE(n.hex);
-    EXPECT_EQ(FromDer(n.hex)->GetName(0), n.text);
+  for (const ToolName& n : kOpensslNames) {
+    SCOPED_TRACE(n.name);
+    const char* hex = OpensslName(n.name);
+    EXPECT_EQ(FromDer(hex)->GetName(0), n.text);
     const wchar_t* source = n.source ? n.source : n.text;
     if (*source) {
-      EXPECT_EQ(FromText(source)->GetEncoded(), Hex(n.hex));
+      EXPECT_EQ(FromText(source)->GetEncoded(), Hex(hex));
     }
   }
 }
@@ -98,7 +99,7 @@ TEST(X500NameFromDer, EveryStringTypeReadsAsItsCharacters) {
 }
 
 TEST(X500NameFromDer, QuotesAsTheTextFormRequires) {
-  const auto name = FromDer(openssl_name::kQuoting);
+  const auto name = FromDer(OpensslName("quoting"));
   EXPECT_EQ(name->GetName(0),
             L"CN=\" leading\", O=\"trailing \", OU=\"a,b\", L=\"x=y\", S=\"#hash\", CN=\"semi;colon\", "
             L"CN=\"say \"\"hi\"\"\"");
@@ -115,13 +116,13 @@ TEST(X500NameFromDer, QuotesAsTheTextFormRequires) {
 }
 
 TEST(X500NameFromDer, ReverseAndCrLfAreTheOnlyHonouredFormatBits) {
-  const auto name = FromDer(openssl_name::kMultiValued);
+  const auto name = FromDer(OpensslName("multivalued"));
   EXPECT_EQ(name->GetName(IX500Name::kReverseFlag), L"O=Example, CN=Alice + OID.0.9.2342.19200300.100.1.1=alice");
   EXPECT_EQ(name->GetName(IX500Name::kCRLFFlag), L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice\r\nO=Example");
   EXPECT_EQ(name->GetName(IX500Name::kReverseFlag | IX500Name::kCRLFFlag),
             L"O=Example\r\nCN=Alice + OID.0.9.2342.19200300.100.1.1=alice");
   // Semicolons, no plus, no quoting, simple and OID forms cannot be asked for.
-  const auto quoted = FromDer(openssl_name::kQuoting);
+  const auto quoted = FromDer(OpensslName("quoting"));
   for (unsigned int ignored : {0x40000000u, 0x20000000u, 0x10000000u, 0x04000000u, 0x00000001u, 0x00000002u})
     EXPECT_EQ(quoted->GetName(ignored), quoted->GetName(0)) << std::hex << ignored;
 }
@@ -143,18 +144,18 @@ TEST(X500NameFromText, TextToDerToTextRoundTrips) {
 TEST(X500NameAttributes, OnlyDirectlyRepeatedTypesAreMerged) {
   EXPECT_EQ(Listed(*FromText(L"CN=a, OU=b, OU=c")), (std::vector<WString>{L"2.5.4.3", L"2.5.4.11"}));
   EXPECT_EQ(Listed(*FromText(L"OU=b, CN=a, OU=c")), (std::vector<WString>{L"2.5.4.11", L"2.5.4.3", L"2.5.4.11"}));
-  EXPECT_EQ(Listed(*FromDer(openssl_name::kMultiValued)),
+  EXPECT_EQ(Listed(*FromDer(OpensslName("multivalued"))),
             (std::vector<WString>{L"2.5.4.3", L"0.9.2342.19200300.100.1.1", L"2.5.4.10"}));
 }
 
 TEST(X500NameAttributes, ValuesOfATypeComeInEncodingOrderAndAreAppended) {
-  const auto name = FromDer(openssl_name::kPrintable);
+  const auto name = FromDer(OpensslName("printable"));
   StringList values{L"already there"};
   name->GetAttributeValue(L"2.5.4.11", values);
   EXPECT_EQ(std::vector<WString>(values.begin(), values.end()),
             (std::vector<WString>{L"already there", L"Unit", L"Unit 2"}));
   EXPECT_EQ(ValuesOf(*name, L"2.5.4.10"), std::vector<WString>{L"Acme, Inc."});
-  EXPECT_EQ(ValuesOf(*FromDer(openssl_name::kBmp), L"2.5.4.3"), std::vector<WString>{L"\u5c71\u7530\u592a\u90ce"});
+  EXPECT_EQ(ValuesOf(*FromDer(OpensslName("bmp")), L"2.5.4.3"), std::vector<WString>{L"\u5c71\u7530\u592a\u90ce"});
   EXPECT_TRUE(ValuesOf(*name, L"2.5.4.3.").empty());  // compared exactly, never by prefix
   // Missing and empty types only log.
   const LogCapture log;
@@ -209,7 +210,7 @@ TEST(X500NameFromDer, DecodingFailsClosed) {
 }
 
 TEST(X500NameTrace, CreateGetNameAndDeleteWriteTheNamedLines) {
-  const ByteArray der = Hex(openssl_name::kTeletex);
+  const ByteArray der = Hex(OpensslName("t61"));
   LogCapture log;
   std::unique_ptr<IX500Name> name(IX500Name::Create(der));
   const std::wstring self = AddressText(name.get());

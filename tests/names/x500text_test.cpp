@@ -153,18 +153,18 @@ TEST(CertStrToName, AsksForTheSizeFirstAndRefusesAShortBuffer) {
 }
 
 TEST(CertNameToStr, WritesEachStringTypeAndFlag) {
-  const ByteArray der = Hex(openssl_name::kMultiValued);
+  const ByteArray der = Hex(OpensslName("multivalued"));
   EXPECT_EQ(Render(der, CERT_X500_NAME_STR), L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice, O=Example");
   EXPECT_EQ(Render(der, CERT_OID_NAME_STR), L"2.5.4.3=Alice + 0.9.2342.19200300.100.1.1=alice, 2.5.4.10=Example");
   EXPECT_EQ(Render(der, CERT_SIMPLE_NAME_STR), L"Alice + alice, Example");
   EXPECT_EQ(Render(der, CERT_X500_NAME_STR | CERT_NAME_STR_SEMICOLON_FLAG | CERT_NAME_STR_NO_PLUS_FLAG),
             L"CN=Alice OID.0.9.2342.19200300.100.1.1=alice; O=Example");
-  EXPECT_EQ(Render(Hex(openssl_name::kQuoting), CERT_X500_NAME_STR | CERT_NAME_STR_NO_QUOTING_FLAG),
+  EXPECT_EQ(Render(Hex(OpensslName("quoting")), CERT_X500_NAME_STR | CERT_NAME_STR_NO_QUOTING_FLAG),
             L"CN= leading, O=trailing , OU=a,b, L=x=y, S=#hash, CN=semi;colon, CN=say \"hi\"");
 }
 
 TEST(CertNameToStr, CountsTheTerminatorAndTruncatesToTheBuffer) {
-  const ByteArray der = Hex(openssl_name::kTeletex);  // "CN=Jürgen, C=DE"
+  const ByteArray der = Hex(OpensslName("t61"));  // "CN=Jürgen, C=DE"
   EXPECT_EQ(CertNameToStrW(X509_ASN_ENCODING, &der, CERT_X500_NAME_STR, nullptr, 0), 16u);
   wchar_t small[5] = {L'x', L'x', L'x', L'x', L'x'};
   EXPECT_EQ(CertNameToStrW(X509_ASN_ENCODING, &der, CERT_X500_NAME_STR, small, 5), 5u);

@@ -3,6 +3,7 @@
 // other length than the modulus is false, and its private-key blobs import to the numbers it
 // reports.
 #include <map>
+#include <sstream>
 #include <string>
 
 #include "rsa_test_util.h"
@@ -88,16 +89,9 @@ TEST(RsaKeySizes, ASignatureOfAnyOtherLengthThanTheModulusIsFalse) {
 std::map<std::string, ByteArray> NumbersOf(const std::string& key) {
   const ByteArray text = Fixture(key + ".numbers");
   std::map<std::string, ByteArray> numbers;
-  std::string line;
-  for (unsigned char c : text) {
-    if (c != '\n') {
-      line += static_cast<char>(c);
-      continue;
-    }
-    const std::size_t equals = line.find('=');
-    numbers[line.substr(0, equals)] = Magnitude(Hex(line.substr(equals + 1)));
-    line.clear();
-  }
+  std::istringstream lines(std::string(text.begin(), text.end()));
+  for (std::string line; std::getline(lines, line);)
+    numbers[line.substr(0, line.find('='))] = Magnitude(Hex(line.substr(line.find('=') + 1)));
   return numbers;
 }
 
@@ -106,15 +100,9 @@ TEST(RsaKeySizes, PrivateKeyBlobsOfTheToolImportToTheNumbersItReports) {
     if (!key.blob) continue;
     const auto imported = ImportKey(L"MSPrivateKeyBlob", Fixture(key.name + ".blob"));
     const auto& rsa = dynamic_cast<IRSAPrivateCRTKey&>(*imported);
-    auto numbers = NumbersOf(key.name);
-    EXPECT_EQ(rsa.GetModulus(), numbers["n"]) << key.name;
-    EXPECT_EQ(rsa.GetPublicExponent(), numbers["e"]) << key.name;
-    EXPECT_EQ(rsa.GetPrivateExponent(), numbers["d"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeP(), numbers["p"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeQ(), numbers["q"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeExponentP(), numbers["dp"]) << key.name;
-    EXPECT_EQ(rsa.GetPrimeExponentQ(), numbers["dq"]) << key.name;
-    EXPECT_EQ(rsa.GetCrtCoefficient(), numbers["qinv"]) << key.name;
+    SCOPED_TRACE(key.name);
+    auto m = NumbersOf(key.name);
+    ExpectPrivateNumbers(rsa, {m["n"], m["e"], m["d"], m["p"], m["q"], m["dp"], m["dq"], m["qinv"]});
   }
 }
 

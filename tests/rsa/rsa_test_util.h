@@ -74,6 +74,22 @@ inline ByteArray DigestInfo(const std::string& hash, const ByteArray& data) {
   return {};
 }
 
+// The numbers of an RSA private key, as its files hold them (a sign octet may lead).
+struct KeyNumbers {
+  ByteArray n, e, d, p, q, dp, dq, qinv;
+};
+
+inline void ExpectPrivateNumbers(const IRSAPrivateCRTKey& key, const KeyNumbers& k) {
+  EXPECT_EQ(key.GetModulus(), Magnitude(k.n));
+  EXPECT_EQ(key.GetPublicExponent(), Magnitude(k.e));
+  EXPECT_EQ(key.GetPrivateExponent(), Magnitude(k.d));
+  EXPECT_EQ(key.GetPrimeP(), Magnitude(k.p));
+  EXPECT_EQ(key.GetPrimeQ(), Magnitude(k.q));
+  EXPECT_EQ(key.GetPrimeExponentP(), Magnitude(k.dp));
+  EXPECT_EQ(key.GetPrimeExponentQ(), Magnitude(k.dq));
+  EXPECT_EQ(key.GetCrtCoefficient(), Magnitude(k.qinv));
+}
+
 inline std::unique_ptr<ICryptoParserParameterMap> NewMap() {
   return std::unique_ptr<ICryptoParserParameterMap>(ICryptoParserParameterMap::Create());
 }

@@ -13,22 +13,13 @@ namespace {
 using namespace rsatest;
 using zttest::LogCapture;
 
-struct Numbers {
-  ByteArray n = HexFixture("rsa2048.n.hex"), e = HexFixture("rsa2048.e.hex"), d = HexFixture("rsa2048.d.hex"),
-            p = HexFixture("rsa2048.p.hex"), q = HexFixture("rsa2048.q.hex"), dp = HexFixture("rsa2048.dp.hex"),
-            dq = HexFixture("rsa2048.dq.hex"), qinv = HexFixture("rsa2048.qinv.hex");
+// The 2048-bit fixture key's numbers.
+struct Numbers : KeyNumbers {
+  Numbers()
+      : KeyNumbers{HexFixture("rsa2048.n.hex"),  HexFixture("rsa2048.e.hex"),  HexFixture("rsa2048.d.hex"),
+                   HexFixture("rsa2048.p.hex"),  HexFixture("rsa2048.q.hex"),  HexFixture("rsa2048.dp.hex"),
+                   HexFixture("rsa2048.dq.hex"), HexFixture("rsa2048.qinv.hex")} {}
 };
-
-void ExpectPrivateNumbers(const IRSAPrivateCRTKey& key, const Numbers& k) {
-  EXPECT_EQ(key.GetModulus(), Magnitude(k.n));
-  EXPECT_EQ(key.GetPublicExponent(), Magnitude(k.e));
-  EXPECT_EQ(key.GetPrivateExponent(), Magnitude(k.d));
-  EXPECT_EQ(key.GetPrimeP(), Magnitude(k.p));
-  EXPECT_EQ(key.GetPrimeQ(), Magnitude(k.q));
-  EXPECT_EQ(key.GetPrimeExponentP(), Magnitude(k.dp));
-  EXPECT_EQ(key.GetPrimeExponentQ(), Magnitude(k.dq));
-  EXPECT_EQ(key.GetCrtCoefficient(), Magnitude(k.qinv));
-}
 
 // The exception of an import, with its inner exception's message.
 struct Refusal {
