@@ -16,10 +16,9 @@ const SymmetricAlgorithm::KeySize* FindKeySize(const SymmetricAlgorithm& algorit
   return nullptr;
 }
 
-const EVP_CIPHER* CipherOf(const SymmetricKey& key) {
+CipherId CipherOf(const SymmetricKey& key) {
   // The CBC implementation follows the ECB one in the cache.
-  const auto id = static_cast<CipherId>(static_cast<unsigned>(key.size->ecb) + (key.cbc ? 1 : 0));
-  return Library::Get().Cipher(id);
+  return static_cast<CipherId>(static_cast<unsigned>(key.size->ecb) + (key.cbc ? 1 : 0));
 }
 
 // Checks the arguments both directions share; on success *blockSize is the cipher's block.
@@ -32,51 +31,14 @@ NTSTATUS CheckCall(const SymmetricKey& key, const CryptCall& call, ULONG* blockS
   // In ECB mode the IV buffer is ignored (neither checked nor changed); in CBC mode it must
   // hold one block.
   if (key.cbc && call.iv != nullptr && call.ivSize != *blockSize) return STATUS_INVALID_PARAMETER;
-  if (CipherOf(key) == nullptr) return STATUS_NOT_SUPPORTED;
+  if (Library::Get().BlockCipher(CipherOf(key)) == nullptr) return STATUS_NOT_SUPPORTED;
   return STATUS_SUCCESS;
 }
 
-// A cipher context keyed for one call, starting from `iv` (CBC; ignored in ECB). Each thread
-// keeps one context per implementation and direction, so a call allocates no context of its
-// own; when the call ends the context is reset, which wipes the key schedule.
-class KeyedCipher {
- public:
-  KeyedCipher(const SymmetricKey& key, const unsigned char* iv, bool encrypt)
-      : m_encrypt(encrypt), m_ctx(Cached(key, encrypt)) {
-    if (m_ctx && EVP_CipherInit_ex2(m_ctx.get(), CipherOf(key), key.key, key.cbc ? iv : nullptr, encrypt ? 1 : 0,
-                                    nullptr) != 1)
-      Release();
-  }
-  ~KeyedCipher() { Release(); }
-  KeyedCipher(const KeyedCipher&) = delete;
-  KeyedCipher& operator=(const KeyedCipher&) = delete;
-
-  explicit operator bool() const { return m_ctx != nullptr; }
-  // Runs whole blocks through the cipher (no padding is added or held back).
-  bool Transform(unsigned char* out, const unsigned char* in, ULONG size) {
-    return size == 0 || EVP_Cipher(m_ctx.get(), out, in, size) == static_cast<int>(size);
-  }
-  // Starts again from `iv`, with the same key.
-  bool Restart(const unsigned char* iv) {
-    return EVP_CipherInit_ex2(m_ctx.get(), nullptr, nullptr, iv, m_encrypt ? 1 : 0, nullptr) == 1;
-  }
-
- private:
-  // The thread's context for this implementation and direction (created on first use).
-  static CipherCtxPtr& Cached(const SymmetricKey& key, bool encrypt) {
-    thread_local std::array<CipherCtxPtr, 2 * static_cast<std::size_t>(CipherId::Count)> contexts;
-    const auto id = static_cast<std::size_t>(key.size->ecb) + (key.cbc ? 1 : 0);
-    CipherCtxPtr& ctx = contexts[2 * id + (encrypt ? 1 : 0)];
-    if (!ctx) ctx.reset(EVP_CIPHER_CTX_new());
-    return ctx;
-  }
-  void Release() {
-    if (m_ctx && EVP_CIPHER_CTX_reset(m_ctx.get()) != 1) m_ctx.reset();
-  }
-
-  bool m_encrypt;
-  CipherCtxPtr& m_ctx;
-};
+// A cipher keyed with the key for one call, starting from `iv` (CBC; ignored in ECB).
+KeyedBlockCipher Keyed(const SymmetricKey& key, const unsigned char* iv, bool encrypt) {
+  return KeyedBlockCipher(CipherOf(key), key.key, key.cbc ? iv : nullptr, encrypt);
+}
 
 // Where CBC starts from: the caller's IV buffer, or with none the key's own register, which then
 // carries the chaining from call to call. CBC hands the last ciphertext block on as the next IV,
@@ -95,37 +57,63 @@ ULONG PaddingLength(const unsigned char* lastBlock, ULONG blockSize) {
   return bad != 0 ? 0 : pad;
 }
 
+// A padded message up to this size goes through the cipher in one run, through a scratch block
+// on the stack: for short messages a run costs more than copying the bytes.
+constexpr ULONG kOneRunLimit = 1024;
+
+// The end of a padded decryption, once the last block's plaintext is known: its padding decides
+// the plaintext's size, and bad padding leaves the caller's buffer and IV untouched. Then
+// `deliver` writes the plaintext's `size` bytes, and CBC hands the last ciphertext block (kept
+// aside first: the output may be the input) on as the next IV.
+template <class Deliver>
+NTSTATUS FinishPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize, const unsigned char* lastPlain,
+                      Deliver&& deliver) {
+  const ULONG padLength = PaddingLength(lastPlain, blockSize);
+  if (padLength == 0) return STATUS_DATA_ERROR;
+  const ULONG size = call.inputSize - padLength;
+  *call.result = size;
+  if (call.outputSize < size) return STATUS_BUFFER_TOO_SMALL;
+  unsigned char lastCipher[16];
+  std::memcpy(lastCipher, call.input + call.inputSize - blockSize, blockSize);
+  if (!deliver(size)) return STATUS_INTERNAL_ERROR;
+  if (key.cbc) std::memcpy(Chaining(key, call), lastCipher, blockSize);
+  return STATUS_SUCCESS;
+}
+
+// Decryption with PKCS #7 padding of a short message: one run into a scratch block.
+NTSTATUS DecryptPaddedShort(SymmetricKey& key, const CryptCall& call, ULONG blockSize) {
+  unsigned char plain[kOneRunLimit];
+  KeyedBlockCipher cipher = Keyed(key, Chaining(key, call), false);
+  NTSTATUS status = STATUS_INTERNAL_ERROR;
+  if (cipher && cipher.Transform(plain, call.input, call.inputSize))
+    status = FinishPadded(key, call, blockSize, plain + call.inputSize - blockSize, [&](ULONG size) {
+      std::memcpy(call.output, plain, size);
+      return true;
+    });
+  OPENSSL_cleanse(plain, call.inputSize);
+  return status;
+}
+
 // Decryption with PKCS #7 padding. The last block goes first, on its own (in CBC from the
-// ciphertext block before it): its padding decides the plaintext's size, and bad padding must
-// leave the caller's buffer and IV untouched. The blocks before it are then decrypted straight
-// into the caller's buffer, which may be the input itself.
+// ciphertext block before it). The blocks before it are then decrypted straight into the
+// caller's buffer, which may be the input itself.
 NTSTATUS DecryptPadded(SymmetricKey& key, const CryptCall& call, ULONG blockSize) {
+  if (call.inputSize <= kOneRunLimit) return DecryptPaddedShort(key, call, blockSize);
   const ULONG lastAt = call.inputSize - blockSize;
   unsigned char* chain = Chaining(key, call);
-  unsigned char lastCipher[16], before[16] = {}, last[16];
-  std::memcpy(lastCipher, call.input + lastAt, blockSize);
+  unsigned char before[16] = {}, last[16];
   // ECB has no chaining: its IV buffer, of any length, is not read.
-  if (key.cbc) std::memcpy(before, lastAt != 0 ? call.input + lastAt - blockSize : chain, blockSize);
+  if (key.cbc) std::memcpy(before, call.input + lastAt - blockSize, blockSize);
 
-  KeyedCipher cipher(key, before, false);
-  if (!cipher || !cipher.Transform(last, lastCipher, blockSize)) return STATUS_INTERNAL_ERROR;
-  const ULONG padLength = PaddingLength(last, blockSize);
-  const ULONG size = call.inputSize - padLength;
-  NTSTATUS status = STATUS_DATA_ERROR;
-  if (padLength != 0) {
-    *call.result = size;
-    if (call.outputSize < size)
-      status = STATUS_BUFFER_TOO_SMALL;
-    else if (!cipher.Restart(key.cbc ? chain : nullptr) || !cipher.Transform(call.output, call.input, lastAt))
-      status = STATUS_INTERNAL_ERROR;
-    else
-      status = STATUS_SUCCESS;
-  }
-  if (NT_SUCCESS(status)) {
-    std::memcpy(call.output + lastAt, last, blockSize - padLength);
-    // CBC hands the last ciphertext block on as the next IV.
-    if (key.cbc) std::memcpy(chain, lastCipher, blockSize);
-  }
+  KeyedBlockCipher cipher = Keyed(key, before, false);
+  NTSTATUS status = STATUS_INTERNAL_ERROR;
+  if (cipher && cipher.Transform(last, call.input + lastAt, blockSize))
+    status = FinishPadded(key, call, blockSize, last, [&](ULONG size) {
+      if (!cipher.Restart(key.cbc ? chain : nullptr) || !cipher.Transform(call.output, call.input, lastAt))
+        return false;
+      std::memcpy(call.output + lastAt, last, size - lastAt);
+      return true;
+    });
   OPENSSL_cleanse(last, sizeof(last));
   return status;
 }
@@ -153,11 +141,22 @@ NTSTATUS SymmetricEncrypt(SymmetricKey& key, const CryptCall& call) {
     std::memset(last + rest, static_cast<int>(blockSize - rest), blockSize - rest);
   }
   unsigned char* chain = Chaining(key, call);
-  KeyedCipher cipher(key, chain, true);
-  const bool ok = cipher && cipher.Transform(call.output, call.input, whole) &&
-                  (!pad || cipher.Transform(call.output + whole, last, blockSize));
+  KeyedBlockCipher cipher = Keyed(key, chain, true);
+  // A short message's whole blocks join the padded block in the output, for one run.
+  const bool oneRun = pad && size <= kOneRunLimit;
+  if (oneRun) {
+    if (whole != 0) std::memmove(call.output, call.input, whole);
+    std::memcpy(call.output + whole, last, blockSize);
+  }
+  const bool ok = cipher && (oneRun ? cipher.Transform(call.output, call.output, size)
+                                    : cipher.Transform(call.output, call.input, whole) &&
+                                          (!pad || cipher.Transform(call.output + whole, last, blockSize)));
   OPENSSL_cleanse(last, sizeof(last));
-  if (!ok) return STATUS_INTERNAL_ERROR;
+  if (!ok) {
+    // The plaintext copied out for one run must not stay there.
+    if (oneRun) OPENSSL_cleanse(call.output, size);
+    return STATUS_INTERNAL_ERROR;
+  }
   if (key.cbc && size != 0) std::memcpy(chain, call.output + size - blockSize, blockSize);
   return STATUS_SUCCESS;
 }
@@ -176,7 +175,7 @@ NTSTATUS SymmetricDecrypt(SymmetricKey& key, const CryptCall& call) {
     unsigned char* chain = Chaining(key, call);
     unsigned char next[16];
     if (call.inputSize != 0) std::memcpy(next, call.input + call.inputSize - blockSize, blockSize);
-    KeyedCipher cipher(key, chain, false);
+    KeyedBlockCipher cipher = Keyed(key, chain, false);
     if (!cipher || !cipher.Transform(call.output, call.input, call.inputSize)) return STATUS_INTERNAL_ERROR;
     if (key.cbc && call.inputSize != 0) std::memcpy(chain, next, blockSize);
     return STATUS_SUCCESS;
@@ -213,7 +212,7 @@ NTSTATUS WINAPI BCryptImportKey(BCRYPT_ALG_HANDLE hAlgorithm, BCRYPT_KEY_HANDLE 
     if (phKey == nullptr || pszBlobType == nullptr || pbInput == nullptr || dwFlags != 0) return STATUS_INVALID_PARAMETER;
     // Keys wrapped by another key are not offered: every blob here is plain.
     if (hImportKey != nullptr) return STATUS_NOT_SUPPORTED;
-    if (std::wcscmp(pszBlobType, BCRYPT_KEY_DATA_BLOB) != 0) return STATUS_INVALID_PARAMETER;
+    if (!SameWideString(pszBlobType, BCRYPT_KEY_DATA_BLOB)) return STATUS_INVALID_PARAMETER;
     if (pbKeyObject != nullptr && cbKeyObject < Placement<SymmetricKey>::kLength) return STATUS_BUFFER_TOO_SMALL;
 
     BCRYPT_KEY_DATA_BLOB_HEADER header{};

@@ -172,23 +172,19 @@ BOOL ImportRsaPublicKey(const BYTE* pbData, DWORD dwDataLen, HCRYPTKEY* phKey) {
   return TRUE;
 }
 
-const EVP_CIPHER* CipherOf(const CryptKey& key) {
-  const auto id = static_cast<CipherId>(static_cast<unsigned>(key.size->ecb) + (key.Cbc() ? 1 : 0));
-  return Library::Get().Cipher(id);
+CipherId CipherOf(const CryptKey& key) {
+  return static_cast<CipherId>(static_cast<unsigned>(key.size->ecb) + (key.Cbc() ? 1 : 0));
 }
 
 // Transforms whole blocks in place, continuing the chaining from the key's register, and
-// carries the register on (CBC) for the next call.
+// carries the register on (CBC) for the next call: the last ciphertext block.
 bool TransformBlocks(CryptKey& key, BYTE* data, DWORD size, bool encrypt) {
   if (size == 0) return true;
-  CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
-  int written = 0;
-  if (!ctx || EVP_CipherInit_ex2(ctx.get(), CipherOf(key), key.key, key.Cbc() ? key.chain : nullptr, encrypt ? 1 : 0,
-                                 nullptr) != 1 ||
-      EVP_CIPHER_CTX_set_padding(ctx.get(), 0) != 1 ||
-      EVP_CipherUpdate(ctx.get(), data, &written, data, static_cast<int>(size)) != 1 || written != static_cast<int>(size))
-    return false;
-  if (key.Cbc()) EVP_CIPHER_CTX_get_updated_iv(ctx.get(), key.chain, key.blockSize);
+  unsigned char lastCipher[sizeof(key.chain)];
+  if (!encrypt) std::memcpy(lastCipher, data + size - key.blockSize, key.blockSize);
+  KeyedBlockCipher cipher(CipherOf(key), key.key, key.Cbc() ? key.chain : nullptr, encrypt);
+  if (!cipher || !cipher.Transform(data, data, size)) return false;
+  if (key.Cbc()) std::memcpy(key.chain, encrypt ? data + size - key.blockSize : lastCipher, key.blockSize);
   return true;
 }
 

@@ -5,6 +5,8 @@
 #include <openssl/rand.h>
 
 #include <algorithm>
+#include <cstring>
+#include <strings.h>
 
 namespace ZT::Platform {
 
@@ -31,6 +33,50 @@ constexpr CipherRow kCiphers[] = {
     {CipherId::AES192_ECB, "AES-192-ECB"},    {CipherId::AES192_CBC, "AES-192-CBC"},
     {CipherId::AES256_ECB, "AES-256-ECB"},    {CipherId::AES256_CBC, "AES-256-CBC"},
 };
+
+// Whether `name` is one of the colon-separated names of a provider's algorithm.
+bool NamesInclude(const char* names, const char* name) {
+  const std::size_t length = std::strlen(name);
+  for (const char* at = names; at != nullptr;) {
+    const char* end = std::strchr(at, ':');
+    const std::size_t size = end != nullptr ? static_cast<std::size_t>(end - at) : std::strlen(at);
+    if (size == length && strncasecmp(at, name, length) == 0) return true;
+    at = end != nullptr ? end + 1 : nullptr;
+  }
+  return false;
+}
+
+void TakeFunctions(const OSSL_DISPATCH* functions, BlockCipherImplementation& implementation) {
+  for (const OSSL_DISPATCH* f = functions; f->function_id != 0; ++f) {
+    switch (f->function_id) {
+      case OSSL_FUNC_CIPHER_NEWCTX: implementation.newContext = OSSL_FUNC_cipher_newctx(f); break;
+      case OSSL_FUNC_CIPHER_ENCRYPT_INIT: implementation.encryptInit = OSSL_FUNC_cipher_encrypt_init(f); break;
+      case OSSL_FUNC_CIPHER_DECRYPT_INIT: implementation.decryptInit = OSSL_FUNC_cipher_decrypt_init(f); break;
+      case OSSL_FUNC_CIPHER_CIPHER: implementation.cipher = OSSL_FUNC_cipher_cipher(f); break;
+      case OSSL_FUNC_CIPHER_FREECTX: implementation.freeContext = OSSL_FUNC_cipher_freectx(f); break;
+      default: break;
+    }
+  }
+}
+
+// The dispatch table of the implementation that `cipher` was fetched from.
+BlockCipherImplementation FindImplementation(const EVP_CIPHER* cipher) {
+  BlockCipherImplementation implementation;
+  OSSL_PROVIDER* provider = const_cast<OSSL_PROVIDER*>(EVP_CIPHER_get0_provider(cipher));
+  if (provider == nullptr) return implementation;
+  int noCache = 0;
+  const OSSL_ALGORITHM* algorithms = OSSL_PROVIDER_query_operation(provider, OSSL_OP_CIPHER, &noCache);
+  for (const OSSL_ALGORITHM* a = algorithms; a != nullptr && a->algorithm_names != nullptr; ++a) {
+    if (!NamesInclude(a->algorithm_names, EVP_CIPHER_get0_name(cipher))) continue;
+    TakeFunctions(a->implementation, implementation);
+    break;
+  }
+  if (algorithms != nullptr) OSSL_PROVIDER_unquery_operation(provider, OSSL_OP_CIPHER, algorithms);
+  implementation.providerContext = OSSL_PROVIDER_get0_provider_ctx(provider);
+  implementation.keyLength = static_cast<std::size_t>(EVP_CIPHER_get_key_length(cipher));
+  implementation.ivLength = static_cast<std::size_t>(EVP_CIPHER_get_iv_length(cipher));
+  return implementation;
+}
 
 }  // namespace
 
@@ -89,8 +135,10 @@ void Library::FetchDigests() {
 }
 
 void Library::FetchCiphers() {
-  for (const CipherRow& row : kCiphers)
+  for (const CipherRow& row : kCiphers) {
     m_ciphers[Index(row.id)].reset(EVP_CIPHER_fetch(m_context.get(), row.name, nullptr));
+    if (m_ciphers[Index(row.id)]) m_blockCiphers[Index(row.id)] = FindImplementation(m_ciphers[Index(row.id)].get());
+  }
 }
 
 void Library::MakeHmacTemplates() {
@@ -106,6 +154,89 @@ void Library::MakeHmacTemplates() {
     if (EVP_MAC_CTX_set_params(ctx.get(), params) == 1) m_hmacTemplates[Index(row.id)] = std::move(ctx);
   }
 }
+
+// A thread's context for one implementation and direction, kept from call to call so that a
+// call allocates nothing. Between calls it holds a key of zeros: keying it with zeros after
+// each call overwrites the caller's key schedule, which has the same length.
+struct ThreadCipherContext {
+  ThreadCipherContext() = default;
+  ThreadCipherContext(const ThreadCipherContext&) = delete;
+  ThreadCipherContext& operator=(const ThreadCipherContext&) = delete;
+  ~ThreadCipherContext() {
+    if (context != nullptr) implementation->freeContext(context);
+  }
+
+  const BlockCipherImplementation* implementation = nullptr;
+  void* context = nullptr;
+  bool busy = false;
+};
+
+namespace {
+
+ThreadCipherContext& ThreadContext(CipherId id, bool encrypt) {
+  thread_local std::array<ThreadCipherContext, 2 * static_cast<std::size_t>(CipherId::Count)> contexts;
+  return contexts[2 * static_cast<std::size_t>(id) + (encrypt ? 1 : 0)];
+}
+
+// The longest key of the block ciphers offered (AES-256), in zeros.
+constexpr unsigned char kZeroKey[32] = {};
+
+}  // namespace
+
+KeyedBlockCipher::KeyedBlockCipher(CipherId id, const unsigned char* key, const unsigned char* iv, bool encrypt)
+    : m_implementation(Library::Get().BlockCipher(id)), m_encrypt(encrypt) {
+  if (m_implementation == nullptr || m_implementation->keyLength > sizeof(kZeroKey)) return;
+  ThreadCipherContext& shared = ThreadContext(id, encrypt);
+  if (!shared.busy) {
+    if (shared.context == nullptr) {
+      shared.implementation = m_implementation;
+      shared.context = m_implementation->newContext(m_implementation->providerContext);
+    }
+    if (shared.context != nullptr) {
+      shared.busy = true;
+      m_shared = &shared;
+      m_context = shared.context;
+    }
+  }
+  // A call inside a call on this thread (or a thread context that could not be made): a context
+  // of its own.
+  if (m_context == nullptr) m_context = m_implementation->newContext(m_implementation->providerContext);
+  if (m_context != nullptr && !Start(key, iv)) Release();
+}
+
+KeyedBlockCipher::~KeyedBlockCipher() { Release(); }
+
+void KeyedBlockCipher::Release() {
+  if (m_context == nullptr) return;
+  if (m_shared == nullptr) {
+    m_implementation->freeContext(m_context);
+  } else {
+    // Keyed for encryption, whichever the direction: the encryption schedule is the cheaper to
+    // make, and it fills the same schedule the call's key did.
+    if (m_implementation->encryptInit(m_context, kZeroKey, m_implementation->keyLength, nullptr, 0, nullptr) != 1) {
+      // Not overwritten: freeing it is the other way to wipe it.
+      m_implementation->freeContext(m_context);
+      m_shared->context = nullptr;
+    }
+    m_shared->busy = false;
+    m_shared = nullptr;
+  }
+  m_context = nullptr;
+}
+
+bool KeyedBlockCipher::Start(const unsigned char* key, const unsigned char* iv) {
+  const std::size_t ivLength = iv != nullptr ? m_implementation->ivLength : 0;
+  const auto init = m_encrypt ? m_implementation->encryptInit : m_implementation->decryptInit;
+  return init(m_context, key, key != nullptr ? m_implementation->keyLength : 0, ivLength != 0 ? iv : nullptr,
+              ivLength, nullptr) == 1;
+}
+
+bool KeyedBlockCipher::Transform(unsigned char* out, const unsigned char* in, std::size_t size) {
+  std::size_t written = 0;
+  return size == 0 || (m_implementation->cipher(m_context, out, &written, size, in, size) == 1 && written == size);
+}
+
+bool KeyedBlockCipher::Restart(const unsigned char* iv) { return Start(nullptr, iv); }
 
 bool RandomBytes(unsigned char* out, std::size_t size, const unsigned char* additional, std::size_t additionalSize) {
   const Library& library = Library::Get();

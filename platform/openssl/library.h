@@ -6,6 +6,7 @@
 #pragma once
 
 #include <openssl/bn.h>
+#include <openssl/core_dispatch.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
@@ -87,6 +88,25 @@ enum class CipherId : unsigned char {
   Count
 };
 
+// A provider's own implementation of a block cipher, reached through its dispatch table. A run
+// through it costs a context, a key schedule and the blocks; EVP_CipherInit_ex2 adds parameter
+// queries on every call, which cost more than the whole of a short message.
+struct BlockCipherImplementation {
+  void* providerContext = nullptr;
+  OSSL_FUNC_cipher_newctx_fn* newContext = nullptr;
+  OSSL_FUNC_cipher_encrypt_init_fn* encryptInit = nullptr;
+  OSSL_FUNC_cipher_decrypt_init_fn* decryptInit = nullptr;
+  OSSL_FUNC_cipher_cipher_fn* cipher = nullptr;
+  OSSL_FUNC_cipher_freectx_fn* freeContext = nullptr;
+  std::size_t keyLength = 0;
+  std::size_t ivLength = 0;
+
+  bool Complete() const {
+    return newContext != nullptr && encryptInit != nullptr && decryptInit != nullptr && cipher != nullptr &&
+           freeContext != nullptr;
+  }
+};
+
 // The private library context and everything fetched from it, created on first use
 // (thread-safe) and immutable afterwards, so that every thread may read it without locks.
 class Library {
@@ -102,6 +122,11 @@ class Library {
   // when it could not be made.
   const EVP_MAC_CTX* HmacTemplate(DigestId id) const { return m_hmacTemplates[Index(id)].get(); }
   const EVP_CIPHER* Cipher(CipherId id) const { return m_ciphers[Index(id)].get(); }
+  // The provider's implementation of a cipher, or null when the providers lack it.
+  const BlockCipherImplementation* BlockCipher(CipherId id) const {
+    const BlockCipherImplementation& implementation = m_blockCiphers[Index(id)];
+    return implementation.Complete() ? &implementation : nullptr;
+  }
   const EVP_KDF* Pbkdf2() const { return m_pbkdf2.get(); }
 
   Library(const Library&) = delete;
@@ -124,8 +149,40 @@ class Library {
   std::array<MdPtr, static_cast<std::size_t>(DigestId::Count)> m_digests;
   std::array<MacCtxPtr, static_cast<std::size_t>(DigestId::Count)> m_hmacTemplates;
   std::array<CipherPtr, static_cast<std::size_t>(CipherId::Count)> m_ciphers;
+  std::array<BlockCipherImplementation, static_cast<std::size_t>(CipherId::Count)> m_blockCiphers;
   MacPtr m_hmac;
   KdfPtr m_pbkdf2;
+};
+
+struct ThreadCipherContext;
+
+// A block cipher keyed for one call, on the provider's implementation. At the end of the
+// object's life the key schedule is overwritten (the thread's context, kept for the next call)
+// or freed with the context, which the provider wipes.
+class KeyedBlockCipher {
+ public:
+  // `iv` is read in CBC and may be null in ECB. Check the object before use: it is false when
+  // the cipher is missing or could not be keyed.
+  KeyedBlockCipher(CipherId id, const unsigned char* key, const unsigned char* iv, bool encrypt);
+  ~KeyedBlockCipher();
+  KeyedBlockCipher(const KeyedBlockCipher&) = delete;
+  KeyedBlockCipher& operator=(const KeyedBlockCipher&) = delete;
+
+  explicit operator bool() const { return m_context != nullptr; }
+  // Runs `size` bytes of whole blocks through the cipher, continuing the chaining; no padding
+  // is added or held back. `out` may be `in`.
+  bool Transform(unsigned char* out, const unsigned char* in, std::size_t size);
+  // Starts again from `iv`, with the same key.
+  bool Restart(const unsigned char* iv);
+
+ private:
+  bool Start(const unsigned char* key, const unsigned char* iv);
+  void Release();
+
+  const BlockCipherImplementation* m_implementation;
+  bool m_encrypt;
+  void* m_context = nullptr;
+  ThreadCipherContext* m_shared = nullptr;  // the thread's context, when this is it
 };
 
 // The OpenSSL name of a digest ("SHA2-256", ...), as EVP parameters take it.

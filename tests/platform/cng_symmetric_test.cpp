@@ -1,6 +1,8 @@
 // CNG block ciphers against SP 800-38A (AES), SP 800-67 (TDES) and FIPS 81 (DES), and their rules.
 
 #include <algorithm>
+#include <memory>
+#include <thread>
 
 #include "platform_test_util.h"
 
@@ -130,6 +132,54 @@ TEST(CngSymmetric, BlockPaddingAddsAndChecksPkcs7AndBadLengthsAreRefused) {
   EXPECT_EQ(iv, kIv) << "a refused decryption moved the IV";
 }
 
+// Padded messages of every length class: within one block, short ones, and long ones, apart and
+// in place. A padded encryption equals the unpadded encryption of the message with its PKCS #7
+// bytes added by hand, and bad padding leaves the output and the IV as they were.
+TEST(CngSymmetric, PaddedMessagesOfEveryLengthRoundTripApartAndInPlace) {
+  Provider aes(L"AES");
+  Key key;
+  ASSERT_EQ(Import(aes, FromHex(kAes[0].key), &key), STATUS_SUCCESS);
+  for (const std::size_t length : {0, 13, 64, 1007, 1008, 1024, 3001}) {
+    SCOPED_TRACE(length);
+    Bytes message(length);
+    for (std::size_t i = 0; i < length; ++i) message[i] = static_cast<unsigned char>(i * 7 + 1);
+    const auto pad = static_cast<unsigned char>(16 - length % 16);
+    Bytes iv = kIv;
+    const Bytes expected = Cipher(true, key, Concat(message, Bytes(pad, pad)), &iv, 0);
+    const Bytes lastBlock(expected.end() - 16, expected.end());
+    iv = kIv;
+    EXPECT_EQ(Cipher(true, key, message, &iv, BCRYPT_BLOCK_PADDING), expected);
+    EXPECT_EQ(iv, lastBlock);
+
+    Bytes buffer = message;
+    buffer.resize(expected.size());
+    const auto room = static_cast<ULONG>(buffer.size());
+    ULONG size = 0;
+    iv = kIv;
+    ASSERT_EQ(BCryptEncrypt(key, buffer.data(), static_cast<ULONG>(length), nullptr, iv.data(), 16, buffer.data(), room,
+                            &size, BCRYPT_BLOCK_PADDING),
+              STATUS_SUCCESS);
+    EXPECT_EQ(buffer, expected) << "in place";
+    iv = kIv;
+    ASSERT_EQ(BCryptDecrypt(key, buffer.data(), room, nullptr, iv.data(), 16, buffer.data(), room, &size,
+                            BCRYPT_BLOCK_PADDING),
+              STATUS_SUCCESS);
+    EXPECT_EQ(Head(buffer, size), message) << "in place";
+    EXPECT_EQ(iv, lastBlock);
+
+    Bytes badPlain = Concat(message, Bytes(pad, pad));
+    badPlain.back() = 0;
+    iv = kIv;
+    Bytes bad = Cipher(true, key, badPlain, &iv, 0), out(bad.size(), 0xEE);
+    iv = kIv;
+    EXPECT_EQ(BCryptDecrypt(key, bad.data(), static_cast<ULONG>(bad.size()), nullptr, iv.data(), 16, out.data(),
+                            static_cast<ULONG>(out.size()), &size, BCRYPT_BLOCK_PADDING),
+              STATUS_DATA_ERROR);
+    EXPECT_EQ(out, Bytes(bad.size(), 0xEE)) << "a refused decryption wrote to the output";
+    EXPECT_EQ(iv, kIv) << "a refused decryption moved the IV";
+  }
+}
+
 TEST(CngSymmetric, TripleDesAndDesMatchPublishedExamples) {
   Provider tdes(L"3DES"), tdes112(L"3DES_112"), des(L"DES");
   SetMode(tdes, BCRYPT_CHAIN_MODE_ECB);
@@ -181,6 +231,19 @@ TEST(CngSymmetric, KeysReportTheirPropertiesAndInheritTheProviderMode) {
   EXPECT_EQ(UlongProperty(after, BCRYPT_KEY_LENGTH), 256u);
   EXPECT_EQ(UlongProperty(after, BCRYPT_BLOCK_LENGTH), 16u);
   EXPECT_EQ(UlongProperty(desKey, BCRYPT_KEY_LENGTH), 56u);
+
+  // A provider opened after one was closed starts from the defaults again, on this thread and
+  // after a close on another.
+  for (const bool elsewhere : {false, true}) {
+    auto ecb = std::make_unique<Provider>(L"AES");
+    SetMode(*ecb, BCRYPT_CHAIN_MODE_ECB);
+    if (elsewhere)
+      std::thread([&] { ecb.reset(); }).join();
+    else
+      ecb.reset();
+    Provider fresh(L"AES");
+    EXPECT_EQ(ModeOf(fresh), BCRYPT_CHAIN_MODE_CBC) << elsewhere;
+  }
 
   wchar_t cfb[] = L"ChainingModeCFB", unterminated[3] = {L'E', L'C', L'B'};
   EXPECT_EQ(BCryptSetProperty(aes, BCRYPT_CHAINING_MODE, reinterpret_cast<PUCHAR>(cfb), sizeof(cfb), 0), STATUS_NOT_SUPPORTED);
