@@ -62,8 +62,11 @@ ULONG WideByteSize(const wchar_t* s) { return static_cast<ULONG>((std::wcslen(s)
 
 const Algorithm* FindAlgorithm(const wchar_t* id) {
   if (id == nullptr) return nullptr;
+  // Callers mostly open one algorithm again and again: the thread's last answer goes first.
+  thread_local const Algorithm* last = nullptr;
+  if (last != nullptr && EqualsNoCase(last->id, id)) return last;
   for (const Algorithm& algorithm : kAlgorithms)
-    if (EqualsNoCase(algorithm.id, id)) return &algorithm;
+    if (EqualsNoCase(algorithm.id, id)) return last = &algorithm;
   return nullptr;
 }
 

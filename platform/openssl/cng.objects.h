@@ -13,10 +13,15 @@
 namespace ZT::Platform {
 
 // An algorithm provider: its algorithm and the settings that objects made from it inherit.
+// Callers open and close a provider around nearly every operation, so each thread keeps the
+// memory of the provider it closed last for the next one it opens.
 struct Provider {
   const Algorithm* algorithm;
   ULONG flags;     // BCRYPT_ALG_HANDLE_HMAC_FLAG, BCRYPT_HASH_REUSABLE_FLAG
   bool cbc = true;  // chaining mode of a block cipher: CBC (the default) or ECB
+
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory) noexcept;
 };
 
 // Objects that may live in object memory the caller provides (hashes, symmetric keys) record
@@ -86,10 +91,9 @@ struct KeyObject {
 // passes no IV buffer).
 struct SymmetricKey : KeyObject, PlacedObject {
   SymmetricKey(const Algorithm* a, const SymmetricAlgorithm::KeySize* s, bool c) : KeyObject(KeyKind::Symmetric, a), size(s), cbc(c) {}
-  ~SymmetricKey() override {
-    OPENSSL_cleanse(key, sizeof(key));
-    OPENSSL_cleanse(chain, sizeof(chain));
-  }
+  // Symmetric keys live only through Placement, whose Destroy wipes the whole object, key and
+  // chaining register included.
+  ~SymmetricKey() override = default;
 
   const SymmetricAlgorithm::KeySize* size;
   bool cbc;
@@ -121,6 +125,16 @@ NTSTATUS PutString(const wchar_t* value, PUCHAR out, ULONG cbOut, ULONG* pcbResu
 // The string a property or parameter buffer holds: at most cbInput / sizeof(wchar_t)
 // characters, ending at the first zero. False when there is no zero inside the buffer.
 bool ReadWideString(const void* input, ULONG cbInput, const wchar_t** text);
+
+// Whether two zero-terminated names (property names, blob types) are equal. Callers mostly pass
+// the very constant they are compared with, and the names are short: the pointers, then a loop
+// in place, settle it faster than a call of wcscmp.
+inline bool SameWideString(const wchar_t* a, const wchar_t* b) {
+  if (a == b) return true;
+  for (; *a == *b; ++a, ++b)
+    if (*a == L'\0') return true;
+  return false;
+}
 
 // A pointer argument that may be null only when its length is zero.
 inline bool BufferOk(const void* p, ULONG size) { return p != nullptr || size == 0; }

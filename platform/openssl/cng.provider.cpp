@@ -2,6 +2,7 @@
 
 #include <cwchar>
 #include <memory>
+#include <utility>
 
 #include "platform/openssl/callfailures.h"
 #include "platform/openssl/cng.objects.h"
@@ -15,7 +16,7 @@ constexpr ULONG kProviderFlags = BCRYPT_ALG_HANDLE_HMAC_FLAG | BCRYPT_HASH_REUSA
 // RSA key sizes CNG generates and imports.
 constexpr BCRYPT_KEY_LENGTHS_STRUCT kRsaKeyLengths{512, 16384, 64};
 
-bool Is(const wchar_t* property, const wchar_t* name) { return std::wcscmp(property, name) == 0; }
+bool Is(const wchar_t* property, const wchar_t* name) { return SameWideString(property, name); }
 
 const wchar_t* ChainingModeName(bool cbc) { return cbc ? BCRYPT_CHAIN_MODE_CBC : BCRYPT_CHAIN_MODE_ECB; }
 
@@ -92,7 +93,29 @@ NTSTATUS ParseChainingMode(PUCHAR pbInput, ULONG cbInput, bool* cbc) {
   return STATUS_NOT_SUPPORTED;
 }
 
+// The memory of the provider this thread closed last, freed when the thread ends.
+struct SpareProvider {
+  SpareProvider() = default;
+  SpareProvider(const SpareProvider&) = delete;
+  SpareProvider& operator=(const SpareProvider&) = delete;
+  ~SpareProvider() { ::operator delete(memory); }
+  void* memory = nullptr;
+};
+thread_local SpareProvider t_spareProvider;
+
 }  // namespace
+
+void* Provider::operator new(std::size_t size) {
+  if (void* spare = std::exchange(t_spareProvider.memory, nullptr)) return spare;
+  return ::operator new(size);
+}
+
+void Provider::operator delete(void* memory) noexcept {
+  if (t_spareProvider.memory == nullptr)
+    t_spareProvider.memory = memory;
+  else
+    ::operator delete(memory);
+}
 
 extern "C" {
 

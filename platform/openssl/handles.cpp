@@ -147,7 +147,9 @@ void* HandleTable::Remove(std::uintptr_t handle, HandleKind kind) {
   if (!slot->state.compare_exchange_strong(expected, LiveState(generation + 1, HandleKind::None),
                                            std::memory_order_acq_rel))
     return nullptr;
-  void* object = slot->object.exchange(nullptr, std::memory_order_relaxed);
+  // Only the winner of the exchange above gets here: no second writer, so no atomic exchange.
+  void* object = slot->object.load(std::memory_order_relaxed);
+  slot->object.store(nullptr, std::memory_order_relaxed);
   GiveBackIndex(index);
   return object;
 }
