@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -50,6 +51,29 @@ TEST(DataMap, TheLastValueWinsBytesAreOneKindAndAKeyMayHaveNoValue) {
   EXPECT_FALSE(map.Get(L"p", number)) << "a key without a value has no NQData value";
   EXPECT_EQ(map.erase(L"p"), 1u);
   EXPECT_FALSE(map.Get(L"p"));
+}
+
+// Many keys of mixed lengths and shared prefixes, added in a scrambled order, replaced and
+// removed: each reads back its own value, and a removed key only is gone.
+TEST(DataMap, ManyKeysEachKeepTheirOwnValueThroughAddsReplacementsAndRemovals) {
+  Map map;
+  const auto keyOf = [](unsigned i) {
+    const std::wstring number = std::to_wstring(i);
+    return WString(L"CryptoParameter") + WString(i % 7, L'x') + WString(number.begin(), number.end());
+  };
+  constexpr unsigned kCount = 300;
+  for (unsigned n = 0; n < kCount; ++n) map.Add(keyOf(n * 7919 % kCount), NQData(std::uint64_t{n * 7919 % kCount}));
+  for (unsigned i = 0; i < kCount; i += 3) map.Add(keyOf(i), NQData(std::uint64_t{i + 1000}));
+  for (unsigned i = 1; i < kCount; i += 3) EXPECT_EQ(map.erase(keyOf(i)), 1u);
+  for (unsigned i = 0; i < kCount; ++i) {
+    NQData value;
+    const bool present = map.Get(keyOf(i), value);
+    ASSERT_EQ(present, i % 3 != 1) << i;
+    if (present) {
+      EXPECT_EQ(value.Uint(), i % 3 == 0 ? i + 1000 : i) << i;
+    }
+  }
+  EXPECT_FALSE(map.Get(L"CryptoParameter")) << "a prefix of every key is no key";
 }
 
 TEST(DataMap, CopiesAreIndependentAndTheProtectedSectionIsReentrant) {

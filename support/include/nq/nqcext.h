@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <exception>
-#include <map>
+#include <cstddef>
+#include <utility>
 #include <memory>
 #include <mutex>
 #include <variant>
+#include <vector>
 
 #include "zt/secure.h"
 
@@ -84,6 +86,9 @@ class NQCEXT_API NQData {
   NQData(const ByteArray& value);
   NQData(const NQData&);
   NQData& operator=(const NQData&);
+  // Moves take the held string or bytes over without copying them.
+  NQData(NQData&&) noexcept;
+  NQData& operator=(NQData&&) noexcept;
   virtual ~NQData();
 
   Kind kind() const;
@@ -94,6 +99,7 @@ class NQCEXT_API NQData {
   const ByteArray& byteArray() const;
 
  private:
+  friend class DataMap;  // copies a held value straight in, without a temporary NQData
   std::variant<std::monostate, std::uint64_t, WString, ByteArray> m_value;
 };
 
@@ -139,9 +145,16 @@ class NQCEXT_API DataMap {
 
  private:
   using Value = std::variant<std::monostate, std::uint64_t, WString, ByteArray, unsigned char, StringList>;
+  using Entry = std::pair<WString, Value>;
   const Value* Find(const WString& key) const;
+  Value& Slot(const WString& key);
+  // Where `key` is, or would go: the first entry not ordered before it.
+  std::size_t Position(const WString& key, bool* found) const;
 
-  std::map<WString, Value> m_entries;
+  // The entries in key order, shorter keys first: maps are small, and the library's keys share
+  // long prefixes ("CryptoParameter..."), so most keys compare by length alone and a lookup
+  // reads the characters of about one key. The block is wiped when it is released.
+  std::vector<Entry, secallocator<Entry>> m_entries;
   mutable std::recursive_mutex m_lock;
 };
 
