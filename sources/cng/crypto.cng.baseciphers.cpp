@@ -27,8 +27,9 @@ class PendingInput {
 }  // namespace
 
 WString ReadPadding(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, const wchar_t* absent) {
-  WString padding = absent;
-  if (pParams != nullptr) ReadMap(fn, [&] { pParams->GetPadding(padding); });
+  WString padding;
+  const bool present = pParams != nullptr && ReadMap(fn, [&] { return pParams->GetPadding(padding); });
+  if (!present) padding = absent;
   return padding;
 }
 

@@ -11,6 +11,7 @@
 // which must be loaded while any of them lives.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -80,13 +81,49 @@ using CertContext = PlatformHandle<PCCERT_CONTEXT, &HandleRelease::FreeCertConte
 using CertChain = PlatformHandle<PCCERT_CHAIN_CONTEXT, &HandleRelease::FreeCertChain>;
 using CertStore = PlatformHandle<HCERTSTORE, &HandleRelease::CloseStore>;
 
+// A fixed block of bytes whose first `used` bytes are wiped when it goes.
+template <std::size_t N>
+struct WipedBuffer {
+  WipedBuffer() = default;
+  ~WipedBuffer() { SecureWipe(bytes, used < N ? used : N); }
+  WipedBuffer(const WipedBuffer&) = delete;
+  WipedBuffer& operator=(const WipedBuffer&) = delete;
+
+  std::size_t used = N;
+  alignas(std::max_align_t) unsigned char bytes[N];
+};
+
+// Secret bytes of a size fixed at construction, wiped when they go: inside the object up to N
+// bytes, on the heap beyond. Small secrets (key blobs, key objects) then cost no heap block.
+// The bytes never move.
+template <std::size_t N>
+class SecretBlock {
+ public:
+  explicit SecretBlock(std::size_t size) : m_size(size) {
+    if (size > N)
+      m_heap.resize(size);
+    else
+      m_inline.used = size;
+  }
+  SecretBlock(const SecretBlock&) = delete;
+  SecretBlock& operator=(const SecretBlock&) = delete;
+
+  unsigned char* data() { return m_size > N ? m_heap.data() : m_inline.bytes; }
+  std::size_t size() const { return m_size; }
+
+ private:
+  std::size_t m_size;
+  WipedBuffer<N> m_inline;
+  ByteArray m_heap;
+};
+
 // A CNG object that lives in object memory the caller provides (hashes, symmetric keys): the
 // memory must stay in place until the handle is destroyed, so the handle is declared after it
 // and goes first; the memory is wiped as it is freed.
 template <class Handle>
 struct PlacedObject {
   explicit PlacedObject(ULONG objectLength) : memory(objectLength) {}
-  ByteArray memory;
+  SecretBlock<1024> memory;  // the platform's usual object sizes fit inside
   Handle handle;
 
   PUCHAR Memory() { return memory.data(); }

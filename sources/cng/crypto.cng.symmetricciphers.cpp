@@ -2,19 +2,22 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "cng/crypto.cng.handles.h"
 #include "cng/crypto.cng.status.h"
 #include "cng/crypto.cng.util.h"
 #include "common/crypto.padding.pkcs7.h"
+#include "framework/crypto.text.h"
 #include "platform/platform.h"
 
 namespace ZT::Framework {
 
 namespace {
 
+// Names are views, so that a comparison with a name read from the caller starts with the lengths.
 struct BlockCipherRow {
-  const wchar_t* friendlyName;
+  std::wstring_view friendlyName;
   const wchar_t* cngAlgorithm;
   ALG_ID cryptAlgorithm;
   std::uint32_t blockLength;
@@ -26,7 +29,7 @@ constexpr BlockCipherRow kBlockCiphers[] = {
 };
 
 struct ChainingRow {
-  const wchar_t* name;
+  std::wstring_view name;
   const wchar_t* cngMode;
   DWORD cryptMode;
 };
@@ -35,7 +38,9 @@ constexpr ChainingRow kChainingModes[] = {
     {L"ECB", BCRYPT_CHAIN_MODE_ECB, CRYPT_MODE_ECB},
 };
 
-constexpr const wchar_t* kPaddings[] = {L"None", L"PKCS7"};
+constexpr std::wstring_view kNoPadding = L"None";
+constexpr std::wstring_view kPkcs7 = L"PKCS7";
+constexpr std::wstring_view kRawFormat = L"RAW";
 
 // A triple DES key of two keys is used as three: K1 K2 K1.
 constexpr std::size_t kTwoKeyLength = 16;
@@ -44,20 +49,22 @@ constexpr std::size_t kThreeKeyLength = 24;
 template <class Row, std::size_t N>
 const Row* FindRow(const Row (&rows)[N], const WString& name) {
   for (const Row& row : rows)
-    if (name == row.friendlyName) return &row;
+    if (SameText(name, row.friendlyName)) return &row;
   return nullptr;
 }
 
-// What the parameter map says, before it is checked.
+// What the parameter map says, before it is checked. The IV goes into an array the engine
+// keeps from call to call, so that reading it costs no allocation.
 struct MapParameters {
   bool hasIV = false;
-  ByteArray iv;
+  ByteArray& iv;
   WString padding;
   WString chainingMode;
 };
 
-MapParameters ReadParameters(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams) {
-  MapParameters read;
+MapParameters ReadParameters(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, ByteArray& iv) {
+  EmptySecurely(iv);
+  MapParameters read{false, iv, {}, {}};
   bool hasChainingMode = false;
   if (pParams != nullptr) {
     ReadMap(fn, [&] {
@@ -65,7 +72,7 @@ MapParameters ReadParameters(const FunctionTrace& fn, const ICryptoParserParamet
       hasChainingMode = pParams->GetCipherMode(read.chainingMode);
     });
   }
-  read.padding = ReadPadding(fn, pParams, L"None");
+  read.padding = ReadPadding(fn, pParams, kNoPadding.data());
   if (!hasChainingMode) fn.Raise(CRYPTO_BAD_PARAM, L"No cipher mode in params");
   return read;
 }
@@ -88,17 +95,16 @@ const BlockCipherRow& MapAlgorithm(const FunctionTrace& fn, const WString& name)
 }
 
 bool MapPadding(const FunctionTrace& fn, const WString& padding) {
-  bool known = false;
-  for (const wchar_t* name : kPaddings) known = known || padding == name;
-  if (!known) fn.Raise(CRYPTO_NO_SUCH_PADDING, L"Unsupported padding", L"Unsupported padding: %s", padding);
+  const std::wstring_view name(padding);
+  if (!SameText(name, kNoPadding) && !SameText(name, kPkcs7)) fn.Raise(CRYPTO_NO_SUCH_PADDING, L"Unsupported padding", L"Unsupported padding: %s", padding);
   fn.Warning(L"padding: %s", padding);
-  return padding == L"PKCS7";
+  return SameText(name, kPkcs7);
 }
 
 const ChainingRow& MapChainingMode(const FunctionTrace& fn, const WString& mode) {
   const ChainingRow* row = nullptr;
   for (const ChainingRow& candidate : kChainingModes)
-    if (mode == candidate.name) row = &candidate;
+    if (SameText(mode, candidate.name)) row = &candidate;
   if (row == nullptr)
     fn.Raise(CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported cipher mode", L"Unsupported cipher mode: %s", mode);
   fn.Warning(L"sCipherMode: %s", row->cngMode);
@@ -106,29 +112,39 @@ const ChainingRow& MapChainingMode(const FunctionTrace& fn, const WString& mode)
 }
 
 ByteArray RawKeyBytes(const FunctionTrace& fn, const IKey& key) {
-  if (key.GetFormat() != L"RAW") fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only raw key format is supported");
+  if (!SameText(key.GetFormat(), kRawFormat)) fn.Raise(CRYPTO_NOT_SUPPORTED, L"Only raw key format is supported");
   return key.GetEncoded();
 }
 
-// `header` followed by `size` bytes of key, in one block: the key material is copied once.
-template <class Header>
-ByteArray KeyBlob(const Header& header, std::size_t size) {
-  ByteArray blob(sizeof(header) + size);
-  std::memcpy(blob.data(), &header, sizeof(header));
-  return blob;
-}
+// A key blob: a header, then the key, in one wiped block that holds the usual keys inside it.
+class KeyBlob {
+ public:
+  // `header`, then `length` bytes of `key` taken from its start again when it runs out (the key
+  // appended to itself, then cut).
+  template <class Header>
+  KeyBlob(const Header& header, const ByteArray& key, std::size_t length) : m_block(sizeof(header) + length) {
+    unsigned char* at = m_block.data();
+    std::memcpy(at, &header, sizeof(header));
+    for (std::size_t filled = 0, part = 0; filled < length && !key.empty(); filled += part) {
+      part = std::min(key.size(), length - filled);
+      std::memcpy(at + sizeof(header) + filled, key.data(), part);
+    }
+  }
+
+  PUCHAR Data() { return m_block.data(); }
+  ULONG Length() const { return static_cast<ULONG>(m_block.size()); }
+
+ private:
+  SecretBlock<64> m_block;
+};
 
 // BCRYPT_KEY_DATA_BLOB_HEADER then the key; a two-key triple DES key as K1 K2 K1.
-ByteArray KeyDataBlob(const BlockCipherRow& algorithm, const ByteArray& key) {
+KeyBlob KeyDataBlob(const BlockCipherRow& algorithm, const ByteArray& key) {
   const bool twoKeys = algorithm.cryptAlgorithm == CALG_3DES && key.size() == kTwoKeyLength;
   const std::size_t length = twoKeys ? kThreeKeyLength : key.size();
-  ByteArray blob = KeyBlob(
+  return KeyBlob(
       BCRYPT_KEY_DATA_BLOB_HEADER{BCRYPT_KEY_DATA_BLOB_MAGIC, BCRYPT_KEY_DATA_BLOB_VERSION1, static_cast<ULONG>(length)},
-      length);
-  unsigned char* material = blob.data() + sizeof(BCRYPT_KEY_DATA_BLOB_HEADER);
-  std::copy(key.begin(), key.end(), material);
-  if (twoKeys) std::copy(key.begin(), key.begin() + (kThreeKeyLength - kTwoKeyLength), material + kTwoKeyLength);
-  return blob;
+      key, length);
 }
 
 // The plaintext key blob's header: BLOBHEADER (PLAINTEXTKEYBLOB, version 2) and the key length.
@@ -139,16 +155,14 @@ struct PlaintextKeyBlobHeader {
 static_assert(sizeof(PlaintextKeyBlobHeader) == 12, "BLOBHEADER and the key length, unpadded");
 
 // The header, then the key.
-ByteArray PlaintextKeyBlob(const BlockCipherRow& algorithm, const ByteArray& key) {
-  ByteArray blob = KeyBlob(PlaintextKeyBlobHeader{{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm.cryptAlgorithm},
-                                                  static_cast<DWORD>(key.size())},
-                           key.size());
-  std::copy(key.begin(), key.end(), blob.data() + sizeof(PlaintextKeyBlobHeader));
-  return blob;
+KeyBlob PlaintextKeyBlob(const BlockCipherRow& algorithm, const ByteArray& key) {
+  return KeyBlob(PlaintextKeyBlobHeader{{PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm.cryptAlgorithm},
+                                        static_cast<DWORD>(key.size())},
+                 key, key.size());
 }
 
 void RunOnCng(const FunctionTrace& fn, const Transformation& t, const ByteArray& input, ByteArray& out) {
-  const ByteArray blob = KeyDataBlob(*t.algorithm, t.key);
+  KeyBlob blob = KeyDataBlob(*t.algorithm, t.key);
   AlgorithmProvider provider;
   CheckStatus(fn, CNG().BCryptOpenAlgorithmProvider(provider.put(), t.algorithm->cngAlgorithm, nullptr, 0),
               L"BCryptOpenAlgorithmProvider", L"BCryptOpenAlgorithmProvider failed!");
@@ -165,7 +179,7 @@ void RunOnCng(const FunctionTrace& fn, const Transformation& t, const ByteArray&
               L"BCryptSetProperty", L"BCryptSetProperty failed!");
   CheckStatus(fn,
               CNG().BCryptImportKey(provider.get(), nullptr, BCRYPT_KEY_DATA_BLOB, key.handle.put(), key.Memory(),
-                                    key.MemoryLength(), InputBytes(blob), InputLength(blob), 0),
+                                    key.MemoryLength(), blob.Data(), blob.Length(), 0),
               L"BCryptImportKey", L"BCryptImportKey failed!");
 
   // CBC moves the IV on in place: in the engine's own copy of the map's.
@@ -213,12 +227,12 @@ void DecryptOnCryptoApi(const FunctionTrace& fn, const Transformation& t, HCRYPT
 }
 
 void RunOnCryptoApi(const FunctionTrace& fn, const Transformation& t, const ByteArray& input, ByteArray& out) {
-  const ByteArray blob = PlaintextKeyBlob(*t.algorithm, t.key);
+  KeyBlob blob = PlaintextKeyBlob(*t.algorithm, t.key);
   CryptContext context;
   CheckLastError(fn, CryptAcquireContextW(context.put(), nullptr, MS_ENHANCED_PROV_W, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT),
                  L"CryptAcquireContext", L"CryptAcquireContext failed");
   CryptKey key;
-  CheckLastError(fn, CryptImportKey(context.get(), blob.data(), static_cast<DWORD>(blob.size()), 0, 0, key.put()),
+  CheckLastError(fn, CryptImportKey(context.get(), blob.Data(), blob.Length(), 0, 0, key.put()),
                  L"CryptImportKey", L"CryptImportKey failed");
   const DWORD mode = t.chaining->cryptMode;
   CheckLastError(fn, CryptSetKeyParam(key.get(), KP_MODE, reinterpret_cast<const BYTE*>(&mode), 0),
@@ -241,7 +255,7 @@ void CCNGSymmetricCipher::Cipher(ByteArray& baOut) {
   const FunctionTrace fn(L"CCNGSymmetricCipher::Cipher", this);
   fn.Run([&] {
     RequireDataMode(fn, CIPHER_DECRYPT_MODE);
-    MapParameters parameters = ReadParameters(fn, m_pParams);
+    MapParameters parameters = ReadParameters(fn, m_pParams, m_baIV);
     const BlockCipherRow& algorithm = MapAlgorithm(fn, m_pAlgorithm->GetFriendlyName());
     const bool pkcs7 = MapPadding(fn, parameters.padding);
     const ChainingRow& chaining = MapChainingMode(fn, parameters.chainingMode);

@@ -28,6 +28,11 @@ class CCNGSymmetricCipher final : public CipherEngine<kCCNGSymmetricCipherTrace>
   //
   // Every handle and the key object memory are released on every path; key blobs are wiped.
   void Cipher(ByteArray& baOut) override;
+
+ private:
+  // The IV of the call in progress (the platform moves it on in place), kept from call to call
+  // so that each call reuses its memory.
+  ByteArray m_baIV;
 };
 
 }  // namespace ZT::Framework

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 
+#include "framework/crypto.text.h"
+
 namespace ZT::Framework {
+
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -129,8 +133,8 @@ bool CryptoUtil::IsOriginalDataLengthValid(const WString& sPadding, std::uint32_
   const FunctionTrace fn(L"CryptoUtil::IsOriginalDataLengthValid");
   return fn.Run([&] {
     // PKCS #7 pads any length, and the platform checks a decryption's padding itself.
-    if (sPadding == L"PKCS7") return true;
-    if (sPadding != L"None") fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
+    if (SameText(sPadding, L"PKCS7"sv)) return true;
+    if (!SameText(sPadding, L"None"sv)) fn.Raise(CRYPTO_BAD_PARAM, L"Unknown padding type");
     if (nInputLength % block.nLength == 0) return true;
     fn.Error(L"Data Length is invalid (%u%%%u != 0)", nInputLength, block.nLength);
     return false;

@@ -1,5 +1,6 @@
 #include "common/crypto.softkeys.h"
 
+#include <algorithm>
 #include <array>
 
 #include "framework/crypto.trace.h"
@@ -71,8 +72,15 @@ void CSoftSecretKey::Obfuscate(const ByteArray& baIn, ByteArray& baOut) {
   const FunctionTrace fn(L"CSoftSecretKey::Obfuscate");
   fn.Run([&] {
     const auto mask = KeyMask();
-    baOut.resize(baIn.size());
-    for (std::size_t i = 0; i < baIn.size(); ++i) baOut[i] = baIn[i] ^ mask[i % kMaskLength];
+    const std::size_t size = baIn.size();
+    baOut.resize(size);
+    const unsigned char* in = baIn.data();
+    unsigned char* out = baOut.data();
+    // Mask-long runs, so that the loop needs no index arithmetic per byte.
+    for (std::size_t at = 0; at < size; at += kMaskLength) {
+      const std::size_t run = std::min(kMaskLength, size - at);
+      for (std::size_t i = 0; i < run; ++i) out[at + i] = in[at + i] ^ mask[i];
+    }
   });
 }
 

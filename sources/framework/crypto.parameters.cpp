@@ -1,5 +1,7 @@
 #include "framework/crypto.parameters.h"
 
+#include <utility>
+
 namespace ZT::Framework {
 
 namespace {
@@ -15,7 +17,8 @@ bool GetUint(const DataMap& map, const WString& key, std::uint64_t& out) {
 bool GetString(const DataMap& map, const WString& key, WString& out) {
   NQData value;
   if (!map.Get(key, value) || value.kind() != NQData::Kind::String) return false;
-  out = value.string();
+  // `value` is this function's own copy, not const: its string is taken over, not copied again.
+  out = std::move(const_cast<WString&>(value.string()));
   return true;
 }
 

@@ -81,6 +81,20 @@ void TraceLine(const wchar_t* name, int level, Separator separator, nqlogFormat<
 // The bare name at `level`, without any detail.
 void TraceName(const wchar_t* name, int level);
 
+// The message of a catching helper below, made into a WString only when it is thrown, so that
+// a step that succeeds costs no allocation. It refers to the caller's text, which outlives the
+// call. Implicit, so that callers pass a literal or a string as before.
+class MessageText {
+ public:
+  MessageText(const wchar_t* text) noexcept : m_text(text) {}
+  MessageText(const WString& text) noexcept : m_string(&text) {}
+  WString str() const { return m_string != nullptr ? *m_string : WString(m_text); }
+
+ private:
+  const wchar_t* m_text = nullptr;
+  const WString* m_string = nullptr;
+};
+
 // The trace of one call of a library function: its name, and (for members) the object.
 class FunctionTrace {
  public:
@@ -152,27 +166,27 @@ class FunctionTrace {
   // Wrapped: a new exception with `message`, the caught exception's id and the caught
   // exception as its inner one, logged as "<name> : <message>" at level 1 and thrown.
   template <class Step>
-  std::invoke_result_t<Step&> Wrap(const WString& message, Step&& step, SourceLine where = SourceLine()) const {
+  std::invoke_result_t<Step&> Wrap(MessageText message, Step&& step, SourceLine where = SourceLine()) const {
     return Catch(step, [&](std::unique_ptr<IException> caught) -> std::invoke_result_t<Step&> {
       const auto id = static_cast<CryptoExceptionId>(caught->getID());
-      ThrowWrapped(where, message, id, caught.release());
+      ThrowWrapped(where, message.str(), id, caught.release());
     });
   }
 
   // As Wrap, but the new exception takes the id of `at`, not the caught one's:
   //   fn.WrapAs(CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { ... });
   template <class Step>
-  std::invoke_result_t<Step&> WrapAs(RaiseAt at, const WString& message, Step&& step) const {
+  std::invoke_result_t<Step&> WrapAs(RaiseAt at, MessageText message, Step&& step) const {
     return Catch(step, [&](std::unique_ptr<IException> caught) -> std::invoke_result_t<Step&> {
-      ThrowWrapped(at.where, message, at.id, caught.release());
+      ThrowWrapped(at.where, message.str(), at.id, caught.release());
     });
   }
 
   // Translated: the caught exception is dropped and `message` raised with the id of `at`, as
   // Raise does (no inner exception): for a failure whose own report says nothing to the caller.
   template <class Step>
-  std::invoke_result_t<Step&> Translate(RaiseAt at, const WString& message, Step&& step) const {
-    return Catch(step, [&](std::unique_ptr<IException>) -> std::invoke_result_t<Step&> { Raise(at, message); });
+  std::invoke_result_t<Step&> Translate(RaiseAt at, MessageText message, Step&& step) const {
+    return Catch(step, [&](std::unique_ptr<IException>) -> std::invoke_result_t<Step&> { Raise(at, message.str()); });
   }
 
   // Recovered: the result is `fallback(caught)` instead (the caught exception is dropped once
@@ -228,7 +242,8 @@ class FunctionTrace {
   // Any other line of this function: `detail` after its name and `separator`, at `level`.
   template <class... A>
   void Line(int level, Separator separator, nqlogFormat<A...> detail, const A&... args) const {
-    TraceLine(m_name, level, separator, detail, args...);
+    // Checked here too, inline: with no sink listening a line costs one load, not a call.
+    if (nqlog::Enabled(level)) TraceLine(m_name, level, separator, detail, args...);
   }
   // A dump of `bytes` at `level` (0 unless given), labelled "<name> : <what>:" (or with the
   // other separator).

@@ -119,6 +119,27 @@ TEST(SymmetricCipher, ParametersAndTheirDefaults) {
 }
 
 // What the engine tells at level 2 of the names it maps.
+// One engine over many calls reads the map again each time: a new IV, no IV, a new padding.
+TEST(SymmetricCipher, OneEngineFollowsItsMapFromCallToCall) {
+  const KnownAnswer cbc = Named(AllCipherAnswers(), "F.2.1");
+  const ByteArray otherIv(16, 0x5a), message = Bytes(40);
+  auto map = BlockMap(L"CBC", L"PKCS7", &cbc.iv);
+  const auto cipher = NewCipher(L"AES", map.get());
+  const auto key = RawKey(cbc.key, L"AES");
+  const auto alone = [&](const ByteArray* iv, const WString& padding, const ByteArray& input) {
+    return Transform(L"AES", CIPHER_ENCRYPT_MODE, cbc.key, input, L"CBC", padding, iv);
+  };
+  EXPECT_EQ(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), message), alone(&cbc.iv, L"PKCS7", message));
+  map->SetIV(otherIv);
+  EXPECT_EQ(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), message), alone(&otherIv, L"PKCS7", message));
+  map->erase(L"CryptoParameterIV");
+  EXPECT_EQ(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), message), alone(nullptr, L"PKCS7", message));
+  EXPECT_NE(alone(nullptr, L"PKCS7", message), alone(&otherIv, L"PKCS7", message));
+  map->SetIV(cbc.iv);
+  map->SetPadding(L"None");
+  EXPECT_EQ(ToHex(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), cbc.input)), ToHex(cbc.output));
+}
+
 TEST(SymmetricCipher, TracesTheMappedNames) {
   const ByteArray iv(8, 0);
   LogCapture capture(NQLOG_WARNING);
