@@ -7,7 +7,9 @@ bench=$1
 shift
 json=$(mktemp)
 trap 'rm -f "$json"' EXIT
-"$bench" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
+# Repetitions of different operations are interleaved at random, so that a slow spell of the
+# machine spreads over every operation instead of skewing one ratio.
+"$bench" --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
   --benchmark_out="$json" --benchmark_out_format=json "$@" >/dev/null
 python3 - "$json" <<'PY'
 import json, sys
