@@ -1,6 +1,5 @@
 // Block cipher keys: KeyDataBlob import and export, ECB and CBC with optional PKCS #7 padding.
 
-#include <array>
 #include <cwchar>
 
 #include "platform/openssl/callfailures.h"

@@ -121,7 +121,6 @@ class Library {
   // An HMAC context with its digest set and no key yet: duplicate it, then set the key. Null
   // when it could not be made.
   const EVP_MAC_CTX* HmacTemplate(DigestId id) const { return m_hmacTemplates[Index(id)].get(); }
-  const EVP_CIPHER* Cipher(CipherId id) const { return m_ciphers[Index(id)].get(); }
   // The provider's implementation of a cipher, or null when the providers lack it.
   const BlockCipherImplementation* BlockCipher(CipherId id) const {
     const BlockCipherImplementation& implementation = m_blockCiphers[Index(id)];
@@ -148,6 +147,7 @@ class Library {
   OSSL_PROVIDER* m_legacyProvider = nullptr;
   std::array<MdPtr, static_cast<std::size_t>(DigestId::Count)> m_digests;
   std::array<MacCtxPtr, static_cast<std::size_t>(DigestId::Count)> m_hmacTemplates;
+  // The fetched ciphers hold their providers' implementations, whose dispatch tables follow.
   std::array<CipherPtr, static_cast<std::size_t>(CipherId::Count)> m_ciphers;
   std::array<BlockCipherImplementation, static_cast<std::size_t>(CipherId::Count)> m_blockCiphers;
   MacPtr m_hmac;
