@@ -152,6 +152,7 @@ ToolResult RunTool(const std::vector<std::string>& args, const std::string& inpu
     dup2(out, 1);
     dup2(err, 2);
     if (asUser != -1 && (setgroups(0, nullptr) != 0 || setgid(asUser) != 0 || setuid(asUser) != 0)) _exit(126);
+    if (asUser != -1 && access(tool, X_OK) != 0) _exit(kToolUnreachable);
     std::vector<char*> argv{const_cast<char*>(tool)};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);

@@ -76,6 +76,8 @@ TEST(ToolProtect, MachineScopeNeedsTheAdministratorsSecret) {
   // not made: the error names its place and the code.
   const bool root = zttest::RunsAsRoot();
   const auto init = RunTool({"protect", "--init-machine"}, "", root ? 65534 : -1);
+  if (init.status == zttest::kToolUnreachable)
+    GTEST_SKIP() << "uid 65534 cannot reach the tool in this build tree (a checkout in a private directory)";
   if (IDataProtection::HasMachineSecret()) {
     EXPECT_EQ(init.status, 0) << init.err;
     EXPECT_EQ(init.out, path + " exists already\n");
