@@ -26,11 +26,10 @@ class PendingInput {
 
 }  // namespace
 
-WString ReadPadding(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, const wchar_t* absent) {
-  WString padding;
+void ReadPadding(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, const wchar_t* absent,
+                 WString& padding) {
   const bool present = pParams != nullptr && ReadMap(fn, [&] { return pParams->GetPadding(padding); });
   if (!present) padding = absent;
-  return padding;
 }
 
 Cipher::Cipher() = default;

@@ -82,8 +82,10 @@ void RequireValidLength(const FunctionTrace& fn, std::size_t inputLength, Check&
   if (!valid) fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"Data to Encrypt Length is invalid");
 }
 
-// The map's "CryptoParameterPadding", `absent` when the map or the value is missing.
-WString ReadPadding(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, const wchar_t* absent);
+// Sets `padding` to the map's "CryptoParameterPadding", or to `absent` when the map or the value
+// is missing. `padding` keeps its memory when it is large enough.
+void ReadPadding(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, const wchar_t* absent,
+                 WString& padding);
 
 // A concrete engine: the base with its own construction and destruction lines
 // ("<C>::<C> : this=%#x", "<C>::<C>", likewise with "~<C>") around the base's.

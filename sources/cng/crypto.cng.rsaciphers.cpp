@@ -99,7 +99,9 @@ void CCNGRSACipher::Cipher(ByteArray& baOut) {
   const FunctionTrace fn(L"CCNGRSACipher::Cipher", this);
   fn.Run([&] {
     RequireDataMode(fn, CIPHER_ENCRYPT_MODE);
-    const RsaPaddingRow& padding = MapPadding(fn, ReadPadding(fn, m_pParams, L"None"));
+    WString paddingName;
+    ReadPadding(fn, m_pParams, L"None", paddingName);
+    const RsaPaddingRow& padding = MapPadding(fn, paddingName);
     const CCNGRSAPublicKey& key = RequireRsaPublicKey(fn, m_pKey);
     const Asn1::SubjectPublicKeyInfo info = DecodeForPlatform<Structure::X509PublicKeyInfo>(fn, key.GetEncoded());
     if (CryptoSoftCNGWrapper::LoadCNGLibrary())

@@ -53,18 +53,10 @@ const Row* FindRow(const Row (&rows)[N], const WString& name) {
   return nullptr;
 }
 
-// What the parameter map says, before it is checked. The IV goes into an array the engine
-// keeps from call to call, so that reading it costs no allocation.
-struct MapParameters {
-  bool hasIV = false;
-  ByteArray& iv;
-  WString padding;
-  WString chainingMode;
-};
-
-MapParameters ReadParameters(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, ByteArray& iv) {
-  EmptySecurely(iv);
-  MapParameters read{false, iv, {}, {}};
+// Reads the map into `read`, whose strings and IV keep their memory from call to call.
+void ReadParameters(const FunctionTrace& fn, const ICryptoParserParameterMap* pParams, SymmetricCallParameters& read) {
+  EmptySecurely(read.iv);
+  read.hasIV = false;
   bool hasChainingMode = false;
   if (pParams != nullptr) {
     ReadMap(fn, [&] {
@@ -72,9 +64,8 @@ MapParameters ReadParameters(const FunctionTrace& fn, const ICryptoParserParamet
       hasChainingMode = pParams->GetCipherMode(read.chainingMode);
     });
   }
-  read.padding = ReadPadding(fn, pParams, kNoPadding.data());
+  ReadPadding(fn, pParams, kNoPadding.data(), read.padding);
   if (!hasChainingMode) fn.Raise(CRYPTO_BAD_PARAM, L"No cipher mode in params");
-  return read;
 }
 
 // One transformation, every name mapped.
@@ -83,7 +74,7 @@ struct Transformation {
   const ChainingRow* chaining;
   bool pkcs7;
   bool encrypt;
-  MapParameters& parameters;
+  SymmetricCallParameters& parameters;
   ByteArray key;
 };
 
@@ -255,7 +246,8 @@ void CCNGSymmetricCipher::Cipher(ByteArray& baOut) {
   const FunctionTrace fn(L"CCNGSymmetricCipher::Cipher", this);
   fn.Run([&] {
     RequireDataMode(fn, CIPHER_DECRYPT_MODE);
-    MapParameters parameters = ReadParameters(fn, m_pParams, m_baIV);
+    SymmetricCallParameters& parameters = m_parameters;
+    ReadParameters(fn, m_pParams, parameters);
     const BlockCipherRow& algorithm = MapAlgorithm(fn, m_pAlgorithm->GetFriendlyName());
     const bool pkcs7 = MapPadding(fn, parameters.padding);
     const ChainingRow& chaining = MapChainingMode(fn, parameters.chainingMode);

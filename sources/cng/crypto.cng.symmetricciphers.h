@@ -6,6 +6,14 @@
 
 namespace ZT::Framework {
 
+// What the parameter map says for one call, before it is checked.
+struct SymmetricCallParameters {
+  bool hasIV = false;
+  ByteArray iv;  // the platform moves it on in place
+  WString padding;
+  WString chainingMode;
+};
+
 inline constexpr ClassTrace kCCNGSymmetricCipherTrace = ZT_CLASS_TRACE(CCNGSymmetricCipher);
 
 class CCNGSymmetricCipher final : public CipherEngine<kCCNGSymmetricCipherTrace> {
@@ -30,9 +38,9 @@ class CCNGSymmetricCipher final : public CipherEngine<kCCNGSymmetricCipherTrace>
   void Cipher(ByteArray& baOut) override;
 
  private:
-  // The IV of the call in progress (the platform moves it on in place), kept from call to call
-  // so that each call reuses its memory.
-  ByteArray m_baIV;
+  // The parameters of the call in progress, kept from call to call so that each call reuses
+  // their memory.
+  SymmetricCallParameters m_parameters;
 };
 
 }  // namespace ZT::Framework

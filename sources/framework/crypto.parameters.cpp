@@ -1,24 +1,14 @@
 #include "framework/crypto.parameters.h"
 
-#include <utility>
-
 namespace ZT::Framework {
 
 namespace {
 
-// Typed reads: true only when the key holds a value of the wanted kind.
+// True only when the key holds an integer. (Strings and bytes are read by the map's typed Get.)
 bool GetUint(const DataMap& map, const WString& key, std::uint64_t& out) {
   NQData value;
   if (!map.Get(key, value) || value.kind() != NQData::Kind::Uint) return false;
   out = value.Uint();
-  return true;
-}
-
-bool GetString(const DataMap& map, const WString& key, WString& out) {
-  NQData value;
-  if (!map.Get(key, value) || value.kind() != NQData::Kind::String) return false;
-  // `value` is this function's own copy, not const: its string is taken over, not copied again.
-  out = std::move(const_cast<WString&>(value.string()));
   return true;
 }
 
@@ -51,9 +41,9 @@ CCryptoParameterMap::~CCryptoParameterMap() = default;
 void CCryptoParameterMap::SetTimeout(const std::uint64_t& v) { Add(key::Timeout, NQData(v)); }
 bool CCryptoParameterMap::GetTimeout(std::uint64_t& v) const { return GetUint(*this, key::Timeout, v); }
 void CCryptoParameterMap::SetPadding(const WString& v) { Add(key::Padding, NQData(v)); }
-bool CCryptoParameterMap::GetPadding(WString& v) const { return GetString(*this, key::Padding, v); }
+bool CCryptoParameterMap::GetPadding(WString& v) const { return Get(key::Padding, v); }
 void CCryptoParameterMap::SetCipherMode(const WString& v) { Add(key::CipherMode, NQData(v)); }
-bool CCryptoParameterMap::GetCipherMode(WString& v) const { return GetString(*this, key::CipherMode, v); }
+bool CCryptoParameterMap::GetCipherMode(WString& v) const { return Get(key::CipherMode, v); }
 void CCryptoParameterMap::SetIV(const ByteArray& v) { Add(key::IV, NQData(v)); }
 bool CCryptoParameterMap::GetIV(ByteArray& v) const { return Get(key::IV, v); }
 
@@ -76,24 +66,24 @@ bool CCryptoParameterMap::GetPkcs1OperationMode(unsigned char& v) const {
   return Get(key::Pkcs1OperationMode, v);
 }
 void CCryptoParameterMap::SetTypePersistence(const WString& v) { Add(key::TypePersistence, NQData(v)); }
-bool CCryptoParameterMap::GetTypePersistence(WString& v) const { return GetString(*this, key::TypePersistence, v); }
+bool CCryptoParameterMap::GetTypePersistence(WString& v) const { return Get(key::TypePersistence, v); }
 void CCryptoParameterMap::SetKeyLabel(const WString& v) { Add(key::KeyLabel, NQData(v)); }
-bool CCryptoParameterMap::GetKeyLabel(WString& v) const { return GetString(*this, key::KeyLabel, v); }
+bool CCryptoParameterMap::GetKeyLabel(WString& v) const { return Get(key::KeyLabel, v); }
 void CCryptoParameterMap::SetComponentIdentifier(const WString& v) { Add(key::ComponentIdentifier, NQData(v)); }
 bool CCryptoParameterMap::GetComponentIdentifier(WString& v) const {
-  return GetString(*this, key::ComponentIdentifier, v);
+  return Get(key::ComponentIdentifier, v);
 }
 void CCryptoParameterMap::SetComponentName(const WString& v) { Add(key::ComponentName, NQData(v)); }
-bool CCryptoParameterMap::GetComponentName(WString& v) const { return GetString(*this, key::ComponentName, v); }
+bool CCryptoParameterMap::GetComponentName(WString& v) const { return Get(key::ComponentName, v); }
 void CCryptoParameterMap::SetIterationCount(const std::uint64_t& v) { Add(key::IterationCount, NQData(v)); }
 bool CCryptoParameterMap::GetIterationCount(std::uint64_t& v) const { return GetUint(*this, key::IterationCount, v); }
 void CCryptoParameterMap::SetHMACAlgorithmName(const WString& v) { Add(key::HMACAlgorithmName, NQData(v)); }
 bool CCryptoParameterMap::GetHMACAlgorithmName(WString& v) const {
-  return GetString(*this, key::HMACAlgorithmName, v);
+  return Get(key::HMACAlgorithmName, v);
 }
 void CCryptoParameterMap::SetHashAlgorithmName(const WString& v) { Add(key::HashAlgorithmName, NQData(v)); }
 bool CCryptoParameterMap::GetHashAlgorithmName(WString& v) const {
-  return GetString(*this, key::HashAlgorithmName, v);
+  return Get(key::HashAlgorithmName, v);
 }
 
 // ---- filter ---------------------------------------------------------------------------------
@@ -118,13 +108,13 @@ bool CCryptoFilter::GetContainsPrivateKey(unsigned char& v) const {
   return Get(key::FilterContainsPrivateKey, v);
 }
 void CCryptoFilter::SetLabel(const WString& v) { Add(key::FilterLabel, NQData(v)); }
-bool CCryptoFilter::GetLabel(WString& v) const { return GetString(*this, key::FilterLabel, v); }
+bool CCryptoFilter::GetLabel(WString& v) const { return Get(key::FilterLabel, v); }
 void CCryptoFilter::SetComponentIdentifier(const WString& v) { Add(key::FilterComponentIdentifier, NQData(v)); }
 bool CCryptoFilter::GetComponentIdentifier(WString& v) const {
-  return GetString(*this, key::FilterComponentIdentifier, v);
+  return Get(key::FilterComponentIdentifier, v);
 }
 void CCryptoFilter::SetComponentName(const WString& v) { Add(key::FilterComponentName, NQData(v)); }
-bool CCryptoFilter::GetComponentName(WString& v) const { return GetString(*this, key::FilterComponentName, v); }
+bool CCryptoFilter::GetComponentName(WString& v) const { return Get(key::FilterComponentName, v); }
 
 // ---- algorithm parameters -------------------------------------------------------------------
 
@@ -154,11 +144,11 @@ IAlgorithmParameters* CAlgorithmParameters::Clone() const {
 void CAlgorithmParameters::SetEncoded(const ByteArray& v) { Add(key::Encoded, NQData(v)); }
 bool CAlgorithmParameters::GetEncoded(ByteArray& v) const { return Get(key::Encoded, v); }
 void CAlgorithmParameters::SetPadding(const WString& v) { Add(key::AlgPadding, NQData(v)); }
-bool CAlgorithmParameters::GetPadding(WString& v) const { return GetString(*this, key::AlgPadding, v); }
+bool CAlgorithmParameters::GetPadding(WString& v) const { return Get(key::AlgPadding, v); }
 void CAlgorithmParameters::SetHashAlgoOID(const WString& v) { Add(key::HashAlgoOID, NQData(v)); }
-bool CAlgorithmParameters::GetHashAlgoOID(WString& v) const { return GetString(*this, key::HashAlgoOID, v); }
+bool CAlgorithmParameters::GetHashAlgoOID(WString& v) const { return Get(key::HashAlgoOID, v); }
 void CAlgorithmParameters::SetMaskGenAlgoOID(const WString& v) { Add(key::MaskGenAlgoOID, NQData(v)); }
-bool CAlgorithmParameters::GetMaskGenAlgoOID(WString& v) const { return GetString(*this, key::MaskGenAlgoOID, v); }
+bool CAlgorithmParameters::GetMaskGenAlgoOID(WString& v) const { return Get(key::MaskGenAlgoOID, v); }
 void CAlgorithmParameters::SetSaltLen(const std::uint64_t& v) { Add(key::SaltLen, NQData(v)); }
 bool CAlgorithmParameters::GetSaltLen(std::uint64_t& v) const { return GetUint(*this, key::SaltLen, v); }
 void CAlgorithmParameters::SetTrailerField(const std::uint64_t& v) { Add(key::TrailerField, NQData(v)); }

@@ -125,6 +125,7 @@ bool DataMap::Get(const WString& key, NQData& value) const {
   return true;
 }
 
+bool DataMap::Get(const WString& key, WString& value) const { return CopyIf(Find(key), value); }
 bool DataMap::Get(const WString& key, ByteArray& value) const { return CopyIf(Find(key), value); }
 bool DataMap::Get(const WString& key, unsigned char& value) const { return CopyIf(Find(key), value); }
 bool DataMap::Get(const WString& key, StringList& value) const { return CopyIf(Find(key), value); }

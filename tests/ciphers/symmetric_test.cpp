@@ -119,7 +119,8 @@ TEST(SymmetricCipher, ParametersAndTheirDefaults) {
 }
 
 // What the engine tells at level 2 of the names it maps.
-// One engine over many calls reads the map again each time: a new IV, no IV, a new padding.
+// One engine over many calls reads the map again each time: a new IV, no IV, a new padding, a
+// value taken away.
 TEST(SymmetricCipher, OneEngineFollowsItsMapFromCallToCall) {
   const KnownAnswer cbc = Named(AllCipherAnswers(), "F.2.1");
   const ByteArray otherIv(16, 0x5a), message = Bytes(40);
@@ -138,6 +139,20 @@ TEST(SymmetricCipher, OneEngineFollowsItsMapFromCallToCall) {
   map->SetIV(cbc.iv);
   map->SetPadding(L"None");
   EXPECT_EQ(ToHex(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), cbc.input)), ToHex(cbc.output));
+  // What the last call read is not read again: a padding taken away is "None", a padding of the
+  // wrong kind too, and a chaining mode taken away is missing.
+  for (const auto& unpadded : std::vector<std::function<void()>>{
+           [&] { map->erase(L"CryptoParameterPadding"); },
+           [&] { map->Add(L"CryptoParameterPadding", ByteArray{'P', 'K', 'C', 'S', '7'}); }}) {
+    map->SetPadding(L"PKCS7");
+    EXPECT_EQ(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), cbc.input).size(), cbc.input.size() + 16);
+    unpadded();
+    EXPECT_EQ(ToHex(Once(*cipher, CIPHER_ENCRYPT_MODE, key.get(), cbc.input)), ToHex(cbc.output));
+  }
+  map->erase(L"CryptoParameterCipherMode");
+  cipher->Init(CIPHER_ENCRYPT_MODE, key.get());
+  ByteArray out;
+  ExpectCipherFailure([&] { cipher->DoFinal(cbc.input, out); }, CRYPTO_BAD_PARAM, L"No cipher mode in params");
 }
 
 TEST(SymmetricCipher, TracesTheMappedNames) {

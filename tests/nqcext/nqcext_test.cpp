@@ -21,12 +21,16 @@ TEST(DataMap, LookupsMissAbsentKeysOtherSpellingsAndOtherKinds) {
   ByteArray bytes{1};
   unsigned char flag = 9;
   StringList list{L"kept"};
+  WString text = L"kept";
   for (const wchar_t* key : {L"k", L"key", L"Key "}) {
     EXPECT_FALSE(map.Get(key)) << key;
-    EXPECT_FALSE(map.Get(key, flag) || map.Get(key, data) || map.Get(key, bytes) || map.Get(key, list));
+    EXPECT_FALSE(map.Get(key, flag) || map.Get(key, data) || map.Get(key, bytes) || map.Get(key, list) ||
+                 map.Get(key, text));
     EXPECT_EQ(map.erase(key), 0u);
   }
-  EXPECT_FALSE(map.Get(L"Key", data) || map.Get(L"Key", bytes) || map.Get(L"Key", list)) << "another kind";
+  EXPECT_FALSE(map.Get(L"Key", data) || map.Get(L"Key", bytes) || map.Get(L"Key", list) || map.Get(L"Key", text))
+      << "another kind";
+  EXPECT_EQ(text, L"kept");
   EXPECT_EQ(bytes, ByteArray{1});
   EXPECT_EQ(flag, 9);
   EXPECT_EQ(list, StringList{L"kept"});
@@ -41,12 +45,17 @@ TEST(DataMap, TheLastValueWinsBytesAreOneKindAndAKeyMayHaveNoValue) {
   map.Add(L"n", NQData(std::uint64_t{7}));
   map.Add(L"n", NQData(std::uint64_t{8}));
   map.Add(L"nb", NQData(ByteArray{4, 5}));  // bytes are one kind, however they were added
+  map.Add(L"s", NQData(WString(L"a string longer than a small-string buffer")));
+  map.Add(L"s", NQData(WString(L"short")));
   map.Add(L"p");
   NQData number;
   ByteArray bytesOfData;
-  ASSERT_TRUE(map.Get(L"n", number) && map.Get(L"nb", bytesOfData));
+  WString text(L"a longer string than the one read into it, all of it replaced");
+  ASSERT_TRUE(map.Get(L"n", number) && map.Get(L"nb", bytesOfData) && map.Get(L"s", text));
   EXPECT_EQ(number.Uint(), 8u);
   EXPECT_EQ(bytesOfData, (ByteArray{4, 5}));
+  EXPECT_EQ(text, L"short");
+  EXPECT_FALSE(map.Get(L"n", text)) << "an integer is not a string";
   EXPECT_TRUE(map.Get(L"p"));
   EXPECT_FALSE(map.Get(L"p", number)) << "a key without a value has no NQData value";
   EXPECT_EQ(map.erase(L"p"), 1u);

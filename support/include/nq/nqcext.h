@@ -132,6 +132,8 @@ class NQCEXT_API DataMap {
 
   bool Get(const WString& key) const;
   bool Get(const WString& key, NQData& value) const;
+  // A string is assigned into `value`, which keeps its memory when it is large enough.
+  bool Get(const WString& key, WString& value) const;
   bool Get(const WString& key, ByteArray& value) const;
   bool Get(const WString& key, unsigned char& value) const;
   bool Get(const WString& key, StringList& value) const;
