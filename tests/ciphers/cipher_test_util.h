@@ -55,12 +55,6 @@ ByteArray Transform(const WString& algorithm, unsigned int mode, const ByteArray
 // `count` bytes that differ from call to call (a fixed generator: tests stay reproducible).
 ByteArray Bytes(std::size_t count, unsigned pattern = 1);
 
-// The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
-inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
-  const auto output = zttest::OpensslOutput(arguments, std::vector<unsigned char>(input.begin(), input.end()));
-  return ByteArray(output.begin(), output.end());
-}
-
 // `call` fails with `id` and "Cipher failed", over an exception that says `inner`; the exception
 // is returned for further checks.
 template <class Call>

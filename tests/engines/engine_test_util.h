@@ -11,6 +11,7 @@
 
 #include "cng/crypto.cng.servicetable.h"
 #include "platform/testing.h"
+#include "support/command.h"
 #include "support/hex.h"
 #include "support/sections.h"
 #include "support/thrown.h"
@@ -23,6 +24,13 @@ using namespace ZT::Framework;
 inline ByteArray Text(std::string_view text) { return ByteArray(text.begin(), text.end()); }
 
 inline ByteArray Hex(std::string_view hex) { return zttest::FromHex(hex); }
+
+// The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
+inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
+  const auto output = zttest::OpensslOutput(arguments, std::vector<unsigned char>(input.begin(), input.end()));
+  return ByteArray(output.begin(), output.end());
+}
+
 using zttest::ToHex;
 
 // The lines of section `name` of tests/fixtures/engines/published.txt, each cut at blanks into

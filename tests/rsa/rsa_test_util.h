@@ -32,12 +32,6 @@ inline ByteArray Magnitude(ByteArray bytes) {
   return bytes;
 }
 
-// The openssl tool over `input` ("{in}" and "{out}" in `arguments` name its files).
-inline ByteArray Openssl(const std::string& arguments, const ByteArray& input) {
-  const auto output = zttest::OpensslOutput(arguments, std::vector<unsigned char>(input.begin(), input.end()));
-  return ByteArray(output.begin(), output.end());
-}
-
 // The digest `name` ("sha256", ...) of `data` by the openssl tool.
 inline ByteArray OpensslDigest(const std::string& name, const ByteArray& data) {
   return Openssl("dgst -" + name + " -binary -out {out} {in}", data);
