@@ -211,6 +211,7 @@ TEST(SymetricKeySystemStore, ListsOneNewKeyPerCallForExactLabels) {
     filter->SetLabel(label);
     const auto e = Thrown([&] { store->ListSymetricKey(filter.get(), keys); });
     ExpectFailure(e, CRYPTO_BAD_PARAM, L"Unknown key label!");
+    ASSERT_TRUE(e);
     EXPECT_EQ(e->getFilename(), L"sources/cng/crypto.cng.symkeysysstores");
   }
   EXPECT_TRUE(keys.empty());

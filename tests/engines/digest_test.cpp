@@ -85,6 +85,7 @@ TEST_F(MessageDigestWithoutCNG, FailedDigestKeepsTheBufferedData) {
   ByteArray out;
   const auto e = Thrown([&] { digest->Digest(out); });
   ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Load CNG library failed");
+  ASSERT_TRUE(e);
   EXPECT_EQ(e->getFilename(), L"sources/cng/crypto.cng.digest");
   EXPECT_THAT(capture.At(NQLOG_ERROR), testing::Contains(L"CCNGMessageDigest::Digest : Unable to load CNG library"));
   // The two-argument form wraps the failure and keeps its input too.

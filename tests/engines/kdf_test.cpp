@@ -122,6 +122,7 @@ TEST(Pbkdf2, ACallersMapThatThrowsIsAParameterError) {
     ByteArray out;
     const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
     ExpectMapFailure(e, 1);
+    ASSERT_TRUE(e);
     EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
   }
 }

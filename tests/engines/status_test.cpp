@@ -18,6 +18,7 @@ TEST(StatusChecks, FailuresAreLoggedInUnsignedHexAndRaised) {
   LogCapture capture(NQLOG_ERROR);
   const auto e = Thrown([&] { CheckStatus(fn, STATUS_NOT_FOUND, L"BCryptOpenAlgorithmProvider", L"open failed!"); });
   ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"open failed!");
+  ASSERT_TRUE(e);
   EXPECT_EQ(e->getFilename(), L"tests/engines/status_test");
   SetLastError(0x80090016);  // NTE_BAD_KEYSET
   ExpectFailure(

@@ -43,6 +43,7 @@ TEST(RaiseAndWrap, WrappedExceptionCarriesInnerIdItsOwnMessageAndLine) {
   const unsigned line = __LINE__ + 1;
   auto e = Thrown([&] { fn.Wrap(L"new CThing() failed", [&]() -> int { throw inner = new CountedException; }); });
   ExpectFailure(e, CRYPTO_NOT_SUPPORTED, L"new CThing() failed");
+  ASSERT_TRUE(e);
   EXPECT_EQ(e->getLineNumber(), line);
   EXPECT_EQ(e->getInnerException(), inner);
   EXPECT_EQ(CountedException::destroyed, 0);
@@ -71,6 +72,7 @@ TEST(RaiseAndWrap, ForeignExceptionsBecomeInnerOnesOfCryptoExceptions) {
   IException* foreign = nullptr;
   auto e = Thrown([&] { fn.Wrap(L"Digest failed", [&] { ThrowForeign(&foreign); }); });
   ExpectFailure(e, 7, L"Digest failed");
+  ASSERT_TRUE(e);
   EXPECT_EQ(e->getInnerException(), foreign);
 
   const unsigned line = __LINE__ + 1;
@@ -115,6 +117,7 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
     fail.Run([&] { fail.Raise(CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed", L"Error 0x%x returned by BCryptHashData", 0xC000000Du); });
   });
   ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed");
+  ASSERT_TRUE(e);
   EXPECT_EQ(e->getLineNumber(), line);
   EXPECT_EQ(e->getFilename(), L"tests/framework/exception_test");
   EXPECT_EQ(e->getInnerException(), nullptr);

@@ -156,6 +156,7 @@ TEST(ECDomainParameters, CreateAlwaysThrowsNotImplemented) {
   zttest::LogCapture capture;
   const auto e = zttest::Thrown([] { delete IECDomainParameters::Create(); });
   zttest::ExpectFailure(e, CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+  ASSERT_TRUE(e);
   EXPECT_EQ(e->getFilename(), L"sources/crypto.winapi.api");
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|IECDomainParameters::Create",
