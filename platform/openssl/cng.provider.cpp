@@ -93,13 +93,18 @@ NTSTATUS ParseChainingMode(PUCHAR pbInput, ULONG cbInput, bool* cbc) {
   return STATUS_NOT_SUPPORTED;
 }
 
-// The memory of the provider this thread closed last, freed when the thread ends.
+// The memory of the provider this thread closed last, freed when the thread ends. Providers
+// opened and closed after that (by the thread's last destructors) use the heap directly.
 struct SpareProvider {
   SpareProvider() = default;
   SpareProvider(const SpareProvider&) = delete;
   SpareProvider& operator=(const SpareProvider&) = delete;
-  ~SpareProvider() { ::operator delete(memory); }
+  ~SpareProvider() {
+    ::operator delete(std::exchange(memory, nullptr));
+    ended = true;
+  }
   void* memory = nullptr;
+  bool ended = false;
 };
 thread_local SpareProvider t_spareProvider;
 
@@ -111,7 +116,7 @@ void* Provider::operator new(std::size_t size) {
 }
 
 void Provider::operator delete(void* memory) noexcept {
-  if (t_spareProvider.memory == nullptr)
+  if (t_spareProvider.memory == nullptr && !t_spareProvider.ended)
     t_spareProvider.memory = memory;
   else
     ::operator delete(memory);

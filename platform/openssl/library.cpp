@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 #include <strings.h>
 
 namespace ZT::Platform {
@@ -157,13 +158,16 @@ void Library::MakeHmacTemplates() {
 
 // A thread's context for one implementation and direction, kept from call to call so that a
 // call allocates nothing. Between calls it holds a key of zeros: keying it with zeros after
-// each call overwrites the caller's key schedule, which has the same length.
+// each call overwrites the caller's key schedule, which has the same length. Once the thread's
+// contexts are gone (its last destructors may still encrypt) it stays busy, so that every
+// later call makes a context of its own.
 struct ThreadCipherContext {
   ThreadCipherContext() = default;
   ThreadCipherContext(const ThreadCipherContext&) = delete;
   ThreadCipherContext& operator=(const ThreadCipherContext&) = delete;
   ~ThreadCipherContext() {
-    if (context != nullptr) implementation->freeContext(context);
+    if (context != nullptr) implementation->freeContext(std::exchange(context, nullptr));
+    busy = true;
   }
 
   const BlockCipherImplementation* implementation = nullptr;

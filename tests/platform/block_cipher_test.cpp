@@ -67,3 +67,31 @@ TEST(BlockCipherContexts, ThreadsEachUseTheirOwnContexts) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(good, std::vector<int>(4, 200));
 }
+
+// A thread's last destructors may still encrypt, and open and close providers, after the
+// thread's cipher contexts and spare provider memory are gone: those calls work without them.
+namespace {
+struct AtThreadExit {
+  ~AtThreadExit() {
+    ciphered = ToHex(EncryptInParts(kPlain, 2)) == kAes[0].cbc;
+    BCRYPT_ALG_HANDLE provider = nullptr;
+    opened = BCryptOpenAlgorithmProvider(&provider, BCRYPT_AES_ALGORITHM, nullptr, 0) == 0 &&
+             BCryptCloseAlgorithmProvider(provider, 0) == 0;
+  }
+  static inline bool ciphered = false, opened = false;
+};
+}  // namespace
+
+TEST(BlockCipherContexts, CallsFromTheThreadsLastDestructorsWork) {
+  std::thread([] {
+    // Made first, so destroyed after what the calls below make for this thread.
+    thread_local AtThreadExit atExit;
+    (void)&atExit;
+    EXPECT_EQ(ToHex(EncryptInParts(kPlain, 1)), kAes[0].cbc);
+    BCRYPT_ALG_HANDLE provider = nullptr;
+    ASSERT_EQ(BCryptOpenAlgorithmProvider(&provider, BCRYPT_AES_ALGORITHM, nullptr, 0), 0);
+    BCryptCloseAlgorithmProvider(provider, 0);
+  }).join();
+  EXPECT_TRUE(AtThreadExit::ciphered);
+  EXPECT_TRUE(AtThreadExit::opened);
+}
