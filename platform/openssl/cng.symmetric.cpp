@@ -15,10 +15,7 @@ const SymmetricAlgorithm::KeySize* FindKeySize(const SymmetricAlgorithm& algorit
   return nullptr;
 }
 
-CipherId CipherOf(const SymmetricKey& key) {
-  // The CBC implementation follows the ECB one in the cache.
-  return static_cast<CipherId>(static_cast<unsigned>(key.size->ecb) + (key.cbc ? 1 : 0));
-}
+CipherId CipherOf(const SymmetricKey& key) { return WithChaining(key.size->ecb, key.cbc); }
 
 // Checks the arguments both directions share; on success *blockSize is the cipher's block.
 NTSTATUS CheckCall(const SymmetricKey& key, const CryptCall& call, ULONG* blockSize) {

@@ -172,9 +172,7 @@ BOOL ImportRsaPublicKey(const BYTE* pbData, DWORD dwDataLen, HCRYPTKEY* phKey) {
   return TRUE;
 }
 
-CipherId CipherOf(const CryptKey& key) {
-  return static_cast<CipherId>(static_cast<unsigned>(key.size->ecb) + (key.Cbc() ? 1 : 0));
-}
+CipherId CipherOf(const CryptKey& key) { return WithChaining(key.size->ecb, key.Cbc()); }
 
 // Transforms whole blocks in place, continuing the chaining from the key's register, and
 // carries the register on (CBC) for the next call: the last ciphertext block.

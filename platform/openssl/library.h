@@ -88,6 +88,11 @@ enum class CipherId : unsigned char {
   Count
 };
 
+// The implementation of a block cipher in CBC or ECB, from its ECB one (CBC follows it).
+inline CipherId WithChaining(CipherId ecb, bool cbc) {
+  return static_cast<CipherId>(static_cast<unsigned>(ecb) + (cbc ? 1 : 0));
+}
+
 // A provider's own implementation of a block cipher, reached through its dispatch table. A run
 // through it costs a context, a key schedule and the blocks; EVP_CipherInit_ex2 adds parameter
 // queries on every call, which cost more than the whole of a short message.
