@@ -2,12 +2,12 @@
 // values, and text conversions.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <cstddef>
-#include <utility>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <variant>
 #include <vector>
 
