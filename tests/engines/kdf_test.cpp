@@ -68,18 +68,6 @@ TEST(Pbkdf2, DefaultsAndLongerHashesAgreeWithOpenssl) {
   }
 }
 
-TEST(Pbkdf2, UnknownPrfIsUnsupported) {
-  const auto map = Map(1, L"HMAC_SHA224");
-  const auto kdf = NewPbkdf2(map.get());
-  LogCapture capture(NQLOG_ERROR);
-  const auto e = Thrown([&] { DeriveHex(*kdf, Text("pw"), Text("salt"), 16); });
-  ExpectFailure(e, CRYPTO_NO_SUCH_ALGORITHM, L"Derivation using shared secret value failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Unsupported algorithm");
-  EXPECT_EQ(capture.At(NQLOG_ERROR),
-            (std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported algorithm: HMAC_SHA224",
-                                       L"CCNGPBKDF2KeyDerivation::Derive : Derivation using shared secret value failed"}));
-}
-
 // A secret that is not held as bytes by the library (one that stays inside the platform).
 class ReferenceSecret : public ISharedSecret {
   ByteArray GetEncoded() const override { return {}; }
@@ -112,18 +100,25 @@ TEST(Pbkdf2, LifeCycleAndSecrets) {
             std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported shared secret"});
 }
 
-TEST(Pbkdf2, ACallersMapThatThrowsIsAParameterError) {
+// What the map gives is read at Derive: a PRF without an engine, and a caller's map that throws,
+// fail the derivation with the reason inside.
+TEST(Pbkdf2, AnUnknownPrfOrAFailingMapFailsTheDerivation) {
+  const auto unknown = Map(1, L"HMAC_SHA224");
+  LogCapture capture(NQLOG_ERROR);
+  const auto e = Thrown([&] { DeriveHex(*NewPbkdf2(unknown.get()), Text("pw"), Text("salt"), 16); });
+  ExpectFailure(e, CRYPTO_NO_SUCH_ALGORITHM, L"Derivation using shared secret value failed");
+  EXPECT_EQ(MessageAt(e.get(), 1), L"Unsupported algorithm");
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            (std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported algorithm: HMAC_SHA224",
+                                       L"CCNGPBKDF2KeyDerivation::Derive : Derivation using shared secret value failed"}));
+
   for (const std::wstring failing : {L"GetIterationCount", L"GetHMACAlgorithmName"}) {
     CallersMap map;
     map.failing = {failing};
-    const auto kdf = NewPbkdf2(&map);
-    const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("pw")));
-    kdf->Init(secret.get());
-    ByteArray out;
-    const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
-    ExpectMapFailure(e, 1);
-    ASSERT_TRUE(e);
-    EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
+    const auto mapFailure = Thrown([&] { DeriveHex(*NewPbkdf2(&map), Text("pw"), Text("salt"), 16); });
+    ExpectMapFailure(mapFailure, 1);
+    ASSERT_TRUE(mapFailure);
+    EXPECT_EQ(mapFailure->getMessage(), L"Derivation using shared secret value failed");
   }
 }
 
