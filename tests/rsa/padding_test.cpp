@@ -59,7 +59,7 @@ ByteArray Encode(IPadding& padding, const ByteArray& in) {
 }
 
 // The factory's choice of class shows in each scheme's layout tests below.
-TEST(PaddingFactory, RefusesWhatItCannotBuild) {
+TEST(PaddingFactory, RefusesWhatItCannotBuildAndTracesTheRefusal) {
   struct Case {
     const wchar_t* name;
     void (*fill)(ICryptoParserParameterMap&);
@@ -85,6 +85,14 @@ TEST(PaddingFactory, RefusesWhatItCannotBuild) {
     ExpectFailure(Thrown([&] { delete IPadding::Create(c.name, 256, c.nullMap ? nullptr : map.get()); }), c.id,
                   c.message);
   }
+  const auto map = NewMap();
+  LogCapture capture;
+  EXPECT_TRUE(Thrown([&] { delete IPadding::Create(L"X_931", 256, map.get()); }));
+  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|IPadding::Create",
+                                 L"1|IPadding::Create : Hash alogo Padding type is not set",
+                                 L"16|IPadding::Create Returns Hash alogo Padding type is not set",
+                             }));
 }
 
 TEST(PaddingFactory, ACallersMapThatThrowsIsAParameterError) {
@@ -104,17 +112,6 @@ TEST(PaddingFactory, ACallersMapThatThrowsIsAParameterError) {
   ExpectMapFailure(Thrown([&] { x931->EncodeData(Message(20), out); }));
   ExpectMapFailure(Thrown([&] { oaep->EncodeData(Message(20), out); }));
   ExpectMapFailure(Thrown([&] { oaep->DecodeData(Repeat(256, 0), out); }));
-}
-
-TEST(PaddingFactory, TracesARefusal) {
-  const auto map = NewMap();
-  LogCapture capture;
-  EXPECT_TRUE(Thrown([&] { delete IPadding::Create(L"X_931", 256, map.get()); }));
-  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
-                                 L"8|IPadding::Create",
-                                 L"1|IPadding::Create : Hash alogo Padding type is not set",
-                                 L"16|IPadding::Create Returns Hash alogo Padding type is not set",
-                             }));
 }
 
 // A message too long for its scheme: the id and message, the line that says why, and the
