@@ -53,14 +53,6 @@ TEST(OIDToString, WhatIsNotAWholeEntryComesBackUnchangedAndIsTraced) {
                          }));
 }
 
-TEST(DecodeOID, DirectoryAttributesComeAloneWithoutHeader) {
-  EXPECT_EQ(Decode(L"2.5.4.3", "0c0d4ac3bc7267656e2047726fc39f"), L"J\u00fcrgen Gro\u00df");
-  EXPECT_EQ(Decode(L"2.5.4.10", "1e08682a5f0f4f1a793e"), L"\u682a\u5f0f\u4f1a\u793e");
-  EXPECT_EQ(Decode(L"1.2.840.113549.1.9.1", "161075736572406578616d706c652e636f6d"), L"user@example.com");
-  EXPECT_EQ(Decode(L"2.5.4.6", "13025553"), L"US");
-  EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.20.2.3", "0c1075736572406578616d706c652e636f6d"), L"user@example.com");
-}
-
 struct Layout {
   std::wstring oid;
   std::string hex;
@@ -86,7 +78,12 @@ std::vector<Layout> ReadLayouts() {
   return layouts;
 }
 
-TEST(DecodeOID, EveryLayoutOfTheTable) {
+TEST(DecodeOID, EveryLayoutOfTheTableAndDirectoryAttributesAloneWithoutHeader) {
+  EXPECT_EQ(Decode(L"2.5.4.3", "0c0d4ac3bc7267656e2047726fc39f"), L"J\u00fcrgen Gro\u00df");
+  EXPECT_EQ(Decode(L"2.5.4.10", "1e08682a5f0f4f1a793e"), L"\u682a\u5f0f\u4f1a\u793e");
+  EXPECT_EQ(Decode(L"1.2.840.113549.1.9.1", "161075736572406578616d706c652e636f6d"), L"user@example.com");
+  EXPECT_EQ(Decode(L"2.5.4.6", "13025553"), L"US");
+  EXPECT_EQ(Decode(L"1.3.6.1.4.1.311.20.2.3", "0c1075736572406578616d706c652e636f6d"), L"user@example.com");
   const std::vector<Layout> layouts = ReadLayouts();
   EXPECT_EQ(layouts.size(), 46u);
   for (const Layout& l : layouts) {

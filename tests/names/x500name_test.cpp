@@ -140,7 +140,7 @@ TEST(X500NameFromText, TextToDerToTextRoundTrips) {
   }
 }
 
-TEST(X500NameAttributes, ListsDirectlyRepeatedTypesOnceAndAppendsValuesInEncodingOrder) {
+TEST(X500NameAttributes, ListsRepeatedTypesOnceAndAppendsValuesInEncodingOrder) {
   EXPECT_EQ(Listed(*FromText(L"CN=a, OU=b, OU=c")), (std::vector<WString>{L"2.5.4.3", L"2.5.4.11"}));
   EXPECT_EQ(Listed(*FromText(L"OU=b, CN=a, OU=c")), (std::vector<WString>{L"2.5.4.11", L"2.5.4.3", L"2.5.4.11"}));
   EXPECT_EQ(Listed(*FromDer(OpensslName("multivalued"))),
@@ -162,14 +162,13 @@ TEST(X500NameAttributes, ListsDirectlyRepeatedTypesOnceAndAppendsValuesInEncodin
   EXPECT_EQ(log.At(NQLOG_WARNING),
             (std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetAttributeValue Attribute not found",
                                        L"ZT::Framework::CCNGX500Name::GetAttributeValue : sOID=empty!"}));
-}
 
-TEST(X500NameFromDer, ANameWithoutRdnsIsEmpty) {
-  const auto name = FromDer("3000");
-  const LogCapture log;
-  EXPECT_EQ(name->GetName(0), L"");
-  EXPECT_TRUE(Listed(*name).empty());
-  EXPECT_EQ(log.At(NQLOG_WARNING),
+  // A name without RDNs is empty, and says so.
+  const auto empty = FromDer("3000");
+  const LogCapture emptyLog;
+  EXPECT_EQ(empty->GetName(0), L"");
+  EXPECT_TRUE(Listed(*empty).empty());
+  EXPECT_EQ(emptyLog.At(NQLOG_WARNING),
             std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetName Empty string found"});
 }
 
@@ -204,7 +203,7 @@ TEST(X500Name, MalformedTextAndDerAreRefused) {
   }
 }
 
-TEST(X500NameTrace, CreateGetNameAndDeleteWriteTheNamedLines) {
+TEST(X500NameTrace, CreateGetNameDeleteAndARefusalWriteTheNamedLines) {
   const ByteArray der = Hex(OpensslName("t61"));
   LogCapture log;
   std::unique_ptr<IX500Name> name(IX500Name::Create(der));
@@ -232,18 +231,17 @@ TEST(X500NameTrace, CreateGetNameAndDeleteWriteTheNamedLines) {
   name.reset();
   EXPECT_EQ(log.At(NQLOG_ENTRY),
             std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::~CCNGX500Name : this=" + self});
-}
 
-TEST(X500NameTrace, EmptyInputIsRaisedAndWrapped) {
-  const LogCapture log;
+  // Empty input is raised and wrapped.
+  const LogCapture refusal;
   const auto e = Thrown([] { IX500Name::Create(ByteArray()); });
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
-  EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
+  EXPECT_EQ(refusal.At(NQLOG_ERROR), (std::vector<std::wstring>{
                                      L"ZT::Framework::CCNGX500Name::CCNGX500Name : baEncodedName=empty!",
                                      L"IX500Name::Create : new CX500Name() failed",
                                  }));
-  EXPECT_EQ(log.At(NQLOG_EXIT), (std::vector<std::wstring>{
+  EXPECT_EQ(refusal.At(NQLOG_EXIT), (std::vector<std::wstring>{
                                     L"ZT::Framework::CCNGX500Name::CCNGX500Name Returns baEncodedName=empty!",
                                     L"IX500Name::Create Returns new CX500Name() failed",
                                 }));

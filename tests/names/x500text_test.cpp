@@ -45,16 +45,15 @@ Asn1::Name Decoded(const ByteArray& der) {
   return info;
 }
 
-TEST(CertStrToName, ReadsTheDocumentedExamples) {
+TEST(CertStrToName, ReadsTheDocumentedExamplesAndKeyWordsInAnyCaseWithTheirAliases) {
   // "1.2.3 = # AB CD 01 is the same as 1.2.3=#ABCD01": an OCTET STRING.
   EXPECT_EQ(Encode(L"1.2.3 = # AB CD 01"), Encode(L"1.2.3=#ABCD01"));
   EXPECT_EQ(Encode(L"1.2.3=#ABCD01"), Hex("300d 310b 3009 06022a03 0403abcd01"));
   // CN="User ""one""": a quote inside a quoted value is doubled.
   const Asn1::Name info = Decoded(Encode(L"CN=\"User \"\"one\"\"\""));
   EXPECT_EQ(Asn1::WideValueText(info.rgRDN[0].rgRDNAttr[0].Value), L"User \"one\"");
-}
 
-TEST(CertStrToName, KeyWordsAreReadInAnyCaseWithTheirAliases) {
+  // Key words in any case, with their aliases.
   const ByteArray expected = Encode(L"E=a@b.c, S=Oregon, T=Dr, G=Ann, I=AB, CN=x");
   EXPECT_EQ(Encode(L"email=a@b.c; ST=Oregon; title=Dr; GivenName=Ann; initials=AB; cn=x"), expected);
   EXPECT_EQ(Encode(L"OID.1.2.840.113549.1.9.1=a@b.c,oid.2.5.4.8=Oregon,2.5.4.12=Dr,Oid.2.5.4.42=Ann,2.5.4.43=AB,"
