@@ -20,14 +20,6 @@ struct Expected {
   const wchar_t* oid;
 };
 
-void ExpectName(const IGeneralName& name, const Expected& e) {
-  EXPECT_EQ(name.GetNameType(), e.type);
-  EXPECT_EQ(name.GetFormat(), e.format);
-  EXPECT_EQ(name.GetString(), e.text);
-  EXPECT_EQ(name.GetEncoded(), Hex(e.encodedHex));
-  EXPECT_EQ(name.GetOID(), e.oid);
-}
-
 TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
   const Asn1::GeneralNames info =
       CryptoUtil::DecodeObject<Structure::AlternateName>(Hex(OpensslAltNames()));
@@ -45,7 +37,11 @@ TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
   ASSERT_EQ(info.rgAltEntry.size(), std::size(expected));
   for (std::size_t i = 0; i < std::size(expected); ++i) {
     const std::unique_ptr<IGeneralName> name(CryptoUtil::GeneralNameFromAltNameEntry(&info.rgAltEntry[i]));
-    ExpectName(*name, expected[i]);
+    EXPECT_EQ(name->GetNameType(), expected[i].type);
+    EXPECT_EQ(name->GetFormat(), expected[i].format);
+    EXPECT_EQ(name->GetString(), expected[i].text);
+    EXPECT_EQ(name->GetEncoded(), Hex(expected[i].encodedHex));
+    EXPECT_EQ(name->GetOID(), expected[i].oid);
   }
   // The directory name is a name of its own.
   const std::unique_ptr<IX500Name> directory(IX500Name::Create(info.rgAltEntry[7].DirectoryName));
