@@ -263,14 +263,14 @@ TEST(X931Padding, LaysOutTheBlockWithTheMapsHashByte) {
   ExpectFailure(Thrown([&] { Encode(*s.padding, Message(20)); }), CRYPTO_BAD_PARAM, L"Hash Algo X931 is not set");
 }
 
-TEST(X931Padding, DecodesTheBlockOpensslSignedAndDropsTheHashByte) {
-  Scheme s = X931(0x33, 256);  // the identifier is not compared with the map's
+// The block the tool signed decodes, without the hash byte, whose identifier is not compared with
+// the map's; malformed blocks decode to false.
+TEST(X931Padding, DecodesTheBlockOpensslSignedAndMalformedBlocksToFalse) {
+  Scheme tool = X931(0x33, 256);
   ByteArray out;
-  EXPECT_TRUE(s.padding->DecodeData(Fixture("x931.direct.block"), out));
+  EXPECT_TRUE(tool.padding->DecodeData(Fixture("x931.direct.block"), out));
   EXPECT_EQ(out, OpensslDigest("sha256", Fixture("x931.direct.txt")));
-}
 
-TEST(X931Padding, MalformedBlocksDecodeToFalse) {
   constexpr unsigned int k = 64;
   const auto block = [&](std::size_t separatorAt) {
     ByteArray b = Concat({{0x6B}, Repeat(k - 3, 0xBB), {0x34, 0xCC}});
@@ -282,7 +282,6 @@ TEST(X931Padding, MalformedBlocksDecodeToFalse) {
   wrongTrailer[k - 1] = 0xCD;
   wrongHeader[0] = 0x6A;
   Scheme s = X931(0x34, k);
-  ByteArray out;
   for (const ByteArray& in : {block(10), wrongTrailer, wrongHeader, Concat({{0x6B}, Repeat(k - 2, 0xBB), {0xCC}})}) {
     LogCapture capture(NQLOG_WARNING);
     EXPECT_FALSE(s.padding->DecodeData(in, out));
