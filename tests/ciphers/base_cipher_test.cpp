@@ -56,7 +56,7 @@ TEST(CipherFactory, DispatchesByTheExactFriendlyName) {
   EXPECT_EQ(capture.At(NQLOG_EXIT), std::vector<std::wstring>{L"Cipher::Create Returns pAlgorithm should not be NULL"});
 }
 
-TEST(CipherLifeCycle, BufferedInputEqualsOneDoFinalAndEachDoFinalEndsTheMessage) {
+TEST(CipherLifeCycle, BufferedInputEqualsOneDoFinalAndOnlyASuccessfulDoFinalEndsTheMessage) {
   AesEcb aes;
   const ByteArray message = Bytes(64);
   const ByteArray whole = Once(*aes.cipher, CIPHER_ENCRYPT_MODE, aes.key.get(), message);
@@ -86,9 +86,29 @@ TEST(CipherLifeCycle, BufferedInputEqualsOneDoFinalAndEachDoFinalEndsTheMessage)
   aes.cipher->Init(CIPHER_DECRYPT_MODE, aes.key.get());
   aes.cipher->DoFinal(whole, longer);
   EXPECT_EQ(longer, message);
+
+  // A failed DoFinal keeps the engine initialised with all its input, the failed call's included.
+  const ByteArray sevens = Bytes(32, 7);
+  const ByteArray expected = Once(*aes.cipher, CIPHER_ENCRYPT_MODE, aes.key.get(), sevens);
+  aes.cipher->Init(CIPHER_ENCRYPT_MODE, aes.key.get());
+  aes.cipher->Update(ByteArray(sevens.begin(), sevens.begin() + 4));
+  LogCapture capture(NQLOG_EXIT);
+  ExpectCipherFailure([&] { aes.cipher->DoFinal(ByteArray(sevens.begin() + 4, sevens.begin() + 20), out); },
+                      CRYPTO_BAD_PARAM, L"Data to Encrypt Length is invalid");
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            (std::vector<std::wstring>{L"CryptoUtil::IsOriginalDataLengthValid : Data Length is invalid (20%16 != 0)",
+                                       L"CCNGBaseCipher::DoFinal : Cipher failed"}));
+  EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"CCNGBaseCipher::DoFinal Returns Cipher failed");
+  aes.cipher->DoFinal(ByteArray(sevens.begin() + 20, sevens.end()), out);
+  EXPECT_EQ(out, expected);
+  // The same with nothing buffered before the failing input.
+  aes.cipher->Init(CIPHER_ENCRYPT_MODE, aes.key.get());
+  EXPECT_TRUE(Thrown([&] { aes.cipher->DoFinal(ByteArray(sevens.begin(), sevens.begin() + 9), out); }));
+  aes.cipher->DoFinal(ByteArray(sevens.begin() + 9, sevens.end()), out);
+  EXPECT_EQ(out, expected);
 }
 
-TEST(CipherLifeCycle, StateAndArgumentErrors) {
+TEST(CipherLifeCycle, StateArgumentAndOperationErrors) {
   AesEcb aes;
   ByteArray out;
   for (const auto& call : std::vector<std::function<void()>>{
@@ -110,16 +130,15 @@ TEST(CipherLifeCycle, StateAndArgumentErrors) {
   EXPECT_EQ(capture.At(NQLOG_ERROR),
             std::vector<std::wstring>{L"CCNGBaseCipher::Init : Cipher is already initialized"});
   EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"CCNGBaseCipher::Init Returns Cipher is already initialized");
-}
+  ExpectFailure(Thrown([&] { aes.cipher->Wrap(aes.key.get(), out); }), CRYPTO_BAD_PARAM, L"Invalid operation");
 
-// Modes 2 and 3 initialise, but nothing transforms in them and key wrapping is not available.
-TEST(CipherLifeCycle, WrappingModesRefuseEveryOperation) {
-  AesEcb aes;
-  ByteArray out;
-  aes.cipher->Init(CIPHER_WRAP_MODE, aes.key.get());
-  ExpectFailure(Thrown([&] { aes.cipher->DoFinal(Bytes(16), out); }), CRYPTO_BAD_PARAM, L"Invalid operation");
-  ExpectFailure(Thrown([&] { aes.cipher->Wrap(aes.key.get(), out); }), CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
-  ExpectFailure(Thrown([&] { delete aes.cipher->Unwrap(out, nullptr); }), CRYPTO_BAD_PARAM, L"Invalid operation");
+  // Modes 2 and 3 initialise, but nothing transforms in them and key wrapping is not available.
+  const AesEcb wrapping;
+  wrapping.cipher->Init(CIPHER_WRAP_MODE, wrapping.key.get());
+  ExpectFailure(Thrown([&] { wrapping.cipher->DoFinal(Bytes(16), out); }), CRYPTO_BAD_PARAM, L"Invalid operation");
+  ExpectFailure(Thrown([&] { wrapping.cipher->Wrap(wrapping.key.get(), out); }), CRYPTO_NOT_IMPLEMENTED,
+                L"Not Implemented");
+  ExpectFailure(Thrown([&] { delete wrapping.cipher->Unwrap(out, nullptr); }), CRYPTO_BAD_PARAM, L"Invalid operation");
 
   const AesEcb unwrapping;
   unwrapping.cipher->Init(CIPHER_UNWRAP_MODE, unwrapping.key.get());
@@ -130,37 +149,6 @@ TEST(CipherLifeCycle, WrappingModesRefuseEveryOperation) {
   // Still initialised in that mode: a new Init is refused.
   ExpectFailure(Thrown([&] { unwrapping.cipher->Init(0, unwrapping.key.get()); }), CRYPTO_ILLEGAL_STATE,
                 L"Cipher is already initialized");
-
-  const AesEcb encrypting;
-  encrypting.cipher->Init(CIPHER_ENCRYPT_MODE, encrypting.key.get());
-  ExpectFailure(Thrown([&] { encrypting.cipher->Wrap(encrypting.key.get(), out); }), CRYPTO_BAD_PARAM,
-                L"Invalid operation");
-}
-
-// A failed DoFinal keeps the engine initialised with all its input, the failed call's included.
-TEST(CipherLifeCycle, AFailedDoFinalKeepsTheBufferAndTheState) {
-  AesEcb aes;
-  const ByteArray message = Bytes(32, 7);
-  const ByteArray expected = Once(*aes.cipher, CIPHER_ENCRYPT_MODE, aes.key.get(), message);
-
-  aes.cipher->Init(CIPHER_ENCRYPT_MODE, aes.key.get());
-  aes.cipher->Update(ByteArray(message.begin(), message.begin() + 4));
-  ByteArray out;
-  LogCapture capture(NQLOG_EXIT);
-  ExpectCipherFailure([&] { aes.cipher->DoFinal(ByteArray(message.begin() + 4, message.begin() + 20), out); },
-                      CRYPTO_BAD_PARAM, L"Data to Encrypt Length is invalid");
-  EXPECT_EQ(capture.At(NQLOG_ERROR),
-            (std::vector<std::wstring>{L"CryptoUtil::IsOriginalDataLengthValid : Data Length is invalid (20%16 != 0)",
-                                       L"CCNGBaseCipher::DoFinal : Cipher failed"}));
-  EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"CCNGBaseCipher::DoFinal Returns Cipher failed");
-
-  // The same with nothing buffered before the failing input.
-  aes.cipher->DoFinal(ByteArray(message.begin() + 20, message.end()), out);
-  EXPECT_EQ(out, expected);
-  aes.cipher->Init(CIPHER_ENCRYPT_MODE, aes.key.get());
-  EXPECT_TRUE(Thrown([&] { aes.cipher->DoFinal(ByteArray(message.begin(), message.begin() + 9), out); }));
-  aes.cipher->DoFinal(ByteArray(message.begin() + 9, message.end()), out);
-  EXPECT_EQ(out, expected);
 }
 
 TEST(CipherLifeCycle, TracesItsLifeAndItsOperations) {

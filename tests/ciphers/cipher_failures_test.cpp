@@ -29,31 +29,32 @@ void ExpectCipherFailures(const std::string& section, const WString& algorithm, 
   }
 }
 
+// Both directions of a block cipher over `message` and `sealed`, its encryption: the sections
+// `section` and `section`-decrypt.
+void ExpectSymmetricFailures(const std::string& section, const WString& algorithm, const ByteArray& keyBytes,
+                             const ByteArray& iv, const ByteArray& message, const ByteArray& sealed) {
+  const auto map = BlockMap(L"CBC", L"PKCS7", &iv);
+  const auto key = RawKey(keyBytes, algorithm);
+  ExpectCipherFailures(section, algorithm, map.get(), key.get(), CIPHER_ENCRYPT_MODE, message,
+                       [&](const ByteArray& out) { EXPECT_EQ(out, sealed); });
+  ExpectCipherFailures(section + "-decrypt", algorithm, map.get(), key.get(), CIPHER_DECRYPT_MODE, sealed,
+                       [&](const ByteArray& out) { EXPECT_EQ(out, message); });
+}
+
 const ByteArray kIv = Hex("000102030405060708090a0b0c0d0e0f");
 
 TEST(CipherCallFailures, SymmetricOnCng) {
-  const auto map = BlockMap(L"CBC", L"PKCS7", &kIv);
-  const auto key = RawKey(Bytes(16), L"AES");
   const ByteArray message = Bytes(20), sealed = Transform(L"AES", 0, Bytes(16), message, L"CBC", L"PKCS7", &kIv);
-  ExpectCipherFailures("symmetric-cng", L"AES", map.get(), key.get(), CIPHER_ENCRYPT_MODE, message,
-                       [&](const ByteArray& out) { EXPECT_EQ(out, sealed); });
-  ExpectCipherFailures("symmetric-cng-decrypt", L"AES", map.get(), key.get(), CIPHER_DECRYPT_MODE, sealed,
-                       [&](const ByteArray& out) { EXPECT_EQ(out, message); });
+  ExpectSymmetricFailures("symmetric-cng", L"AES", Bytes(16), kIv, message, sealed);
 }
 
 class CipherCallFailuresWithoutCNG : public WithModuleHooks {};
 
 TEST_F(CipherCallFailuresWithoutCNG, SymmetricOnCryptoApi) {
-  const ByteArray iv(kIv.begin(), kIv.begin() + 8);
-  const auto map = BlockMap(L"CBC", L"PKCS7", &iv);
-  const auto key = RawKey(Bytes(8), L"DES");
-  const ByteArray message = Bytes(20);
+  const ByteArray iv(kIv.begin(), kIv.begin() + 8), message = Bytes(20);
   MakeCNGUnavailable();
   const ByteArray sealed = Transform(L"DES", 0, Bytes(8), message, L"CBC", L"PKCS7", &iv);
-  ExpectCipherFailures("symmetric-cryptoapi", L"DES", map.get(), key.get(), CIPHER_ENCRYPT_MODE, message,
-                       [&](const ByteArray& out) { EXPECT_EQ(out, sealed); });
-  ExpectCipherFailures("symmetric-cryptoapi-decrypt", L"DES", map.get(), key.get(), CIPHER_DECRYPT_MODE, sealed,
-                       [&](const ByteArray& out) { EXPECT_EQ(out, message); });
+  ExpectSymmetricFailures("symmetric-cryptoapi", L"DES", Bytes(8), iv, message, sealed);
 }
 
 std::unique_ptr<IKey> Rsa2048() {

@@ -58,7 +58,7 @@ TEST(Cmac, EveryMessageLengthMatchesTheOpensslTool) {
   }
 }
 
-TEST(Cmac, LifeCycle) {
+TEST(Cmac, LifeCycleTheMacAlgorithmAndItsMap) {
   const auto mac = NewCmac();
   const auto key = RawKey(Hex("2b7e151628aed2a6abf7158809cf4f3c"), L"AES");
   ByteArray out;
@@ -84,14 +84,11 @@ TEST(Cmac, LifeCycle) {
   const auto des = RawKey(Bytes(8), L"DES");
   mac->Init(des.get());
   EXPECT_EQ(mac->GetMacLength(), 8u);
-}
 
-TEST(Cmac, TheMacAlgorithmAndItsMap) {
-  const auto key = RawKey(Bytes(16), L"AES");
-  ByteArray out;
+  const auto aes = RawKey(Bytes(16), L"AES");
   // The engine made for another name refuses to compute.
   CMACCMAC other(std::unique_ptr<IAlgorithm>(Algorithm(L"AES")), nullptr);
-  other.Init(key.get());
+  other.Init(aes.get());
   LogCapture capture(NQLOG_ERROR);
   ExpectFailure(Thrown([&] { other.Mac(out); }), CRYPTO_NO_SUCH_ALGORITHM, L"Unsupported algorithm");
   EXPECT_EQ(capture.At(NQLOG_ERROR), std::vector<std::wstring>{L"CMACCMAC::Mac : Unsupported algorithm: AES"});
@@ -99,14 +96,14 @@ TEST(Cmac, TheMacAlgorithmAndItsMap) {
   // The map's IV is read (and its failure reported) but plays no part.
   const ByteArray iv = Bytes(16, 2);
   const auto withIV = BlockMap(L"ECB", L"PKCS7", &iv);
-  const auto mac = NewCmac(withIV.get());
-  mac->Init(key.get());
-  mac->Mac(Bytes(20), out);
+  const auto withMap = NewCmac(withIV.get());
+  withMap->Init(aes.get());
+  withMap->Mac(Bytes(20), out);
   EXPECT_EQ(out, Cmac(L"AES", Bytes(16), Bytes(20)));
   CallersMap failing;
   failing.failing.insert(L"GetIV");
   const auto broken = NewCmac(&failing);
-  broken->Init(key.get());
+  broken->Init(aes.get());
   ExpectMapFailure(Thrown([&] { broken->Mac(out); }));
 }
 

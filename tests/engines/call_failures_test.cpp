@@ -57,29 +57,27 @@ void ExpectRandomFailures(const std::string& section) {
   }
 }
 
-TEST(RandomCallFailures, EachCallOnCngFails) { ExpectRandomFailures("cng"); }
+// The random generator on CNG, the GUID generator, and key generation, which wraps its random
+// generator's failures.
+TEST(RandomCallFailures, EachCallOfRandomGuidAndKeyGenerationFails) {
+  ExpectRandomFailures("cng");
+  const std::unique_ptr<GUIDGenerator> guids(GUIDGenerator::Create(nullptr, nullptr));
+  for (const auto& row : ReadCallFailures("random", "guid")) {
+    ByteArray guid;
+    ExpectCallFailure(row, [&] { guids->GenerateGUID(guid); });
+  }
+  const std::unique_ptr<KeyGenerator> keys(KeyGenerator::Create(Algorithm(L"AES").get(), nullptr));
+  for (const auto& row : ReadCallFailures("random", "keygen")) {
+    const NoHandleLeft handles;
+    ExpectCallFailure(row, [&] { delete keys->GenerateKey(32); });
+  }
+}
 
 class RandomCallFailuresWithoutCNG : public WithModuleHooks {};
 
 TEST_F(RandomCallFailuresWithoutCNG, EachCallOnCryptoApiFailsAndTheContextIsReleased) {
   MakeCNGUnavailable();
   ExpectRandomFailures("cryptoapi");
-}
-
-TEST(GuidCallFailures, CoCreateGuidFails) {
-  const std::unique_ptr<GUIDGenerator> generator(GUIDGenerator::Create(nullptr, nullptr));
-  for (const auto& row : ReadCallFailures("random", "guid")) {
-    ByteArray guid;
-    ExpectCallFailure(row, [&] { generator->GenerateGUID(guid); });
-  }
-}
-
-TEST(KeyGenerationCallFailures, TheRandomGeneratorsFailuresAreWrapped) {
-  const std::unique_ptr<KeyGenerator> generator(KeyGenerator::Create(Algorithm(L"AES").get(), nullptr));
-  for (const auto& row : ReadCallFailures("random", "keygen")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [&] { delete generator->GenerateKey(32); });
-  }
 }
 
 // A failed derivation keeps the engine initialised: the retry needs no new Init (RFC 6070).

@@ -15,18 +15,15 @@ using zttest::ReadCallFailures;
 
 const EcdhCurve& kCurve = kEcdhCurves[0];
 
-TEST(EcdhCallFailures, ImportOfAPoint) {
+TEST(EcdhCallFailures, ImportOfAPointAndGenerationOfAPair) {
   const ByteArray point = OpensslKeyPoint(kCurve);
   const auto algorithm = CurveAlgorithm(kCurve);
   for (const auto& row : ReadCallFailures("ecdh", "import")) {
     const NoHandleLeft handles;
     ExpectCallFailure(row, [&] { delete IKey::Create(algorithm.get(), L"ECCPublicKey", point); });
   }
-}
-
-// A failed generation leaves nothing behind, not even the half-built pair's key; the generator
-// makes the next pair as usual.
-TEST(EcdhCallFailures, GenerationOfAPair) {
+  // A failed generation leaves nothing behind, not even the half-built pair's key; the generator
+  // makes the next pair as usual.
   const std::unique_ptr<KeyPairGenerator> generator(KeyPairGenerator::Create(CurveAlgorithm(kCurve).get(), nullptr));
   for (const auto& row : ReadCallFailures("ecdh", "generate")) {
     const NoHandleLeft handles;

@@ -55,27 +55,24 @@ std::unique_ptr<ISharedSecret> ReferenceSecret(const EcdhCurve& curve, const std
 }
 
 // RFC 7518 appendix C: Alice's ephemeral key agrees with Bob's public key, and the Concat KDF
-// gives the A128GCM key; the value form of the same Z gives it too.
-TEST(Kdf80056A, Rfc7518EcdhEsKeyFromBothSecretForms) {
+// gives the A128GCM key. Then one block up to the hash's length, a second one beyond it, cut to the
+// length asked for. The platform's path and the digest path give the same bytes on every Z.
+TEST(Kdf80056A, Rfc7518KeyAndBlocksAlikeOnBothSecretForms) {
   auto v = zttest::ReadVector("ec/vectors.txt", "rfc7518-ecdh-es");
-  const EcdhCurve& curve = kEcdhCurves[0];
-  const auto reference =
-      ReferenceSecret(curve, zttest::EccBlob(curve.privateMagic, {v["xa"], v["ya"], v["da"]}), Point(v["xb"], v["yb"]));
-  EXPECT_EQ(ToHex(Derive(*reference, Hex(v["otherinfo"]), 16)), v["key"]);
-  const std::unique_ptr<ISharedSecret> value(ISharedSecret::Create(Hex(v["z"])));
-  EXPECT_EQ(ToHex(Derive(*value, Hex(v["otherinfo"]), 16)), v["key"]);
-}
+  const EcdhCurve& p256 = kEcdhCurves[0];
+  const auto agreed = ReferenceSecret(p256, zttest::EccBlob(p256.privateMagic, {v["xa"], v["ya"], v["da"]}),
+                                      Point(v["xb"], v["yb"]));
+  const std::unique_ptr<ISharedSecret> given(ISharedSecret::Create(Hex(v["z"])));
+  for (ISharedSecret* secret : {agreed.get(), given.get()})
+    EXPECT_EQ(ToHex(Derive(*secret, Hex(v["otherinfo"]), 16)), v["key"]);
 
-// One block up to the hash's length, a second one beyond it, cut to the length asked for; the
-// platform's path and the digest path give the same bytes on every curve's Z.
-TEST(Kdf80056A, BlocksAndCutsAlikeOnBothPaths) {
   const ByteArray otherInfo = Text("AlgorithmID|PartyU|PartyV");
   for (const EcdhCurve& curve : kEcdhCurves) {
     SCOPED_TRACE(curve.name);
-    auto v = zttest::Rfc5903(curve);
-    const ByteArray z = Hex(v["girx"]);
-    const auto reference = ReferenceSecret(curve, zttest::EccBlob(curve.privateMagic, {v["gix"], v["giy"], v["i"]}),
-                                           Point(v["grx"], v["gry"]));
+    auto r = zttest::Rfc5903(curve);
+    const ByteArray z = Hex(r["girx"]);
+    const auto reference = ReferenceSecret(curve, zttest::EccBlob(curve.privateMagic, {r["gix"], r["giy"], r["i"]}),
+                                           Point(r["grx"], r["gry"]));
     const std::unique_ptr<ISharedSecret> value(ISharedSecret::Create(z));
     const ByteArray three = Blocks(z, otherInfo, 3);
     for (std::uint32_t length : {0u, 1u, 31u, 32u, 33u, 64u, 65u, 96u}) {
@@ -88,8 +85,9 @@ TEST(Kdf80056A, BlocksAndCutsAlikeOnBothPaths) {
   }
 }
 
-// The secret is borrowed and kept: any number of derivations follow one Init.
-TEST(Kdf80056A, LifeCycle) {
+// The secret is borrowed and kept: any number of derivations follow one Init. A secret of another
+// class is refused; the reference form has no bytes for the other derivations, nor for the caller.
+TEST(Kdf80056A, LifeCycleAndTheSecretsItKnows) {
   const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("Z")));
   const auto kdf = New80056A();
   EXPECT_EQ(kdf->GetAlgorithm()->GetFriendlyName(), L"800_56A_KDF");
@@ -120,19 +118,14 @@ TEST(Kdf80056A, LifeCycle) {
   kdf->Derive(Text("info"), 16, second);
   EXPECT_EQ(second, out);
   EXPECT_EQ(out, Cut(Blocks(Text("Z"), Text("info"), 1), 16));
-}
 
-// A secret of another class is refused; the reference form has no bytes for the other
-// derivations, nor for the caller.
-TEST(Kdf80056A, SecretsItDoesNotKnowAreRefused) {
   class ForeignSecret : public ISharedSecret {
     ByteArray GetEncoded() const override { return Text("foreign"); }
   } foreign;
-  const auto kdf = New80056A();
-  kdf->Init(&foreign);
-  ByteArray out;
+  const auto other = New80056A();
+  other->Init(&foreign);
   LogCapture capture(NQLOG_ERROR);
-  ExpectFailure(Thrown([&] { kdf->Derive(Text("info"), 16, out); }), CRYPTO_NOT_SUPPORTED, L"Unsupported shared secret");
+  ExpectFailure(Thrown([&] { other->Derive(Text("info"), 16, out); }), CRYPTO_NOT_SUPPORTED, L"Unsupported shared secret");
   EXPECT_EQ(capture.At(NQLOG_ERROR), std::vector<std::wstring>{L"CCNG80056AKeyDerivation::Derive : Unsupported shared secret"});
 
   const EcdhCurve& curve = kEcdhCurves[0];

@@ -46,16 +46,15 @@ std::string OpensslPbkdf2(const std::string& prf, const std::string& password, c
   return "";
 }
 
-// RFC 6070 and RFC 7914 answers (passwords and salts with NUL bytes among them).
-TEST(Pbkdf2, KnownAnswers) {
+// RFC 6070 and RFC 7914 answers (passwords and salts with NUL bytes among them); the defaults and
+// the longer hashes against the openssl tool.
+TEST(Pbkdf2, KnownAnswersDefaultsAndLongerHashes) {
   for (const auto& v : Published("pbkdf2", 6)) {
     const auto map = Map(std::stoull(v[1]), WString(v[0].begin(), v[0].end()));
     EXPECT_EQ(DeriveHex(*NewPbkdf2(map.get()), Hex(v[4]), Hex(v[5]), static_cast<std::uint32_t>(std::stoul(v[2]))), v[3])
         << v[4];
   }
-}
 
-TEST(Pbkdf2, DefaultsAndLongerHashesAgreeWithOpenssl) {
   // Without parameters: HMAC-SHA256 and 10000 iterations.
   const std::string expected = OpensslPbkdf2("HMAC_SHA256", "pass phrase", "NaCl and pepper", 10000, 40);
   const std::unique_ptr<ICryptoParserParameterMap> empty(ICryptoParserParameterMap::Create());
@@ -66,18 +65,6 @@ TEST(Pbkdf2, DefaultsAndLongerHashesAgreeWithOpenssl) {
     const auto map = Map(3, WString(prf.begin(), prf.end()));
     EXPECT_EQ(DeriveHex(*NewPbkdf2(map.get()), Text("pw"), Text("salt"), 80), OpensslPbkdf2(prf, "pw", "salt", 3, 80));
   }
-}
-
-TEST(Pbkdf2, UnknownPrfIsUnsupported) {
-  const auto map = Map(1, L"HMAC_SHA224");
-  const auto kdf = NewPbkdf2(map.get());
-  LogCapture capture(NQLOG_ERROR);
-  const auto e = Thrown([&] { DeriveHex(*kdf, Text("pw"), Text("salt"), 16); });
-  ExpectFailure(e, CRYPTO_NO_SUCH_ALGORITHM, L"Derivation using shared secret value failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Unsupported algorithm");
-  EXPECT_EQ(capture.At(NQLOG_ERROR),
-            (std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported algorithm: HMAC_SHA224",
-                                       L"CCNGPBKDF2KeyDerivation::Derive : Derivation using shared secret value failed"}));
 }
 
 // A secret that is not held as bytes by the library (one that stays inside the platform).
@@ -112,18 +99,25 @@ TEST(Pbkdf2, LifeCycleAndSecrets) {
             std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported shared secret"});
 }
 
-TEST(Pbkdf2, ACallersMapThatThrowsIsAParameterError) {
+// What the map gives is read at Derive: a PRF without an engine, and a caller's map that throws,
+// fail the derivation with the reason inside.
+TEST(Pbkdf2, AnUnknownPrfOrAFailingMapFailsTheDerivation) {
+  const auto unknown = Map(1, L"HMAC_SHA224");
+  LogCapture capture(NQLOG_ERROR);
+  const auto e = Thrown([&] { DeriveHex(*NewPbkdf2(unknown.get()), Text("pw"), Text("salt"), 16); });
+  ExpectFailure(e, CRYPTO_NO_SUCH_ALGORITHM, L"Derivation using shared secret value failed");
+  EXPECT_EQ(MessageAt(e.get(), 1), L"Unsupported algorithm");
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            (std::vector<std::wstring>{L"CCNGPBKDF2KeyDerivation::Derive : Unsupported algorithm: HMAC_SHA224",
+                                       L"CCNGPBKDF2KeyDerivation::Derive : Derivation using shared secret value failed"}));
+
   for (const std::wstring failing : {L"GetIterationCount", L"GetHMACAlgorithmName"}) {
     CallersMap map;
     map.failing = {failing};
-    const auto kdf = NewPbkdf2(&map);
-    const std::unique_ptr<ISharedSecret> secret(ISharedSecret::Create(Text("pw")));
-    kdf->Init(secret.get());
-    ByteArray out;
-    const auto e = Thrown([&] { kdf->Derive(Text("salt"), 16, out); });
-    ExpectMapFailure(e, 1);
-    ASSERT_TRUE(e);
-    EXPECT_EQ(e->getMessage(), L"Derivation using shared secret value failed");
+    const auto mapFailure = Thrown([&] { DeriveHex(*NewPbkdf2(&map), Text("pw"), Text("salt"), 16); });
+    ExpectMapFailure(mapFailure, 1);
+    ASSERT_TRUE(mapFailure);
+    EXPECT_EQ(mapFailure->getMessage(), L"Derivation using shared secret value failed");
   }
 }
 

@@ -20,21 +20,24 @@ std::unique_ptr<RandomGenerator> NewRandom() {
 // Every byte value occurs in a long enough output of a uniform generator (the chance that one
 // of them is missing from 64 KiB is below 2^-300): the bytes drawn from rand_s lie in 0..254,
 // the output is the platform generator's.
-void ExpectAllByteValues(const ByteArray& bytes) {
-  EXPECT_EQ(std::set<unsigned char>(bytes.begin(), bytes.end()).size(), 256u);
+// Two draws of 64 KiB differ.
+void ExpectFreshDrawsOverEveryByteValue(RandomGenerator& generator) {
+  ByteArray first, second;
+  generator.GenerateRandom(65536, first);
+  generator.GenerateRandom(65536, second);
+  EXPECT_EQ(first.size(), 65536u);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(std::set<unsigned char>(first.begin(), first.end()).size(), 256u);
 }
 
 TEST(RandomGenerator, GivesTheLengthAskedForFreshEachTimeOverEveryByteValue) {
   const auto generator = NewRandom();
-  ByteArray first, second;
+  ByteArray out;
   for (std::uint32_t length : {0u, 1u, 17u, 4096u}) {
-    generator->GenerateRandom(length, first);
-    EXPECT_EQ(first.size(), length);
+    generator->GenerateRandom(length, out);
+    EXPECT_EQ(out.size(), length);
   }
-  generator->GenerateRandom(65536, first);
-  generator->GenerateRandom(65536, second);
-  EXPECT_NE(first, second);
-  ExpectAllByteValues(first);
+  ExpectFreshDrawsOverEveryByteValue(*generator);
 }
 
 class RandomGeneratorWithoutCNG : public WithModuleHooks {};
@@ -43,12 +46,7 @@ TEST_F(RandomGeneratorWithoutCNG, FallsBackToTheCryptoApiProvider) {
   const auto generator = NewRandom();
   MakeCNGUnavailable();
   LogCapture capture;
-  ByteArray first, second;
-  generator->GenerateRandom(65536, first);
-  generator->GenerateRandom(65536, second);
-  EXPECT_EQ(first.size(), 65536u);
-  EXPECT_NE(first, second);
-  ExpectAllByteValues(first);
+  ExpectFreshDrawsOverEveryByteValue(*generator);
   EXPECT_THAT(capture.At(NQLOG_ERROR),
               testing::Contains(L"CryptoSoftCNGWrapper::LoadCNGLibrary : LoadLibrary (BCrypt) failed (126)"));
   EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"CCNGFIPS186RandomGenerator::GenerateRandom");

@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <memory>
+#include <tuple>
 
 #include "cng/crypto.cng.oiddecoder.h"
 #include "cng/crypto.cng.util.h"
@@ -53,7 +54,7 @@ TEST(StringConversions, TakeCountsOrTerminatorsAndNullPointers) {
 }
 
 // Key identifiers, serials and bit strings are checked through their renderings (DecodeOID).
-TEST(DecodeObject, GivesThePublishedStructure) {
+TEST(DecodeObject, GivesThePublishedStructureOrFailsClosed) {
   // Both Time choices become FILETIME ticks.
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("170d3234303232393132303030305a")), k2024Feb29Noon);
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::ChoiceOfTime>(Hex("180f32303234303232393132303030305a")),
@@ -62,9 +63,8 @@ TEST(DecodeObject, GivesThePublishedStructure) {
   // An e-mail name is an IA5String: an 8-bit octet reads as ISO 8859-1 there too.
   EXPECT_EQ(CryptoUtil::DecodeObject<Structure::AlternateName>(Hex("30038101e9")).rgAltEntry.at(0).pwszRfc822Name,
             L"\u00e9");
-}
 
-TEST(DecodeObject, FailsClosedWithTheDecodingError) {
+  // What does not decode fails closed with the decoding error.
   const LogCapture log;
   const auto e = Thrown([] { CryptoUtil::DecodeObject<Structure::X509Name>(Hex("3003")); });
   ASSERT_NE(e, nullptr);
@@ -124,7 +124,7 @@ TEST(DecodeX509String, ReadsEveryStringTypeAsANameReadsIt) {
   }
 }
 
-TEST(DecodeX509String, RendersEachKindOfValue) {
+TEST(DecodeX509String, RendersEachKindOfValueAndFailsOnWhatDoesNotDecode) {
   // Octets and values that are no string are not read as names read strings.
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("04030a1bff")), L"0a 1b ff ");
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.2.3", Hex("020105")), L"#020105");
@@ -136,9 +136,8 @@ TEST(DecodeX509String, RendersEachKindOfValue) {
   // A user notice without a display text renders as nothing.
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3000")), L"");
   EXPECT_EQ(CryptoUtil::DecodeX509String(L"1.3.6.1.5.5.7.2.2", Hex("3011 300f 1a0b4578616d706c65204f7267 3000")), L"");
-}
 
-TEST(DecodeX509String, FailuresNameTheirStepAndTheTraceShowsTheResult) {
+  // What does not decode fails, naming the step.
   const auto notDer = Thrown([] { CryptoUtil::DecodeX509String(L"2.5.4.3", Hex("0c")); });
   ASSERT_NE(notDer, nullptr);
   EXPECT_EQ(notDer->getMessage(), L"DecodeObject() failed");
@@ -155,27 +154,30 @@ TEST(DecodeX509String, FailuresNameTheirStepAndTheTraceShowsTheResult) {
   EXPECT_EQ(exits[exits.size() - 2], L"CryptoUtil::DecodeX509String : sString=(A)");
 }
 
-TEST(GetKeyUsage, NamesEveryBitWithItsHexTail) {
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("a0")), L"Digital Signature, Key Encipherment(a0)");
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("02")), L"Off-line CRL Signing, CRL Signing(2)");
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("0080")), L"Decipher Only(0 80)");
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("00")), L"(0)");
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("ff807f")),
+// Each named bit, then the hex of the bytes: all of the key usage's (without leading zeros), the
+// Netscape type's first byte only (zero-filled).
+TEST(BitRenderings, NameEveryBitWithTheHexTail) {
+  using Render = WString (*)(const ByteArray&);
+  const Render keyUsage = CryptoUtil::GetKeyUsage, netscape = CryptoUtil::GetNetscapeCertType;
+  for (const auto& [render, hex, text] : std::initializer_list<std::tuple<Render, const char*, const wchar_t*>>{
+           {keyUsage, "a0", L"Digital Signature, Key Encipherment(a0)"},
+           {keyUsage, "02", L"Off-line CRL Signing, CRL Signing(2)"},
+           {keyUsage, "0080", L"Decipher Only(0 80)"},
+           {keyUsage, "00", L"(0)"},
+           {keyUsage, "ff807f",
             L"Digital Signature, Non-Repudiation, Key Encipherment, Data Encipherment, Key Agreement, "
-            L"Certificate Signing, Off-line CRL Signing, CRL Signing, Encipher Only, Decipher Only(ff 80)");
-  EXPECT_EQ(CryptoUtil::GetKeyUsage(Hex("017f")), L"Encipher Only(1 7f)");
+            L"Certificate Signing, Off-line CRL Signing, CRL Signing, Encipher Only, Decipher Only(ff 80)"},
+           {keyUsage, "017f", L"Encipher Only(1 7f)"},
+           {netscape, "84", L"SSL Client Authentication, SSL CA(84)"},
+           {netscape, "08", L"(08)"},  // the bit without a name
+           {netscape, "05ff", L"SSL CA, Signature CA(05)"},
+           {netscape, "f0", L"SSL Client Authentication, SSL Server Authentication, SMIME, Signature(f0)"},
+       }) {
+    EXPECT_EQ(render(Hex(hex)), text) << hex;
+  }
   const LogCapture log;
   EXPECT_EQ(CryptoUtil::GetKeyUsage(ByteArray()), L"");
   EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CryptoUtil::GetKeyUsage : baKeyUsage=empty!"});
-}
-
-TEST(GetNetscapeCertType, ZeroFillsOnlyTheFirstByte) {
-  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("84")), L"SSL Client Authentication, SSL CA(84)");
-  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("08")), L"(08)");  // the bit without a name
-  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("05ff")), L"SSL CA, Signature CA(05)");
-  EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("f0")),
-            L"SSL Client Authentication, SSL Server Authentication, SMIME, Signature(f0)");
-  const LogCapture log;
   EXPECT_EQ(CryptoUtil::GetNetscapeCertType(Hex("40")), L"SSL Server Authentication(40)");
   const auto exits = log.At(NQLOG_EXIT);
   EXPECT_EQ(exits[exits.size() - 2], L"CryptoUtil::GetNetscapeCertType : ret=(SSL Server Authentication(40))");

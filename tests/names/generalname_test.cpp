@@ -20,14 +20,6 @@ struct Expected {
   const wchar_t* oid;
 };
 
-void ExpectName(const IGeneralName& name, const Expected& e) {
-  EXPECT_EQ(name.GetNameType(), e.type);
-  EXPECT_EQ(name.GetFormat(), e.format);
-  EXPECT_EQ(name.GetString(), e.text);
-  EXPECT_EQ(name.GetEncoded(), Hex(e.encodedHex));
-  EXPECT_EQ(name.GetOID(), e.oid);
-}
-
 TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
   const Asn1::GeneralNames info =
       CryptoUtil::DecodeObject<Structure::AlternateName>(Hex(OpensslAltNames()));
@@ -45,14 +37,25 @@ TEST(GeneralName, EveryImplementedKindOfAnOpenSSLAlternativeName) {
   ASSERT_EQ(info.rgAltEntry.size(), std::size(expected));
   for (std::size_t i = 0; i < std::size(expected); ++i) {
     const std::unique_ptr<IGeneralName> name(CryptoUtil::GeneralNameFromAltNameEntry(&info.rgAltEntry[i]));
-    ExpectName(*name, expected[i]);
+    EXPECT_EQ(name->GetNameType(), expected[i].type);
+    EXPECT_EQ(name->GetFormat(), expected[i].format);
+    EXPECT_EQ(name->GetString(), expected[i].text);
+    EXPECT_EQ(name->GetEncoded(), Hex(expected[i].encodedHex));
+    EXPECT_EQ(name->GetOID(), expected[i].oid);
   }
   // The directory name is a name of its own.
   const std::unique_ptr<IX500Name> directory(IX500Name::Create(info.rgAltEntry[7].DirectoryName));
   EXPECT_EQ(directory->GetName(0), L"O=Example Org, CN=Directory Name");
 }
 
-TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
+TEST(GeneralName, NullUnimplementedAndUnknownEntriesFail) {
+  {
+    const LogCapture log;
+    ExpectFailure(Thrown([] { CryptoUtil::GeneralNameFromAltNameEntry(nullptr); }), CRYPTO_BAD_PARAM,
+                  L"pAltNameEntry=empty!");
+    EXPECT_EQ(log.At(NQLOG_ERROR),
+              std::vector<std::wstring>{L"CryptoUtil::GeneralNameFromAltNameEntry : pAltNameEntry=NULL!"});
+  }
   Asn1::GeneralName entry;
   struct Case {
     std::uint32_t choice;
@@ -65,8 +68,7 @@ TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
              L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME"},
         Case{0, CRYPTO_BAD_PARAM, L"Unknown type: 0"}, Case{10, CRYPTO_BAD_PARAM, L"Unknown type: 10"}}) {
     entry.dwAltNameChoice = c.choice;
-    const auto e = Thrown([&] { CryptoUtil::GeneralNameFromAltNameEntry(&entry); });
-    ExpectFailure(e, c.id, c.message);
+    ExpectFailure(Thrown([&] { CryptoUtil::GeneralNameFromAltNameEntry(&entry); }), c.id, c.message);
   }
   // An entry whose value the factory refuses (an empty DNS name) is wrapped.
   entry.dwAltNameChoice = Asn1::kDnsNameChoice;
@@ -75,14 +77,6 @@ TEST(GeneralName, UnimplementedAndUnknownChoicesOfAnEntryFail) {
   EXPECT_EQ(wrapped->getMessage(), L"IGeneralName::Create() failed");
   EXPECT_EQ(MessageAt(wrapped.get(), 1), L"new CGeneralName() failed");
   EXPECT_EQ(MessageAt(wrapped.get(), 2), L"sName=empty!");
-}
-
-TEST(GeneralName, ANullEntryIsRefused) {
-  const LogCapture log;
-  const auto e = Thrown([] { CryptoUtil::GeneralNameFromAltNameEntry(nullptr); });
-  ExpectFailure(e, CRYPTO_BAD_PARAM, L"pAltNameEntry=empty!");
-  EXPECT_EQ(log.At(NQLOG_ERROR),
-            std::vector<std::wstring>{L"CryptoUtil::GeneralNameFromAltNameEntry : pAltNameEntry=NULL!"});
 }
 
 TEST(GeneralName, FactoriesRefuseTheWrongFormOfValue) {
@@ -120,8 +114,8 @@ TEST(GeneralName, FactoriesRefuseTheWrongFormOfValue) {
   }
 }
 
-TEST(GeneralName, TraceNamesUnknownTypesAndEmptyOIDs) {
-  const LogCapture log(NQLOG_WARNING);
+TEST(GeneralName, TracesUnknownTypesEmptyOIDsAndWhatTheGettersGive) {
+  const LogCapture log;
   Thrown([] { IGeneralName::Create(L"x", L"DNSName"); });
   const std::unique_ptr<IGeneralName> address(IGeneralName::Create(Hex("0a000001"), L"IpAddress", L""));
   EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
@@ -130,23 +124,21 @@ TEST(GeneralName, TraceNamesUnknownTypesAndEmptyOIDs) {
                                  }));
   EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CGeneralName::CGeneralName : sOID=empty!"});
   EXPECT_EQ(address->GetString(), L"10.0.0.1");
-}
 
-TEST(GeneralName, GettersLogTheirValues) {
   const std::unique_ptr<IGeneralName> name(IGeneralName::Create(Hex("0c0161"), L"OtherName", L"1.2.3"));
-  const LogCapture log(NQLOG_DATA);
+  const LogCapture getters(NQLOG_DATA);
   name->GetNameType();
   name->GetFormat();
   name->GetString();
   name->GetOID();
   name->GetEncoded();
-  EXPECT_EQ(log.At(NQLOG_DATA), (std::vector<std::wstring>{
-                                    L"CGeneralName::GetNameType : m_sNameType=OtherName",
-                                    L"CGeneralName::GetFormat : m_sNameFormat=OtherName",
-                                    L"CGeneralName::GetString : m_sValue=",
-                                    L"CGeneralName::GetOID : m_sOID=1.2.3",
-                                    L"CGeneralName::GetEncoded : baEncoded: 0c 01 61",
-                                }));
+  EXPECT_EQ(getters.At(NQLOG_DATA), (std::vector<std::wstring>{
+                                        L"CGeneralName::GetNameType : m_sNameType=OtherName",
+                                        L"CGeneralName::GetFormat : m_sNameFormat=OtherName",
+                                        L"CGeneralName::GetString : m_sValue=",
+                                        L"CGeneralName::GetOID : m_sOID=1.2.3",
+                                        L"CGeneralName::GetEncoded : baEncoded: 0c 01 61",
+                                    }));
 }
 
 }  // namespace

@@ -55,8 +55,12 @@ TEST(NameInCertificate, StringsBeyondTheirTypesSetReadAsTheToolReadsThem) {
   const auto wildcard = Load("wildcard");
   EXPECT_EQ(ValuesOf(*wildcard->GetSubjectDN(), L"2.5.4.3"), StringList{L"*.example.com"});
   EXPECT_EQ(ValuesOf(*wildcard->GetSubjectDN(), L"2.5.4.11"), (StringList{L"R&D", L"ops@example.com"}));
-  EXPECT_EQ(ValuesOf(*Load("latin1")->GetSubjectDN(), L"1.2.840.113549.1.9.1"),
-            StringList{L"j\u00fcrgen@example.com"});
+  const auto latin1 = Load("latin1");
+  EXPECT_EQ(ValuesOf(*latin1->GetSubjectDN(), L"1.2.840.113549.1.9.1"), StringList{L"j\u00fcrgen@example.com"});
+  // A place of birth in ISO 8859-1 octets, and a date of birth before 1601, which renders as invalid.
+  EXPECT_EQ(IOIDDecoder::DecodeOID(L"2.5.29.9", latin1->GetExtensionValue(L"2.5.29.9")),
+            L"[Subject Directory Attributes]\r\n[1]Date of Birth\r\n     Invalid Date\r\n[2]Place of Birth\r\n"
+            L"     Z\u00fcrich\r\n[3]Country of Citizenship\r\n     DE\r\n\r\n");
 }
 
 // What was read leniently is never written: the decoded names do not encode again as they stand;
@@ -86,17 +90,9 @@ TEST(NameInCertificate, EncodingStaysStrict) {
   }
 }
 
-// A date of birth before 1601 and a place of birth in ISO 8859-1 octets.
-TEST(NameInCertificate, DirectoryAttributesRenderDatesTheyCannotHoldAsInvalid) {
-  const auto certificate = Load("latin1");
-  EXPECT_EQ(IOIDDecoder::DecodeOID(L"2.5.29.9", certificate->GetExtensionValue(L"2.5.29.9")),
-            L"[Subject Directory Attributes]\r\n[1]Date of Birth\r\n     Invalid Date\r\n[2]Place of Birth\r\n"
-            L"     Z\u00fcrich\r\n[3]Country of Citizenship\r\n     DE\r\n\r\n");
-}
-
 // An EDI party name is read with the certificate but cannot be rendered: the whole alternative
 // name fails, in the certificate's list and in the OID decoder alike.
-TEST(NameInCertificate, AnEdiPartyNameFailsTheAlternativeNamesOnly) {
+TEST(NameInCertificate, AlternativeNamesFailOnAnEdiPartyNameAndWinOverTheirSupersededForm) {
   const auto certificate = Load("san_edi");
   ASSERT_NE(certificate, nullptr);
   EXPECT_EQ(certificate->GetSubjectDN()->GetName(0), OpensslSubject("san_edi"));
@@ -106,11 +102,10 @@ TEST(NameInCertificate, AnEdiPartyNameFailsTheAlternativeNamesOnly) {
   const auto fromDecoder = Thrown([&] { IOIDDecoder::DecodeOID(L"2.5.29.17", value); });
   for (const auto* e : {&fromList, &fromDecoder})
     ExpectFailure(*e, CRYPTO_NOT_IMPLEMENTED, L"Type not implemented: CERT_ALT_NAME_EDI_PARTY_NAME");
-}
 
-TEST(NameInCertificate, TheAlternativeNameExtensionWinsOverItsSupersededForm) {
-  const auto certificate = Load("san_both");
-  GeneralNameList names = certificate->GetSubjectAlternativeNames();
+  // The alternative name extension wins over its superseded form.
+  const auto both = Load("san_both");
+  GeneralNameList names = both->GetSubjectAlternativeNames();
   std::vector<std::unique_ptr<IGeneralName>> owned(names.begin(), names.end());
   ASSERT_EQ(owned.size(), 2u);
   EXPECT_EQ(owned[0]->GetNameType(), L"dNSName");
@@ -118,9 +113,9 @@ TEST(NameInCertificate, TheAlternativeNameExtensionWinsOverItsSupersededForm) {
   EXPECT_EQ(owned[1]->GetNameType(), L"OtherName");
   EXPECT_EQ(owned[1]->GetOID(), L"1.3.6.1.4.1.311.20.2.3");
   // The superseded extension is there, with its own name.
-  EXPECT_EQ(IOIDDecoder::DecodeOID(L"2.5.29.7", certificate->GetExtensionValue(L"2.5.29.7")),
+  EXPECT_EQ(IOIDDecoder::DecodeOID(L"2.5.29.7", both->GetExtensionValue(L"2.5.29.7")),
             L"[Subject Alternative Name]\r\nold.example.com\r\n\r\n");
-  EXPECT_EQ(IOIDDecoder::DecodeOID(L"2.5.29.17", certificate->GetExtensionValue(L"2.5.29.17")),
+  EXPECT_EQ(IOIDDecoder::DecodeOID(L"2.5.29.17", both->GetExtensionValue(L"2.5.29.17")),
             L"[Subject Alternative Name]\r\nnew.example.com\r\nnew@example.com\r\n\r\n");
 }
 

@@ -93,8 +93,7 @@ TEST(X500NameFromDer, EveryStringTypeReadsAsItsCharacters) {
                                 {"2.5.4.11", Der::kUniversalStringType, L"\U0001F600 smile"},
                                 {"2.5.4.10", Der::kVisibleStringType, L"Visible~Org"},
                                 {"1.2.840.113549.1.9.1", Der::kIa5StringType, L"a@b.example"}});
-  const std::unique_ptr<IX500Name> name(IX500Name::Create(der));
-  EXPECT_EQ(name->GetName(0),
+  EXPECT_EQ(std::unique_ptr<IX500Name>(IX500Name::Create(der))->GetName(0),
             L"CN=J\u00fcrgen, SERIALNUMBER=0123 456, OU=\U0001F600 smile, O=Visible~Org, E=a@b.example");
 }
 
@@ -141,14 +140,13 @@ TEST(X500NameFromText, TextToDerToTextRoundTrips) {
   }
 }
 
-TEST(X500NameAttributes, OnlyDirectlyRepeatedTypesAreMerged) {
+TEST(X500NameAttributes, ListsRepeatedTypesOnceAndAppendsValuesInEncodingOrder) {
   EXPECT_EQ(Listed(*FromText(L"CN=a, OU=b, OU=c")), (std::vector<WString>{L"2.5.4.3", L"2.5.4.11"}));
   EXPECT_EQ(Listed(*FromText(L"OU=b, CN=a, OU=c")), (std::vector<WString>{L"2.5.4.11", L"2.5.4.3", L"2.5.4.11"}));
   EXPECT_EQ(Listed(*FromDer(OpensslName("multivalued"))),
             (std::vector<WString>{L"2.5.4.3", L"0.9.2342.19200300.100.1.1", L"2.5.4.10"}));
-}
 
-TEST(X500NameAttributes, ValuesOfATypeComeInEncodingOrderAndAreAppended) {
+  // Values of a type come in encoding order and are appended.
   const auto name = FromDer(OpensslName("printable"));
   StringList values{L"already there"};
   name->GetAttributeValue(L"2.5.4.11", values);
@@ -164,52 +162,48 @@ TEST(X500NameAttributes, ValuesOfATypeComeInEncodingOrderAndAreAppended) {
   EXPECT_EQ(log.At(NQLOG_WARNING),
             (std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetAttributeValue Attribute not found",
                                        L"ZT::Framework::CCNGX500Name::GetAttributeValue : sOID=empty!"}));
-}
 
-TEST(X500NameFromDer, ANameWithoutRdnsIsEmpty) {
-  const auto name = FromDer("3000");
-  const LogCapture log;
-  EXPECT_EQ(name->GetName(0), L"");
-  EXPECT_TRUE(Listed(*name).empty());
-  EXPECT_EQ(log.At(NQLOG_WARNING),
+  // A name without RDNs is empty, and says so.
+  const auto empty = FromDer("3000");
+  const LogCapture emptyLog;
+  EXPECT_EQ(empty->GetName(0), L"");
+  EXPECT_TRUE(Listed(*empty).empty());
+  EXPECT_EQ(emptyLog.At(NQLOG_WARNING),
             std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::GetName Empty string found"});
 }
 
-// The syntax itself is checked with CertStrToName; here, that its error is passed on.
-TEST(X500NameFromText, MalformedTextIsRefused) {
-  for (const auto& [text, message] : std::initializer_list<std::pair<const wchar_t*, const wchar_t*>>{
-           {L"CN=a,", L"Error encoding the blob (0x80092023)"},
-           {L"", L"sName=empty!"}}) {
-    const auto e = Thrown([&t = text] { IX500Name::Create(WString(t)); });
-    ASSERT_NE(e, nullptr) << text;
-    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
-    EXPECT_EQ(e->getMessage(), L"new CX500Name() failed");
-    EXPECT_EQ(MessageAt(e.get(), 1), message) << text;
+// Text and DER that are no name fail closed with the reason inside. The syntax of the text itself
+// is checked with CertStrToName; here, that its error is passed on.
+TEST(X500Name, MalformedTextAndDerAreRefused) {
+  const wchar_t* const decoding = L"CryptoUtil::DecodeObject() failed";
+  const wchar_t* const badDer = L"Error decoding the blob (0x80093103)";
+  const struct {
+    const wchar_t* text;  // or null for `hex`
+    const char* hex;
+    const wchar_t* inner;
+    const wchar_t* innermost;
+  } cases[] = {
+      {L"CN=a,", nullptr, L"Error encoding the blob (0x80092023)", L"<none>"},
+      {L"", nullptr, L"sName=empty!", L"<none>"},
+      {nullptr, "3000 00", decoding, badDer},                             // trailing byte (the framing is the DER reader's)
+      {nullptr, "3100", decoding, badDer},                                // a SET, not a SEQUENCE
+      {nullptr, "30023100", decoding, badDer},                            // an RDN without attributes
+      {nullptr, "300e310c300a06035504030c01410500", decoding, badDer},    // a third element in an attribute
+      {nullptr, "300d310b300906035504030c02c328", decoding, badDer},      // UTF8String that is not UTF-8
+      {nullptr, "300d310b300906035504061302550a", decoding, badDer},      // a line feed in a PrintableString
+      {nullptr, "300f310d300b06035504032c0402024f4b", decoding, badDer},  // constructed string
+      {nullptr, "30093107300506035504 03", decoding, badDer},             // an attribute without a value
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << (c.text ? c.text : L"") << c.hex);
+    const auto e = Thrown([&] { c.text ? IX500Name::Create(WString(c.text)) : IX500Name::Create(Hex(c.hex)); });
+    ExpectFailure(e, CRYPTO_BAD_PARAM, L"new CX500Name() failed");
+    EXPECT_EQ(MessageAt(e.get(), 1), c.inner);
+    EXPECT_EQ(MessageAt(e.get(), 2), c.innermost);
   }
 }
 
-TEST(X500NameFromDer, DecodingFailsClosed) {
-  for (const char* hex : {
-           "3000 00",                             // trailing byte (the framing is the DER reader's)
-           "3100",                                // a SET, not a SEQUENCE
-           "30023100",                            // an RDN without attributes
-           "300e310c300a06035504030c01410500",    // a third element in an attribute
-           "300d310b300906035504030c02c328",      // UTF8String that is not UTF-8
-           "300d310b300906035504061302550a",      // a line feed in a PrintableString
-           "300f310d300b06035504032c0402024f4b",  // constructed string
-           "30093107300506035504 03",             // an attribute without a value
-       }) {
-    const ByteArray der = Hex(hex);
-    const auto e = Thrown([&] { IX500Name::Create(der); });
-    ASSERT_NE(e, nullptr) << hex;
-    EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM) << hex;
-    EXPECT_EQ(MessageAt(e.get(), 0), L"new CX500Name() failed");
-    EXPECT_EQ(MessageAt(e.get(), 1), L"CryptoUtil::DecodeObject() failed") << hex;
-    EXPECT_EQ(MessageAt(e.get(), 2), L"Error decoding the blob (0x80093103)") << hex;
-  }
-}
-
-TEST(X500NameTrace, CreateGetNameAndDeleteWriteTheNamedLines) {
+TEST(X500NameTrace, CreateGetNameDeleteAndARefusalWriteTheNamedLines) {
   const ByteArray der = Hex(OpensslName("t61"));
   LogCapture log;
   std::unique_ptr<IX500Name> name(IX500Name::Create(der));
@@ -237,18 +231,17 @@ TEST(X500NameTrace, CreateGetNameAndDeleteWriteTheNamedLines) {
   name.reset();
   EXPECT_EQ(log.At(NQLOG_ENTRY),
             std::vector<std::wstring>{L"ZT::Framework::CCNGX500Name::~CCNGX500Name : this=" + self});
-}
 
-TEST(X500NameTrace, EmptyInputIsRaisedAndWrapped) {
-  const LogCapture log;
+  // Empty input is raised and wrapped.
+  const LogCapture refusal;
   const auto e = Thrown([] { IX500Name::Create(ByteArray()); });
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(e->getID(), CRYPTO_BAD_PARAM);
-  EXPECT_EQ(log.At(NQLOG_ERROR), (std::vector<std::wstring>{
+  EXPECT_EQ(refusal.At(NQLOG_ERROR), (std::vector<std::wstring>{
                                      L"ZT::Framework::CCNGX500Name::CCNGX500Name : baEncodedName=empty!",
                                      L"IX500Name::Create : new CX500Name() failed",
                                  }));
-  EXPECT_EQ(log.At(NQLOG_EXIT), (std::vector<std::wstring>{
+  EXPECT_EQ(refusal.At(NQLOG_EXIT), (std::vector<std::wstring>{
                                     L"ZT::Framework::CCNGX500Name::CCNGX500Name Returns baEncodedName=empty!",
                                     L"IX500Name::Create Returns new CX500Name() failed",
                                 }));

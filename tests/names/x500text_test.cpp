@@ -45,16 +45,15 @@ Asn1::Name Decoded(const ByteArray& der) {
   return info;
 }
 
-TEST(CertStrToName, ReadsTheDocumentedExamples) {
+TEST(CertStrToName, ReadsTheDocumentedExamplesAndKeyWordsInAnyCaseWithTheirAliases) {
   // "1.2.3 = # AB CD 01 is the same as 1.2.3=#ABCD01": an OCTET STRING.
   EXPECT_EQ(Encode(L"1.2.3 = # AB CD 01"), Encode(L"1.2.3=#ABCD01"));
   EXPECT_EQ(Encode(L"1.2.3=#ABCD01"), Hex("300d 310b 3009 06022a03 0403abcd01"));
   // CN="User ""one""": a quote inside a quoted value is doubled.
   const Asn1::Name info = Decoded(Encode(L"CN=\"User \"\"one\"\"\""));
   EXPECT_EQ(Asn1::WideValueText(info.rgRDN[0].rgRDNAttr[0].Value), L"User \"one\"");
-}
 
-TEST(CertStrToName, KeyWordsAreReadInAnyCaseWithTheirAliases) {
+  // Key words in any case, with their aliases.
   const ByteArray expected = Encode(L"E=a@b.c, S=Oregon, T=Dr, G=Ann, I=AB, CN=x");
   EXPECT_EQ(Encode(L"email=a@b.c; ST=Oregon; title=Dr; GivenName=Ann; initials=AB; cn=x"), expected);
   EXPECT_EQ(Encode(L"OID.1.2.840.113549.1.9.1=a@b.c,oid.2.5.4.8=Oregon,2.5.4.12=Dr,Oid.2.5.4.42=Ann,2.5.4.43=AB,"
@@ -152,7 +151,7 @@ TEST(CertStrToName, AsksForTheSizeFirstAndRefusesAShortBuffer) {
   EXPECT_EQ(Encode(L"   "), Hex("3000"));
 }
 
-TEST(CertNameToStr, WritesEachStringTypeAndFlag) {
+TEST(CertNameToStr, WritesEachStringTypeAndFlagAndTruncatesToTheBuffer) {
   const ByteArray der = Hex(OpensslName("multivalued"));
   EXPECT_EQ(Render(der, CERT_X500_NAME_STR), L"CN=Alice + OID.0.9.2342.19200300.100.1.1=alice, O=Example");
   EXPECT_EQ(Render(der, CERT_OID_NAME_STR), L"2.5.4.3=Alice + 0.9.2342.19200300.100.1.1=alice, 2.5.4.10=Example");
@@ -161,13 +160,12 @@ TEST(CertNameToStr, WritesEachStringTypeAndFlag) {
             L"CN=Alice OID.0.9.2342.19200300.100.1.1=alice; O=Example");
   EXPECT_EQ(Render(Hex(OpensslName("quoting")), CERT_X500_NAME_STR | CERT_NAME_STR_NO_QUOTING_FLAG),
             L"CN= leading, O=trailing , OU=a,b, L=x=y, S=#hash, CN=semi;colon, CN=say \"hi\"");
-}
 
-TEST(CertNameToStr, CountsTheTerminatorAndTruncatesToTheBuffer) {
-  const ByteArray der = Hex(OpensslName("t61"));  // "CN=Jürgen, C=DE"
-  EXPECT_EQ(CertNameToStrW(X509_ASN_ENCODING, &der, CERT_X500_NAME_STR, nullptr, 0), 16u);
+  // The count includes the terminator; a short buffer gets what fits.
+  const ByteArray t61 = Hex(OpensslName("t61"));  // "CN=Jürgen, C=DE"
+  EXPECT_EQ(CertNameToStrW(X509_ASN_ENCODING, &t61, CERT_X500_NAME_STR, nullptr, 0), 16u);
   wchar_t small[5] = {L'x', L'x', L'x', L'x', L'x'};
-  EXPECT_EQ(CertNameToStrW(X509_ASN_ENCODING, &der, CERT_X500_NAME_STR, small, 5), 5u);
+  EXPECT_EQ(CertNameToStrW(X509_ASN_ENCODING, &t61, CERT_X500_NAME_STR, small, 5), 5u);
   EXPECT_EQ(std::wstring(small), L"CN=J");
   // A blob that is not a name gives the empty string.
   const ByteArray bad = Hex("3003");

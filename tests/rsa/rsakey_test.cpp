@@ -71,7 +71,7 @@ ByteArray SubjectPublicKeyInfo(const char* algorithmOid, const ByteArray& parame
   return der;
 }
 
-TEST(RsaPublicKey, ImportsTheToolsSubjectPublicKeyInfoAndGivesItBack) {
+TEST(RsaPublicKey, ImportsTheToolsKeyOrMakesItFromItsNumbersAndGivesItBack) {
   const Numbers k;
   const auto algorithm = Algorithm(L"RSA");
   const std::unique_ptr<IKey> key(IKey::Create(algorithm.get(), L"X509", Fixture("rsa2048.pub.der")));
@@ -87,22 +87,19 @@ TEST(RsaPublicKey, ImportsTheToolsSubjectPublicKeyInfoAndGivesItBack) {
   const auto small = ImportKey(L"X509", Fixture("rsa1024e3.pub.der"));
   EXPECT_EQ(dynamic_cast<IRSAPublicKey&>(*small).GetPublicExponent(), Hex("03"));
   EXPECT_EQ(small->GetEncoded(), Fixture("rsa1024e3.pub.der"));
-}
 
-TEST(RsaPublicKey, CreateFromNumbersEncodesAsTheToolDoes) {
-  const Numbers k;
-  // Leading zero bytes are no part of a number.
+  // Made from its numbers (leading zero bytes are no part of a number), it encodes as the tool does.
   ByteArray paddedModulus = Magnitude(k.n);
   paddedModulus.insert(paddedModulus.begin(), 2, 0x00);
-  const std::unique_ptr<IRSAPublicKey> key(IRSAPublicKey::Create(paddedModulus, Hex("00010001")));
-  EXPECT_EQ(key->GetModulus(), Magnitude(k.n));
-  EXPECT_EQ(key->GetPublicExponent(), Hex("010001"));
-  EXPECT_EQ(key->GetEncoded(), Fixture("rsa2048.pub.der"));
-  EXPECT_EQ(key->GetAlgorithm()->GetOID(), L"1.2.840.113549.1.1.1");
+  const std::unique_ptr<IRSAPublicKey> fromNumbers(IRSAPublicKey::Create(paddedModulus, Hex("00010001")));
+  EXPECT_EQ(fromNumbers->GetModulus(), Magnitude(k.n));
+  EXPECT_EQ(fromNumbers->GetPublicExponent(), Hex("010001"));
+  EXPECT_EQ(fromNumbers->GetEncoded(), Fixture("rsa2048.pub.der"));
+  EXPECT_EQ(fromNumbers->GetAlgorithm()->GetOID(), L"1.2.840.113549.1.1.1");
 
-  const std::unique_ptr<IKey> clone(key->Clone());
-  EXPECT_NE(clone->GetAlgorithm(), key->GetAlgorithm());
-  EXPECT_EQ(clone->GetEncoded(), key->GetEncoded());
+  const std::unique_ptr<IKey> clone(fromNumbers->Clone());
+  EXPECT_NE(clone->GetAlgorithm(), fromNumbers->GetAlgorithm());
+  EXPECT_EQ(clone->GetEncoded(), fromNumbers->GetEncoded());
 
   for (const auto& [modulus, exponent, name] :
        {std::tuple{ByteArray{}, Hex("03"), L"baModulus"}, std::tuple{Hex("0000"), Hex("03"), L"baModulus"},
@@ -169,21 +166,17 @@ TEST(RsaPublicKey, TracesItsAlgorithmAndTheWrappedRefusal) {
                                      }));
 }
 
-TEST(RsaPrivateKey, ImportsPkcs8AndGivesItBack) {
-  const auto key = ImportKey(L"PKCS8", Fixture("rsa2048.pkcs8.der"));
-  const auto* rsa = dynamic_cast<IRSAPrivateCRTKey*>(key.get());
-  ASSERT_NE(rsa, nullptr);
-  ExpectPrivateNumbers(*rsa, Numbers());
-  EXPECT_EQ(rsa->GetFormat(), L"PKCS8");
-  EXPECT_EQ(rsa->GetEncoded(), Fixture("rsa2048.pkcs8.der"));
-}
-
-TEST(RsaPrivateKey, ImportsTheToolsPrivateKeyBlobAndOneBuiltHere) {
+// The same key, whichever format it came in: the tool's PKCS #8 and PRIVATEKEYBLOB, and blobs
+// built here for both key-exchange and signature algorithm classes.
+TEST(RsaPrivateKey, ImportsEachFormatOfTheToolsKeyAndGivesItBackAsPkcs8) {
   const Numbers k;
-  for (const ByteArray& blob : {Fixture("rsa2048.blob"), PrivateKeyBlob(k), PrivateKeyBlob(k, 0x24)}) {
-    const auto key = ImportKey(L"MSPrivateKeyBlob", blob);
+  for (const auto& [format, bytes] : {std::pair<WString, ByteArray>{L"PKCS8", Fixture("rsa2048.pkcs8.der")},
+                                      {L"MSPrivateKeyBlob", Fixture("rsa2048.blob")},
+                                      {L"MSPrivateKeyBlob", PrivateKeyBlob(k)},
+                                      {L"MSPrivateKeyBlob", PrivateKeyBlob(k, 0x24)}}) {
+    const auto key = ImportKey(format, bytes);
     ExpectPrivateNumbers(dynamic_cast<IRSAPrivateCRTKey&>(*key), k);
-    // The same key, whichever format it came in.
+    EXPECT_EQ(key->GetFormat(), L"PKCS8");
     EXPECT_EQ(key->GetEncoded(), Fixture("rsa2048.pkcs8.der"));
   }
 }
@@ -199,49 +192,47 @@ TEST(RsaPrivateKey, CreateFromNumbersAndClone) {
                 CRYPTO_BAD_PARAM, L"baPrimeQ should not be empty");
 }
 
-TEST(RsaPrivateKey, RefusesMalformedPkcs8) {
+TEST(RsaPrivateKey, RefusesMalformedPkcs8AndPrivateKeyBlobs) {
   const ByteArray pkcs8 = Fixture("rsa2048.pkcs8.der");
-  ByteArray trailing = pkcs8, version1 = pkcs8;
-  trailing.push_back(0x00);
-  version1[6] = 0x01;  // 30 82 LL LL 02 01 00: the version
-  const Refusal ec = Refuse(L"PKCS8", Fixture("ec256.pkcs8.der"));
-  EXPECT_EQ(ec.id, CRYPTO_NOT_SUPPORTED);
-  EXPECT_EQ(ec.inner, L"Only RSA keys are supported");
-  for (const ByteArray& bytes :
-       {trailing, version1, Fixture("rsa2048.pub.der")}) {
-    const Refusal r = Refuse(L"PKCS8", bytes);
-    EXPECT_EQ(r.id, CRYPTO_BAD_PARAM);
-    EXPECT_EQ(r.outer, L"new CCNGRSAPrivateCRTKey() failed");
-    EXPECT_EQ(r.inner, L"Error decoding the blob (0x80093103)");
-  }
-}
-
-TEST(RsaPrivateKey, RefusesMalformedPrivateKeyBlobs) {
   const ByteArray good = PrivateKeyBlob(Numbers());
-  const auto with = [&](std::size_t at, unsigned char value) {
-    ByteArray b = good;
+  const auto with = [](ByteArray b, std::size_t at, unsigned char value) {
     b[at] = value;
     return b;
   };
-  const std::pair<const char*, ByteArray> cases[] = {
-      {"PUBLICKEYBLOB type", with(0, 0x06)},
-      {"version 1", with(1, 0x01)},
-      {"reserved set", with(2, 0x01)},
-      {"CALG_AES", with(5, 0x66)},
-      {"magic RSA1", with(11, '1')},
-      {"bit length 2056", with(12, 0x08)},  // each field a byte longer than the blob holds
-      {"bit length 0", [&] { ByteArray b = with(12, 0); b[13] = 0; return b; }()},
-      {"exponent zero", [&] { ByteArray b = with(16, 0); b[18] = 0; return b; }()},
-      {"one byte short", ByteArray(good.begin(), good.end() - 1)},
-      {"one byte more", [&] { ByteArray b = good; b.push_back(0); return b; }()},
-      {"header only", ByteArray(good.begin(), good.begin() + 20)},
-      {"empty", ByteArray()},
+  const wchar_t* const blob = L"MSPrivateKeyBlob";
+  const wchar_t* const badBlob = L"Invalid RSA private key blob";
+  const wchar_t* const badDer = L"Error decoding the blob (0x80093103)";
+  const struct {
+    const char* what;
+    const wchar_t* format;
+    ByteArray bytes;
+    const wchar_t* inner;
+  } cases[] = {
+      {"trailing byte", L"PKCS8", [&] { ByteArray b = pkcs8; b.push_back(0); return b; }(), badDer},
+      {"version 1", L"PKCS8", with(pkcs8, 6, 0x01), badDer},  // 30 82 LL LL 02 01 00: the version
+      {"SubjectPublicKeyInfo", L"PKCS8", Fixture("rsa2048.pub.der"), badDer},
+      {"PUBLICKEYBLOB type", blob, with(good, 0, 0x06), badBlob},
+      {"blob version 1", blob, with(good, 1, 0x01), badBlob},
+      {"reserved set", blob, with(good, 2, 0x01), badBlob},
+      {"CALG_AES", blob, with(good, 5, 0x66), badBlob},
+      {"magic RSA1", blob, with(good, 11, '1'), badBlob},
+      {"bit length 2056", blob, with(good, 12, 0x08), badBlob},  // each field a byte longer than the blob holds
+      {"bit length 0", blob, with(with(good, 12, 0), 13, 0), badBlob},
+      {"exponent zero", blob, with(with(good, 16, 0), 18, 0), badBlob},
+      {"one byte short", blob, ByteArray(good.begin(), good.end() - 1), badBlob},
+      {"one byte more", blob, [&] { ByteArray b = good; b.push_back(0); return b; }(), badBlob},
+      {"header only", blob, ByteArray(good.begin(), good.begin() + 20), badBlob},
+      {"empty", blob, ByteArray(), badBlob},
   };
-  for (const auto& [what, bytes] : cases) {
-    const Refusal r = Refuse(L"MSPrivateKeyBlob", bytes);
-    EXPECT_EQ(r.id, CRYPTO_BAD_PARAM) << what;
-    EXPECT_EQ(r.inner, L"Invalid RSA private key blob") << what;
+  for (const auto& c : cases) {
+    const Refusal r = Refuse(c.format, c.bytes);
+    EXPECT_EQ(r.id, CRYPTO_BAD_PARAM) << c.what;
+    EXPECT_EQ(r.outer, L"new CCNGRSAPrivateCRTKey() failed") << c.what;
+    EXPECT_EQ(r.inner, c.inner) << c.what;
   }
+  const Refusal ec = Refuse(L"PKCS8", Fixture("ec256.pkcs8.der"));
+  EXPECT_EQ(ec.id, CRYPTO_NOT_SUPPORTED);
+  EXPECT_EQ(ec.inner, L"Only RSA keys are supported");
 }
 
 TEST(RsaPrivateKey, NoTraceLineCarriesItsNumbers) {

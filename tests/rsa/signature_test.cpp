@@ -73,7 +73,7 @@ TEST(RsaSignature, VerifiesTheToolsSignaturesUnderEachPadding) {
   }
 }
 
-TEST(RsaSignature, AnswersFalseForWhatDoesNotMatch) {
+TEST(RsaSignature, AnswersFalseForWhatDoesNotMatchAndTracesItsAnswer) {
   const ByteArray info = DigestInfo("sha256", Fixture("data.txt"));
   const ByteArray signature = Fixture("data.sha256.sig");
   ByteArray flipped = signature;
@@ -81,12 +81,21 @@ TEST(RsaSignature, AnswersFalseForWhatDoesNotMatch) {
   const ByteArray truncated(signature.begin(), signature.end() - 1);
 
   Verifier v(L"PKCS1");
+  LogCapture capture;
   EXPECT_FALSE(v.Verify(DigestInfo("sha256", Fixture("other.txt")), signature));
+  EXPECT_EQ(capture.At(NQLOG_WARNING).back(), L"CCNGRSASignature::Verify : Signature is invalid");
+  EXPECT_EQ(capture.At(NQLOG_DATA).back(), L"CCNGRSASignature::Verify: returns false");
   EXPECT_FALSE(v.Verify(DigestInfo("sha1", Fixture("data.txt")), signature));
   EXPECT_FALSE(v.Verify(info, flipped));
   EXPECT_FALSE(v.Verify(info, truncated));
   EXPECT_FALSE(v.Verify(info, Fixture("data.sha1.sig")));
+  capture.Clear();
   EXPECT_TRUE(v.Verify(info, signature));
+  const auto lines = capture.Trace();
+  const auto at = std::find(lines.begin(), lines.end(), L"2|CCNGRSASignature::Verify : Signature is valid");
+  ASSERT_NE(at, lines.end());
+  EXPECT_EQ(*(at + 1), L"0|CCNGRSASignature::Verify: returns true");
+  EXPECT_EQ(*(at + 2), L"16|CCNGRSASignature::Verify");
 
   Verifier none(L"None");
   ByteArray otherBlock = Fixture("block.bin");
@@ -97,52 +106,47 @@ TEST(RsaSignature, AnswersFalseForWhatDoesNotMatch) {
   EXPECT_FALSE(none.Verify(ByteArray(block.begin() + 1, block.end()), Fixture("block.none.sig")));
 }
 
-TEST(RsaSignature, TracesItsAnswer) {
-  Verifier v(L"PKCS1");
-  LogCapture capture;
-  EXPECT_TRUE(v.Verify(DigestInfo("sha256", Fixture("data.txt")), Fixture("data.sha256.sig")));
-  const auto lines = capture.Trace();
-  const auto at = std::find(lines.begin(), lines.end(), L"2|CCNGRSASignature::Verify : Signature is valid");
-  ASSERT_NE(at, lines.end());
-  EXPECT_EQ(*(at + 1), L"0|CCNGRSASignature::Verify: returns true");
-  EXPECT_EQ(*(at + 2), L"16|CCNGRSASignature::Verify");
-
-  capture.Clear();
-  EXPECT_FALSE(v.Verify(DigestInfo("sha256", Fixture("other.txt")), Fixture("data.sha256.sig")));
-  EXPECT_EQ(capture.At(NQLOG_WARNING).back(), L"CCNGRSASignature::Verify : Signature is invalid");
-  EXPECT_EQ(capture.At(NQLOG_DATA).back(), L"CCNGRSASignature::Verify: returns false");
-}
-
+// A padding it cannot verify with, a message too long for the block, and a k-byte signature that
+// is not below the modulus, which the platform refuses; each with the line that says why.
 TEST(RsaSignature, RefusesWhatItCannotVerifyWith) {
   const ByteArray signature = Fixture("data.sha256.sig");
   const ByteArray info = DigestInfo("sha256", Fixture("data.txt"));
-  {
-    Verifier v(L"PKCS1");
-    ForeignPublicKey foreign;
-    v.engine->Init(&foreign);
+  const struct {
+    const wchar_t* padding;
+    ByteArray data, signature;
+    CryptoExceptionId id;
+    const wchar_t* message;
+    std::wstring line;
+  } cases[] = {
+      {L"X_931", info, signature, CRYPTO_BAD_PARAM, L"Padding X9.31 but no Hash Algid in params",
+       L"CCNGRSASignature::Verify : Padding X9.31 but no Hash Algid in params"},
+      {L"OAEP", info, signature, CRYPTO_NO_SUCH_PADDING, L"Unsupported padding",
+       L"CCNGRSASignature::Verify : Unsupported padding: OAEP"},
+      {L"pkcs1", info, signature, CRYPTO_NO_SUCH_PADDING, L"Unsupported padding",
+       L"CCNGRSASignature::Verify : Unsupported padding: pkcs1"},
+      {L"", info, signature, CRYPTO_NO_SUCH_PADDING, L"Unsupported padding",
+       L"CCNGRSASignature::Verify : Unsupported padding: "},
+      {L"PKCS1", ByteArray(246, 0x30), signature, CRYPTO_BAD_PARAM, L"Decode EncodedMessage Failed",
+       L"CPKCS1SignPadding::EncodeData : Data to Encode Length is invalid (246 > 245)"},
+      {L"PKCS1", info, ByteArray(256, 0xFF), CRYPTO_INTERNAL_ERROR, L"BCryptEncrypt failed!",
+       L"CCNGRSASignature::Verify : Error 0xc000000d returned by BCryptEncrypt"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    Verifier v(c.padding);
     LogCapture capture(NQLOG_ERROR);
-    ExpectFailure(Thrown([&] { v.engine->Verify(signature); }), CRYPTO_NOT_SUPPORTED,
-                  L"Only  RSA Public keys are supported");
-    EXPECT_EQ(capture.At(NQLOG_ERROR),
-              std::vector<std::wstring>{L"CCNGRSASignature::Verify : Only  RSA Public keys are supported"});
+    ExpectFailure(Failure(v, c.data, c.signature), c.id, c.message);
+    EXPECT_EQ(capture.At(NQLOG_ERROR).front(), c.line);
   }
-  {
-    Verifier v(L"X_931");
-    LogCapture capture(NQLOG_ERROR);
-    ExpectFailure(Failure(v, info, signature), CRYPTO_BAD_PARAM, L"Padding X9.31 but no Hash Algid in params");
-    EXPECT_EQ(capture.At(NQLOG_ERROR),
-              std::vector<std::wstring>{L"CCNGRSASignature::Verify : Padding X9.31 but no Hash Algid in params"});
-  }
-  for (const WString padding : {L"OAEP", L"pkcs1", L""}) {
-    Verifier v(padding);
-    LogCapture capture(NQLOG_ERROR);
-    ExpectFailure(Failure(v, info, signature), CRYPTO_NO_SUCH_PADDING, L"Unsupported padding");
-    EXPECT_EQ(capture.At(NQLOG_ERROR).back(),
-              L"CCNGRSASignature::Verify : Unsupported padding: " + std::wstring(padding));
-  }
-  // The message is too long for the block: the encoding fails.
-  Verifier tooLong(L"PKCS1");
-  ExpectFailure(Failure(tooLong, ByteArray(246, 0x30), signature), CRYPTO_BAD_PARAM, L"Decode EncodedMessage Failed");
+  // A public key that is not one of this library's RSA keys.
+  Verifier v(L"PKCS1");
+  ForeignPublicKey foreign;
+  v.engine->Init(&foreign);
+  LogCapture capture(NQLOG_ERROR);
+  ExpectFailure(Thrown([&] { v.engine->Verify(signature); }), CRYPTO_NOT_SUPPORTED,
+                L"Only  RSA Public keys are supported");
+  EXPECT_EQ(capture.At(NQLOG_ERROR),
+            std::vector<std::wstring>{L"CCNGRSASignature::Verify : Only  RSA Public keys are supported"});
 }
 
 // Every use of a caller's map that throws is "Error while parsing parameters": the padding read,
@@ -176,22 +180,16 @@ TEST(RsaSignature, ACallersMapThatThrowsIsAParameterError) {
   }
 }
 
-// A k-byte signature that is not below the modulus.
-TEST(RsaSignature, ASignatureThePlatformRefusesIsAnError) {
-  Verifier v(L"PKCS1");
-  LogCapture capture(NQLOG_ERROR);
-  ExpectFailure(Failure(v, DigestInfo("sha256", Fixture("data.txt")), ByteArray(256, 0xFF)), CRYPTO_INTERNAL_ERROR,
-                L"BCryptEncrypt failed!");
-  EXPECT_EQ(capture.At(NQLOG_ERROR).front(), L"CCNGRSASignature::Verify : Error 0xc000000d returned by BCryptEncrypt");
-}
-
-TEST(RsaSignature, FollowsItsLifeCycle) {
+TEST(RsaSignature, FollowsItsLifeCycleAndCannotSign) {
   Verifier v(L"PKCS1");
   Signature& engine = *v.engine;
   ByteArray out;
   ExpectFailure(Thrown([&] { engine.Update(Text("x")); }), CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
   ExpectFailure(Thrown([&] { engine.Verify(Text("x")); }), CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
   ExpectFailure(Thrown([&] { engine.Sign(out); }), CRYPTO_ILLEGAL_STATE, L"Signature is not initialized");
+  const auto wrapped = Thrown([&] { engine.Verify(Text("data"), Text("signature")); });
+  ExpectFailure(wrapped, CRYPTO_ILLEGAL_STATE, L"Verify failed");
+  EXPECT_EQ(MessageAt(wrapped.get(), 1), L"Signature is not initialized");
   ExpectFailure(Thrown([&] { engine.Init(static_cast<IPublicKey*>(nullptr)); }), CRYPTO_BAD_PARAM,
                 L"pPublicKey should not be NULL");
 
@@ -210,27 +208,17 @@ TEST(RsaSignature, FollowsItsLifeCycle) {
                 L"Signature is not initialized");
   engine.Init(v.Key());
   EXPECT_TRUE(engine.Verify(DigestInfo("sha256", Fixture("data.txt")), Fixture("data.sha256.sig")));
-}
 
-TEST(RsaSignature, SigningIsNotAvailable) {
-  Verifier v(L"PKCS1");
+  // Signing is not available; an engine initialised for it stays so.
+  Verifier signer(L"PKCS1");
   const auto privateKey = ImportKey(L"PKCS8", Fixture("rsa2048.pkcs8.der"));
   auto* key = dynamic_cast<IPrivateKey*>(privateKey.get());
-  ByteArray out;
-  ExpectFailure(Thrown([&] { v.engine->Init(static_cast<IPrivateKey*>(nullptr)); }), CRYPTO_BAD_PARAM,
+  ExpectFailure(Thrown([&] { signer.engine->Init(static_cast<IPrivateKey*>(nullptr)); }), CRYPTO_BAD_PARAM,
                 L"pPrivateKey should not be NULL");
-  ExpectFailure(Thrown([&] { v.engine->Init(key); }), CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
-  // The engine stays initialised for signing.
-  ExpectFailure(Thrown([&] { v.engine->Sign(out); }), CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
-  ExpectFailure(Thrown([&] { v.engine->Init(key); }), CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
-  ExpectFailure(Thrown([&] { v.engine->Verify(Text("s")); }), CRYPTO_BAD_PARAM, L"Invalid operation");
-}
-
-TEST(RsaSignature, VerifyWithDataWrapsItsFailures) {
-  Verifier v(L"PKCS1");
-  const auto e = Thrown([&] { v.engine->Verify(Text("data"), Text("signature")); });
-  ExpectFailure(e, CRYPTO_ILLEGAL_STATE, L"Verify failed");
-  EXPECT_EQ(MessageAt(e.get(), 1), L"Signature is not initialized");
+  ExpectFailure(Thrown([&] { signer.engine->Init(key); }), CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+  ExpectFailure(Thrown([&] { signer.engine->Sign(out); }), CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
+  ExpectFailure(Thrown([&] { signer.engine->Init(key); }), CRYPTO_ILLEGAL_STATE, L"Signature is already initialized");
+  ExpectFailure(Thrown([&] { signer.engine->Verify(Text("s")); }), CRYPTO_BAD_PARAM, L"Invalid operation");
 }
 
 class RsaSignatureWithoutCNG : public WithModuleHooks {};
