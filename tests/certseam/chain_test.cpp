@@ -248,8 +248,8 @@ TEST(CertificateChain, RefusesWhatItDoesNotOffer) {
   PCCERT_CHAIN_CONTEXT chain = nullptr;
   int engine = 0;
   LPSTR usage[] = {const_cast<LPSTR>("1.3.6.1.5.5.7.3.2")};
-  EXPECT_FALSE(CertGetCertificateChain(&engine, logon.get(), nullptr, nullptr, &para, 0, nullptr, &chain));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertGetCertificateChain(&engine, logon.get(), nullptr, nullptr, &para, 0, nullptr, &chain)),
+            Code(E_INVALIDARG));
   EXPECT_FALSE(CertGetCertificateChain(nullptr, nullptr, nullptr, nullptr, &para, 0, nullptr, &chain));
   para.cbSize = sizeof(DWORD);
   EXPECT_FALSE(CertGetCertificateChain(nullptr, logon.get(), nullptr, nullptr, &para, 0, nullptr, &chain));

@@ -36,8 +36,7 @@ TEST(CertificateContext, DecodesTheMembersOfCertInfo) {
   EXPECT_TRUE(info.rgExtension[1].fCritical);
   EXPECT_EQ(CertFindExtension("2.5.29.37", info.cExtension, info.rgExtension), &info.rgExtension[2]);
   SetLastError(0);
-  EXPECT_EQ(CertFindExtension("2.5.29.31", info.cExtension, info.rgExtension), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+  EXPECT_EQ(ErrorOf(CertFindExtension("2.5.29.31", info.cExtension, info.rgExtension) != nullptr), Code(CRYPT_E_NOT_FOUND));
 
   // Unique identifiers keep their unused-bit counts (the classes give only the bytes).
   const Context v2 = NewContext(zttest::FromHex<Bytes>(zttest::kVersion2Certificate));
@@ -71,10 +70,9 @@ TEST(CertificateContext, RefusesWhatIsNotExactlyOneDerCertificate) {
     EXPECT_EQ(GetLastError(), c.error);
   }
   SetLastError(0);
-  EXPECT_EQ(CertCreateCertificateContext(X509_ASN_ENCODING, nullptr, 0), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_ASN1_EOD));
-  EXPECT_EQ(CertCreateCertificateContext(PKCS_7_ASN_ENCODING, good.data(), static_cast<DWORD>(good.size())), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertCreateCertificateContext(X509_ASN_ENCODING, nullptr, 0) != nullptr), Code(CRYPT_E_ASN1_EOD));
+  const DWORD size = static_cast<DWORD>(good.size());
+  EXPECT_EQ(ErrorOf(CertCreateCertificateContext(PKCS_7_ASN_ENCODING, good.data(), size) != nullptr), Code(E_INVALIDARG));
 }
 
 TEST(CertificateContext, DuplicatesShareTheContextUntilTheLastReferenceGoes) {
@@ -100,8 +98,8 @@ TEST(CertificateContext, HashPropertiesFollowTheSizeProtocol) {
   unsigned char hash[20];
   size = 19;
   SetLastError(0);
-  EXPECT_FALSE(CertGetCertificateContextProperty(context.get(), CERT_SHA1_HASH_PROP_ID, hash, &size));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
+  EXPECT_EQ(ErrorOf(CertGetCertificateContextProperty(context.get(), CERT_SHA1_HASH_PROP_ID, hash, &size)),
+            Code(ERROR_MORE_DATA));
   EXPECT_EQ(size, 20u);
   EXPECT_TRUE(CertGetCertificateContextProperty(context.get(), CERT_SHA1_HASH_PROP_ID, hash, &size));
 
@@ -112,10 +110,8 @@ TEST(CertificateContext, HashPropertiesFollowTheSizeProtocol) {
             zttest::FieldOf(zttest::OpensslX509("logon", "-fingerprint -md5"), "md5 Fingerprint"));
 
   SetLastError(0);
-  EXPECT_FALSE(CertGetCertificateContextProperty(context.get(), 2, nullptr, &size));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
-  EXPECT_FALSE(CertGetCertificateContextProperty(nullptr, CERT_SHA1_HASH_PROP_ID, nullptr, &size));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertGetCertificateContextProperty(context.get(), 2, nullptr, &size)), Code(CRYPT_E_NOT_FOUND));
+  EXPECT_EQ(ErrorOf(CertGetCertificateContextProperty(nullptr, CERT_SHA1_HASH_PROP_ID, nullptr, &size)), Code(E_INVALIDARG));
 }
 
 TEST(CertificateContext, TimeValidityAtItsBounds) {

@@ -96,10 +96,9 @@ TEST(CertificateSignature, RefusesChangedInputAndKeysThatDoNotSuitTheAlgorithm) 
   CERT_PUBLIC_KEY_INFO broken = key->pCertInfo->SubjectPublicKeyInfo;
   broken.PublicKey.cbData -= 1;
   const DWORD size = static_cast<DWORD>(good.size());
-  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, good.data(), size, &broken));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
-  EXPECT_FALSE(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, good.data(), size, nullptr));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, good.data(), size, &broken)),
+            Code(CRYPT_E_ASN1_CORRUPT));
+  EXPECT_EQ(ErrorOf(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, good.data(), size, nullptr)), Code(E_INVALIDARG));
 }
 
 }  // namespace

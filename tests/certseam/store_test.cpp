@@ -114,12 +114,11 @@ TEST(MemoryStore, KeepsContextsAliveAndEnumerationSafeAcrossDeletesAndClose) {
   EXPECT_EQ(Enumerated(store.get()), (std::vector<Bytes>{Fixture("intermediate"), Fixture("logon")}));
   // ADD_NEW refuses a certificate that is there.
   const Context logon = Load("logon");
-  EXPECT_FALSE(CertAddCertificateContextToStore(store.get(), logon.get(), CERT_STORE_ADD_NEW, nullptr));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_EXISTS));
+  EXPECT_EQ(ErrorOf(CertAddCertificateContextToStore(store.get(), logon.get(), CERT_STORE_ADD_NEW, nullptr)),
+            Code(CRYPT_E_EXISTS));
   // A context held past the close stays readable; the check flag reports it.
   PCCERT_CONTEXT held = CertEnumCertificatesInStore(store.get(), nullptr);
-  EXPECT_FALSE(CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_PENDING_CLOSE));
+  EXPECT_EQ(ErrorOf(CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG)), Code(CRYPT_E_PENDING_CLOSE));
   EXPECT_EQ(Bytes(held->pbCertEncoded, held->pbCertEncoded + held->cbCertEncoded), Fixture("intermediate"));
   EXPECT_TRUE(CertDeleteCertificateFromStore(held));  // its store is closed: nothing to take it from
 }
@@ -130,13 +129,12 @@ TEST(MemoryStore, SaveFollowsTheSizeProtocolAndRefusesOtherForms) {
   const Bytes expected = SaveAsPkcs7(store.get());
   Bytes small(expected.size() - 1);
   CRYPT_DATA_BLOB blob{static_cast<DWORD>(small.size()), small.data()};
-  EXPECT_FALSE(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_PKCS7, CERT_STORE_SAVE_TO_MEMORY, &blob, 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
+  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_PKCS7, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
+            Code(ERROR_MORE_DATA));
   EXPECT_EQ(blob.cbData, expected.size());
-  EXPECT_FALSE(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
-  EXPECT_FALSE(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
+            Code(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0)), Code(E_INVALIDARG));
 }
 
 // ---- key storage ---------------------------------------------------------------------------
@@ -305,8 +303,8 @@ TEST(Pfx, PairsTheKeyWithItsContextOnly) {
     if (found) {
       EXPECT_EQ(keyKind, CERT_NCRYPT_KEY_SPEC);
       EXPECT_FALSE(callerFrees);
-      EXPECT_FALSE(CryptAcquireCertificatePrivateKey(c, 0, nullptr, &key, &keyKind, &callerFrees));
-      EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_BAD_FLAGS));
+      EXPECT_EQ(ErrorOf(CryptAcquireCertificatePrivateKey(c, 0, nullptr, &key, &keyKind, &callerFrees)),
+                Code(NTE_BAD_FLAGS));
     } else {
       EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY));
     }

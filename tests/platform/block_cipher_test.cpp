@@ -1,7 +1,6 @@
 // The Linux seam's block cipher contexts: each thread keeps one per cipher and direction, keyed
 // for a call and keyed with zeros after it; a call inside a call gets a context of its own.
 
-#include <thread>
 #include <vector>
 
 #include "platform/openssl/library.h"
@@ -58,12 +57,9 @@ TEST(BlockCipherContexts, CallsInsideCallsAndOneAfterAnotherKeepTheirOwnKeyAndCh
 }
 
 TEST(BlockCipherContexts, ThreadsEachUseTheirOwnContexts) {
-  std::vector<std::thread> threads;
   std::vector<int> good(4, 0);
-  for (std::size_t t = 0; t < good.size(); ++t)
-    threads.emplace_back([&good, t] {
-      for (int i = 0; i < 200; ++i) good[t] += ToHex(EncryptInParts(kPlain, std::size_t{1} << (i % 3))) == kAes[0].cbc ? 1 : 0;
-    });
-  for (std::thread& thread : threads) thread.join();
+  InThreads(4, [&good](int t) {
+    for (int i = 0; i < 200; ++i) good[t] += ToHex(EncryptInParts(kPlain, std::size_t{1} << (i % 3))) == kAes[0].cbc ? 1 : 0;
+  });
   EXPECT_EQ(good, std::vector<int>(4, 200));
 }

@@ -1,7 +1,6 @@
 // Armed call failures: which calls fail, how each kind of entry reports it, and that the seam's
 // own use of an entry is not counted.
 #include <atomic>
-#include <thread>
 #include <vector>
 
 #include "platform/testing.h"
@@ -51,8 +50,8 @@ TEST_F(CallFailures, EachEntryReportsTheFailureItsOwnWay) {
   const std::size_t handles = Testing::LiveHandleCount();
   HCRYPTPROV provider = 0;
   Testing::FailNextCall("CryptAcquireContextW", static_cast<DWORD>(NTE_FAIL));
-  EXPECT_FALSE(CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_FAIL));
+  EXPECT_EQ(zttest::ErrorOf(CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT)),
+            zttest::Code(NTE_FAIL));
   EXPECT_EQ(provider, 0u);
 
   const zttest::Bytes der = zttest::ReadFixtureFile("certs/root.der");
@@ -77,14 +76,11 @@ TEST_F(CallFailures, EachEntryReportsTheFailureItsOwnWay) {
 TEST_F(CallFailures, ThreadsShareTheArmedCalls) {
   Testing::FailCall("BCryptGenRandom", STATUS_NO_MEMORY, 10, 25);
   std::atomic<int> failed{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      unsigned char byte = 0;
-      for (int i = 0; i < 50; ++i)
-        if (SystemRandom(&byte) == STATUS_NO_MEMORY) ++failed;
-    });
-  for (auto& thread : threads) thread.join();
+  zttest::InThreads(4, [&](int) {
+    unsigned char byte = 0;
+    for (int i = 0; i < 50; ++i)
+      if (SystemRandom(&byte) == STATUS_NO_MEMORY) ++failed;
+  });
   EXPECT_EQ(failed.load(), 25);
   EXPECT_EQ(Testing::PendingCallFailures(), 0u);
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <sstream>
-#include <thread>
 
 #include "platform_test_util.h"
 
@@ -62,10 +61,12 @@ TEST(CngHash, ObjectLivesInCallerMemoryOfFullLengthAndIsWipedOnDestroy) {
       << "the destroyed object left data behind";
 }
 
-TEST(CngHash, FinishedHashCanOnlyBeDestroyedUnlessReusable) {
+// A finished hash takes nothing but its destruction unless it is reusable; a hash outlives its
+// provider; destroyed, closed and foreign handles are refused.
+TEST(CngHash, HandlesLiveFromCreationToDestructionAndBadOnesAreRecognised) {
   Provider provider(L"SHA256");
   Bytes abc = FromText("abc"), digest(32);
-  BCRYPT_HASH_HANDLE hash = nullptr;
+  BCRYPT_HASH_HANDLE hash = nullptr, destroyed = nullptr;
   ASSERT_EQ(BCryptCreateHash(provider, &hash, nullptr, 0, nullptr, 0, 0), STATUS_SUCCESS);
   EXPECT_EQ(BCryptFinishHash(hash, digest.data(), 31, 0), STATUS_INVALID_PARAMETER) << "output must match exactly";
   EXPECT_EQ(BCryptFinishHash(hash, digest.data(), 33, 0), STATUS_INVALID_PARAMETER);
@@ -84,39 +85,34 @@ TEST(CngHash, FinishedHashCanOnlyBeDestroyedUnlessReusable) {
     EXPECT_EQ(ToHex(digest), "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843") << round;
   }
   EXPECT_EQ(BCryptDestroyHash(hash), STATUS_SUCCESS);
-}
 
-TEST(CngHash, BadHandlesAreRecognisedAndHashesOutliveTheirProvider) {
-  Provider provider(L"SHA1");
   BCRYPT_ALG_HANDLE closed = nullptr;
   ASSERT_EQ(BCryptOpenAlgorithmProvider(&closed, L"SHA1", nullptr, 0), STATUS_SUCCESS);
-  BCRYPT_HASH_HANDLE hash = nullptr, destroyed = nullptr;
   ASSERT_EQ(BCryptCreateHash(closed, &destroyed, nullptr, 0, nullptr, 0, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptCreateHash(closed, &hash, nullptr, 0, nullptr, 0, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptDestroyHash(destroyed), STATUS_SUCCESS);
   ASSERT_EQ(BCryptCloseAlgorithmProvider(closed, 0), STATUS_SUCCESS);
-  Bytes data = FromText("abc"), digest(20);
-  EXPECT_EQ(BCryptHashData(hash, data.data(), 3, 0), STATUS_SUCCESS);
+  EXPECT_EQ(BCryptHashData(hash, abc.data(), 3, 0), STATUS_SUCCESS);
   EXPECT_EQ(BCryptFinishHash(hash, digest.data(), 20, 0), STATUS_SUCCESS);
-  EXPECT_EQ(ToHex(digest), "a9993e364706816aba3e25717850c26c9cd0d89d");
+  EXPECT_EQ(ToHex(Head(digest, 20)), "a9993e364706816aba3e25717850c26c9cd0d89d");
   EXPECT_EQ(BCryptDestroyHash(hash), STATUS_SUCCESS);
 
   ULONG got = 0;
   int stackObject = 0;
   for (BCRYPT_HASH_HANDLE h : {BCRYPT_HASH_HANDLE{}, destroyed, reinterpret_cast<BCRYPT_HASH_HANDLE>(0x1234),
                                static_cast<BCRYPT_HASH_HANDLE>(&stackObject), provider.handle}) {
-    EXPECT_EQ(BCryptHashData(h, data.data(), 3, 0), STATUS_INVALID_HANDLE);
+    EXPECT_EQ(BCryptHashData(h, abc.data(), 3, 0), STATUS_INVALID_HANDLE);
     EXPECT_EQ(BCryptFinishHash(h, digest.data(), 20, 0), STATUS_INVALID_HANDLE);
     EXPECT_EQ(BCryptDestroyHash(h), STATUS_INVALID_HANDLE);
   }
-  EXPECT_EQ(BCryptGetProperty(destroyed, BCRYPT_HASH_LENGTH, data.data(), 4, &got, 0), STATUS_INVALID_HANDLE);
+  EXPECT_EQ(BCryptGetProperty(destroyed, BCRYPT_HASH_LENGTH, digest.data(), 4, &got, 0), STATUS_INVALID_HANDLE);
   EXPECT_EQ(BCryptCloseAlgorithmProvider(destroyed, 0), STATUS_INVALID_HANDLE);
   EXPECT_EQ(BCryptCloseAlgorithmProvider(closed, 0), STATUS_INVALID_HANDLE);
   EXPECT_EQ(BCryptCreateHash(closed, &hash, nullptr, 0, nullptr, 0, 0), STATUS_INVALID_HANDLE);
-  EXPECT_EQ(BCryptGetProperty(closed, BCRYPT_OBJECT_LENGTH, data.data(), 4, &got, 0), STATUS_INVALID_HANDLE);
+  EXPECT_EQ(BCryptGetProperty(closed, BCRYPT_OBJECT_LENGTH, digest.data(), 4, &got, 0), STATUS_INVALID_HANDLE);
 }
 
-TEST(CngProvider, OpensKnownAlgorithmsOnly) {
+TEST(CngProvider, OpensKnownAlgorithmsOnlyAndAnswersPropertyQueries) {
   BCRYPT_ALG_HANDLE handle = nullptr;
   EXPECT_EQ(BCryptOpenAlgorithmProvider(&handle, L"SHA224", nullptr, 0), STATUS_NOT_FOUND);
   EXPECT_EQ(BCryptOpenAlgorithmProvider(&handle, L"SHA256", L"Some Other Provider", 0), STATUS_NOT_FOUND);
@@ -140,11 +136,9 @@ TEST(CngProvider, OpensKnownAlgorithmsOnly) {
   EXPECT_EQ(BCryptOpenAlgorithmProvider(&named, L"AES", MS_PRIMITIVE_PROVIDER, 0), STATUS_SUCCESS);
   EXPECT_EQ(BCryptCloseAlgorithmProvider(named, 1), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptCloseAlgorithmProvider(named, 0), STATUS_SUCCESS);
-}
 
-TEST(CngProvider, PropertiesFollowTheSizeQueryProtocol) {
+  // Properties follow the size query protocol.
   Provider provider(L"SHA384");
-  ULONG got = 0;
   EXPECT_EQ(BCryptGetProperty(provider, BCRYPT_HASH_LENGTH, nullptr, 0, &got, 0), STATUS_SUCCESS);
   EXPECT_EQ(got, sizeof(ULONG));
   UCHAR small[3] = {};
@@ -165,17 +159,14 @@ TEST(CngProvider, PropertiesFollowTheSizeQueryProtocol) {
 // Handles made and released from several threads at once (HMACs duplicated from one shared,
 // configured context) must still give right digests.
 TEST(CngHash, ThreadsHashConcurrently) {
-  std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([t, &failures] {
-      for (int i = 0; i < 200; ++i) {
-        failures[t] += ToHex(Hash(L"SHA256", FromText("abc"))) !=
-                       "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
-        failures[t] += ToHex(Hash(L"SHA1", FromText("what do ya want for nothing?"), kHmac, FromText("Jefe"))) !=
-                       "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79";
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
+  InThreads(4, [&failures](int t) {
+    for (int i = 0; i < 200; ++i) {
+      failures[t] += ToHex(Hash(L"SHA256", FromText("abc"))) !=
+                     "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+      failures[t] += ToHex(Hash(L"SHA1", FromText("what do ya want for nothing?"), kHmac, FromText("Jefe"))) !=
+                     "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79";
+    }
+  });
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }

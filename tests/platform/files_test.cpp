@@ -11,6 +11,9 @@
 
 namespace {
 
+using zttest::Code;
+using zttest::ErrorOf;
+
 std::wstring WideAscii(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
 class Files : public ::testing::Test {
@@ -32,45 +35,40 @@ class Files : public ::testing::Test {
 };
 
 TEST_F(Files, DispositionsAsPublished) {
-  EXPECT_EQ(Open(GENERIC_READ | GENERIC_WRITE, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_EXISTS));
+  EXPECT_EQ(ErrorOf(Open(GENERIC_READ | GENERIC_WRITE, CREATE_NEW) != INVALID_HANDLE_VALUE), Code(ERROR_FILE_EXISTS));
   EXPECT_EQ(Open(GENERIC_READ, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);  // truncation needs write access
   HANDLE file = Open(GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS);
   ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+  EXPECT_EQ(GetLastError(), Code(ERROR_ALREADY_EXISTS));
   DWORD high = 1;
   EXPECT_EQ(GetFileSize(file, &high), 0u);
   EXPECT_EQ(high, 0u);
   EXPECT_TRUE(CloseHandle(file));
-  EXPECT_FALSE(CloseHandle(file));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(ErrorOf(CloseHandle(file)), Code(ERROR_INVALID_HANDLE));
   // Only regular files: a FIFO is refused at once instead of waiting for a writer.
   const std::string fifo = m_path + ".fifo";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  EXPECT_EQ(CreateFileW(WideAscii(fifo).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(ErrorOf(CreateFileW(WideAscii(fifo).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr) !=
+                    INVALID_HANDLE_VALUE),
+            Code(ERROR_ACCESS_DENIED));
   std::remove(fifo.c_str());
 }
 
 TEST_F(Files, MappingsAndViewsNeedTheAccessTheyGrant) {
   HANDLE file = Open(GENERIC_READ, OPEN_EXISTING);
   ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-  EXPECT_EQ(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 11, nullptr), nullptr);  // cannot grow the file
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(ErrorOf(CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr) != nullptr), Code(ERROR_ACCESS_DENIED));
+  // A read-only mapping cannot grow the file.
+  EXPECT_EQ(ErrorOf(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 11, nullptr) != nullptr), Code(ERROR_ACCESS_DENIED));
   HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
   ASSERT_NE(mapping, nullptr);
   EXPECT_TRUE(CloseHandle(file));  // the mapping keeps the file
-  EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-  EXPECT_EQ(MapViewOfFile(mapping, FILE_MAP_READ, 0, 4096, 0), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MAPPED_ALIGNMENT));
+  EXPECT_EQ(ErrorOf(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0) != nullptr), Code(ERROR_ACCESS_DENIED));
+  EXPECT_EQ(ErrorOf(MapViewOfFile(mapping, FILE_MAP_READ, 0, 4096, 0) != nullptr), Code(ERROR_MAPPED_ALIGNMENT));
   LPVOID view = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);
   ASSERT_NE(view, nullptr);
   EXPECT_EQ(std::memcmp(view, "0123456789", 10), 0);
-  EXPECT_FALSE(UnmapViewOfFile(static_cast<char*>(view) + 1));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_ADDRESS));
+  EXPECT_EQ(ErrorOf(UnmapViewOfFile(static_cast<char*>(view) + 1)), Code(ERROR_INVALID_ADDRESS));
   EXPECT_TRUE(UnmapViewOfFile(view));
   EXPECT_TRUE(CloseHandle(mapping));
 }

@@ -101,22 +101,20 @@ TEST_F(ModuleRegistry, MatchesNamesAsWindowsDoesAndCountsReferences) {
 
   for (const wchar_t* name : {L"Bcrypt.dl", L"Advapi32.dll"}) {
     SetLastError(0);
-    EXPECT_EQ(LoadLibraryW(name), nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+    EXPECT_EQ(ErrorOf(LoadLibraryW(name) != nullptr), Code(ERROR_MOD_NOT_FOUND));
   }
 
   HMODULE m = LoadLibraryW(L"ncrypt.dll");
   ASSERT_NE(m, nullptr);
   EXPECT_NE(m, a);
   EXPECT_EQ(GetProcAddress(m, "BCryptEncrypt"), nullptr);
-  EXPECT_EQ(GetProcAddress(m, "ncryptfreeobject"), nullptr) << "export names are case-sensitive";
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+  EXPECT_EQ(ErrorOf(GetProcAddress(m, "ncryptfreeobject") != nullptr), Code(ERROR_PROC_NOT_FOUND))
+      << "export names are case-sensitive";
   EXPECT_EQ(GetProcAddress(m, reinterpret_cast<LPCSTR>(std::uintptr_t{1})), nullptr) << "no ordinals";
   EXPECT_TRUE(FreeLibrary(m));
   // Nothing else in this process holds ncrypt.dll: its handle now names no loaded module.
   ASSERT_EQ(hooks::ModuleReferenceCount(L"ncrypt.dll"), 0u);
-  EXPECT_EQ(GetProcAddress(m, "NCryptFreeObject"), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MOD_NOT_FOUND));
+  EXPECT_EQ(ErrorOf(GetProcAddress(m, "NCryptFreeObject") != nullptr), Code(ERROR_MOD_NOT_FOUND));
   EXPECT_FALSE(FreeLibrary(m));
   EXPECT_EQ(GetProcAddress(reinterpret_cast<HMODULE>(&m), "BCryptEncrypt"), nullptr);
   EXPECT_TRUE(SetDllDirectoryW(L""));
@@ -125,14 +123,12 @@ TEST_F(ModuleRegistry, MatchesNamesAsWindowsDoesAndCountsReferences) {
 // The default failure (ERROR_MOD_NOT_FOUND, no reference taken) is seen through the CNG table's loader.
 TEST_F(ModuleRegistry, HooksMakeAModuleFailToLoadOrLackAnEntry) {
   hooks::FailModuleLoad(L"NCRYPT.DLL", ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(LoadLibraryW(L"ncrypt"), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
+  EXPECT_EQ(ErrorOf(LoadLibraryW(L"ncrypt") != nullptr), Code(ERROR_NOT_ENOUGH_MEMORY));
 
   HMODULE bcrypt = LoadLibraryW(L"Bcrypt.dll");
   ASSERT_NE(bcrypt, nullptr) << "only the named module fails";
   hooks::HideModuleEntry(L"Bcrypt.dll", "BCryptDecrypt");
-  EXPECT_EQ(GetProcAddress(bcrypt, "BCryptDecrypt"), nullptr);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PROC_NOT_FOUND));
+  EXPECT_EQ(ErrorOf(GetProcAddress(bcrypt, "BCryptDecrypt") != nullptr), Code(ERROR_PROC_NOT_FOUND));
   EXPECT_NE(GetProcAddress(bcrypt, "BCryptEncrypt"), nullptr);
 
   hooks::ResetModuleHooks();
@@ -145,15 +141,12 @@ TEST_F(ModuleRegistry, HooksMakeAModuleFailToLoadOrLackAnEntry) {
 
 TEST_F(ModuleRegistry, ThreadsLoadAndFreeConcurrently) {
   const ULONG before = hooks::ModuleReferenceCount(L"bcrypt.dll");
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([] {
-      for (int i = 0; i < 500; ++i) {
-        HMODULE m = LoadLibraryW(L"Bcrypt.dll");
-        if (m != nullptr && GetProcAddress(m, "BCryptHashData") != nullptr) FreeLibrary(m);
-      }
-    });
-  for (std::thread& thread : threads) thread.join();
+  InThreads(4, [](int) {
+    for (int i = 0; i < 500; ++i) {
+      HMODULE m = LoadLibraryW(L"Bcrypt.dll");
+      if (m != nullptr && GetProcAddress(m, "BCryptHashData") != nullptr) FreeLibrary(m);
+    }
+  });
   EXPECT_EQ(hooks::ModuleReferenceCount(L"bcrypt.dll"), before);
 }
 
