@@ -61,13 +61,24 @@ Store QueryBundle(const Bytes& bundle, DWORD* error = nullptr) {
   return Store(ok ? store : nullptr);
 }
 
+// Saving follows the size protocol (SaveAsPkcs7 asks for the size first) and offers PKCS #7 only.
 TEST(MemoryStore, EnumeratesNewestFirstAndSavesInThatOrder) {
   const Store store = NewStore();
   for (const char* name : {"logon", "intermediate", "root"}) Add(store.get(), name);
   EXPECT_EQ(Enumerated(store.get()), (std::vector<Bytes>{Fixture("root"), Fixture("intermediate"), Fixture("logon")}));
   // A bundle saved from it holds them in that order, and so is read back the other way round.
-  EXPECT_EQ(Enumerated(QueryBundle(SaveAsPkcs7(store.get())).get()),
+  const Bytes saved = SaveAsPkcs7(store.get());
+  EXPECT_EQ(Enumerated(QueryBundle(saved).get()),
             (std::vector<Bytes>{Fixture("logon"), Fixture("intermediate"), Fixture("root")}));
+
+  Bytes small(saved.size() - 1);
+  CRYPT_DATA_BLOB blob{static_cast<DWORD>(small.size()), small.data()};
+  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_PKCS7, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
+            Code(ERROR_MORE_DATA));
+  EXPECT_EQ(blob.cbData, saved.size());
+  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
+            Code(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0)), Code(E_INVALIDARG));
 }
 
 TEST(MemoryStore, ReadsTheSystemCaBundleLastCertificateFirst) {
@@ -121,20 +132,6 @@ TEST(MemoryStore, KeepsContextsAliveAndEnumerationSafeAcrossDeletesAndClose) {
   EXPECT_EQ(ErrorOf(CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG)), Code(CRYPT_E_PENDING_CLOSE));
   EXPECT_EQ(Bytes(held->pbCertEncoded, held->pbCertEncoded + held->cbCertEncoded), Fixture("intermediate"));
   EXPECT_TRUE(CertDeleteCertificateFromStore(held));  // its store is closed: nothing to take it from
-}
-
-TEST(MemoryStore, SaveFollowsTheSizeProtocolAndRefusesOtherForms) {
-  const Store store = NewStore();
-  Add(store.get(), "root");
-  const Bytes expected = SaveAsPkcs7(store.get());
-  Bytes small(expected.size() - 1);
-  CRYPT_DATA_BLOB blob{static_cast<DWORD>(small.size()), small.data()};
-  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_PKCS7, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
-            Code(ERROR_MORE_DATA));
-  EXPECT_EQ(blob.cbData, expected.size());
-  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
-            Code(E_INVALIDARG));
-  EXPECT_EQ(ErrorOf(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0)), Code(E_INVALIDARG));
 }
 
 // ---- key storage ---------------------------------------------------------------------------
@@ -252,7 +249,8 @@ TEST(Pfx, RecognisesAPfxWhateverFollowsIt) {
   EXPECT_EQ(error, static_cast<DWORD>(NTE_BAD_FLAGS));
 }
 
-TEST(Pfx, KeysLeaveOnlyWhenImportedExportable) {
+// Keys leave only when imported exportable; without PBES2 parameters the older protection.
+TEST(Pfx, KeysLeaveOnlyWhenImportedExportableUnderTheProtectionAsked) {
   const Store exportable = Import(StoreFixture("modern.p12"), FixturePassword(), CRYPT_EXPORTABLE);
   const Store locked = Import(StoreFixture("modern.p12"), FixturePassword(), 0);
   ASSERT_TRUE(exportable && locked);
@@ -271,12 +269,9 @@ TEST(Pfx, KeysLeaveOnlyWhenImportedExportable) {
   Add(keyless.get(), "root");
   EXPECT_TRUE(Export(keyless.get(), L"pw", &modern, flags | REPORT_NO_PRIVATE_KEY, &error).empty());
   EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY));
-}
 
-TEST(Pfx, ExportsTheOlderProtectionWithoutPbes2Parameters) {
-  const Store store = Import(StoreFixture("modern.p12"), FixturePassword(), CRYPT_EXPORTABLE);
-  ASSERT_TRUE(store);
-  const Bytes pfx = Export(store.get(), L"pw", nullptr, EXPORT_PRIVATE_KEYS);
+  // Without PBES2 parameters, the older protection.
+  const Bytes pfx = Export(exportable.get(), L"pw", nullptr, EXPORT_PRIVATE_KEYS);
   EXPECT_NE(OpensslPkcs12(pfx, "-nokeys -legacy").find("subject="), std::string::npos);
   const std::string text = OpensslProtection(pfx);
   for (const char* expected : {"MAC: sha1, Iteration 2048", "Shrouded Keybag: pbeWithSHA1And3-KeyTripleDES-CBC, Iteration 2048",
@@ -284,8 +279,7 @@ TEST(Pfx, ExportsTheOlderProtectionWithoutPbes2Parameters) {
     EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
   // Named parameters must name the one algorithm offered.
   PKCS12_PBES2_EXPORT_PARAMS other{sizeof(other), nullptr, const_cast<LPWSTR>(L"AES128-SHA1")};
-  DWORD error = 0;
-  EXPECT_TRUE(Export(store.get(), L"pw", &other, EXPORT_PRIVATE_KEYS | PKCS12_EXPORT_PBES2_PARAMS, &error).empty());
+  EXPECT_TRUE(Export(exportable.get(), L"pw", &other, flags, &error).empty());
   EXPECT_EQ(error, static_cast<DWORD>(E_INVALIDARG));
 }
 

@@ -97,22 +97,18 @@ class DataProtectionFormat : public ::testing::Test {
   const ByteArray entropy = Hex("00ff10");
 };
 
-TEST_F(DataProtectionFormat, WhatTheServiceWritesOpensHere) {
+// What the service writes opens here, and what is sealed here opens in the service.
+TEST_F(DataProtectionFormat, BlobsOpenBothWaysBetweenTheServiceAndHere) {
   secrets.CreateMachineSecret();
   const Outcome user = Protect(message, CRYPTPROTECT_UI_FORBIDDEN, &entropy, L"d\u00e9sc");
   const Outcome machine = Protect(message, CRYPTPROTECT_LOCAL_MACHINE);
   ASSERT_TRUE(user.ok && machine.ok);
+  const ByteArray userSecret = FileBytes(secrets.UserSecret()), machineSecret = FileBytes(secrets.MachineSecret());
   EXPECT_EQ(user.bytes.size(), kHeaderSize + 4 + 5 + message.size() + kTagSize);
   EXPECT_EQ(user.bytes[kScopeOffset], kUserScope);
-  EXPECT_EQ(OpenHere(user.bytes, FileBytes(secrets.UserSecret()), entropy), Inner("d\xc3\xa9sc", message));
+  EXPECT_EQ(OpenHere(user.bytes, userSecret, entropy), Inner("d\xc3\xa9sc", message));
   EXPECT_EQ(machine.bytes[kScopeOffset], kMachineScope);
-  EXPECT_EQ(OpenHere(machine.bytes, FileBytes(secrets.MachineSecret()), {}), Inner("", message));
-}
-
-TEST_F(DataProtectionFormat, WhatIsSealedHereOpensInTheService) {
-  secrets.CreateMachineSecret();
-  ASSERT_TRUE(Protect(message).ok);  // makes the user's secret
-  const ByteArray userSecret = FileBytes(secrets.UserSecret()), machineSecret = FileBytes(secrets.MachineSecret());
+  EXPECT_EQ(OpenHere(machine.bytes, machineSecret, {}), Inner("", message));
 
   Outcome opened = Unprotect(SealHere(kUserScope, userSecret, entropy, Inner("note", message)), &entropy);
   EXPECT_EQ(opened.bytes, message);
