@@ -1,12 +1,20 @@
-// CNG block ciphers against SP 800-38A (AES), SP 800-67 (TDES) and FIPS 81 (DES), and their rules.
+// CNG block ciphers against SP 800-38A (AES), SP 800-67 (TDES) and FIPS 81 (DES), their rules,
+// and the seam's block cipher contexts beneath them.
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/provider.h>
 
 #include <algorithm>
 #include <memory>
 #include <thread>
 
+#include "platform/openssl/library.h"
 #include "platform_test_util.h"
 
 using namespace zttest;
+using ZT::Platform::CipherId;
+using ZT::Platform::KeyedBlockCipher;
 
 namespace {
 
@@ -35,6 +43,18 @@ NTSTATUS Encrypt(BCRYPT_KEY_HANDLE key, Bytes& in, ULONG inSize, Bytes* iv, Byte
                  ULONG flags) {
   return BCryptEncrypt(key, in.data(), inSize, nullptr, iv ? iv->data() : nullptr, iv ? static_cast<ULONG>(iv->size()) : 0,
                        out.data(), outSize, size, flags);
+}
+
+// AES-128-CBC of `input` with the first SP 800-38A key and IV, in `parts` calls of equal size.
+Bytes EncryptInParts(const Bytes& input, std::size_t parts) {
+  const Bytes key = FromHex(kAes[0].key);
+  KeyedBlockCipher cipher(CipherId::AES128_CBC, key.data(), kIv.data(), true);
+  EXPECT_TRUE(cipher);
+  Bytes out(input.size());
+  const std::size_t part = input.size() / parts;
+  for (std::size_t at = 0; at < input.size(); at += part)
+    EXPECT_TRUE(cipher.Transform(out.data() + at, input.data() + at, part));
+  return out;
 }
 
 }  // namespace
@@ -154,7 +174,7 @@ TEST(CngSymmetric, PaddedMessagesOfEveryLengthRoundTripApartAndInPlace) {
   }
 }
 
-TEST(CngSymmetric, TripleDesAndDesMatchPublishedExamples) {
+TEST(CngSymmetric, TripleDesAndDesMatchPublishedExamplesInTheSeamsOwnContext) {
   Provider tdes(L"3DES"), tdes112(L"3DES_112"), des(L"DES");
   SetMode(tdes, BCRYPT_CHAIN_MODE_ECB);
   Key ecb, cbc, twoKey, threeKey, desCbc;
@@ -181,6 +201,14 @@ TEST(CngSymmetric, TripleDesAndDesMatchPublishedExamples) {
   EXPECT_EQ(ToHex(Cipher(true, desCbc, kDesPlain, &iv, 0)), kDesCbc);
   SetMode(desCbc, BCRYPT_CHAIN_MODE_ECB);
   EXPECT_EQ(ToHex(Cipher(true, desCbc, Head(kDesPlain, 8), nullptr, 0)), "3fa40e8a984d4815");
+
+  // Single DES needs OpenSSL's legacy provider: the seam has it in its own context only, and
+  // leaves the process's default context alone.
+  EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0);
+  EVP_CIPHER* fetched = EVP_CIPHER_fetch(nullptr, "DES-CBC", nullptr);
+  EXPECT_EQ(fetched, nullptr);
+  EVP_CIPHER_free(fetched);
+  ERR_clear_error();
 }
 
 TEST(CngSymmetric, KeysReportTheirPropertiesAndInheritTheProviderMode) {
@@ -273,4 +301,44 @@ TEST(CngSymmetric, KeysImportIntoObjectMemoryExportAndDieWiped) {
     EXPECT_EQ(BCryptDestroyKey(bad), STATUS_INVALID_HANDLE);
   }
   EXPECT_EQ(BCryptGetProperty(stale, BCRYPT_KEY_LENGTH, nullptr, 0, &size, 0), STATUS_INVALID_HANDLE);
+}
+
+// The seam's own block cipher contexts: each thread keeps one per cipher and direction, keyed for
+// a call and keyed with zeros after it; a call inside a call gets a context of its own.
+TEST(BlockCipherContexts, CallsInsideCallsAndOneAfterAnotherKeepTheirOwnKeyAndChaining) {
+  const Bytes key = FromHex(kAes[0].key), zeroKey(16, 0);
+  KeyedBlockCipher outer(CipherId::AES128_CBC, key.data(), kIv.data(), true);
+  ASSERT_TRUE(outer);
+  Bytes out(64);
+  ASSERT_TRUE(outer.Transform(out.data(), kPlain.data(), 32));
+  {
+    // Same cipher and direction while the outer one is in use: a context of its own, keyed
+    // otherwise, must not disturb the outer key or chaining.
+    KeyedBlockCipher inner(CipherId::AES128_CBC, zeroKey.data(), kIv.data(), true);
+    ASSERT_TRUE(inner);
+    Bytes scratch(64);
+    ASSERT_TRUE(inner.Transform(scratch.data(), kPlain.data(), 64));
+    EXPECT_NE(ToHex(scratch), kAes[0].cbc);
+  }
+  ASSERT_TRUE(outer.Transform(out.data() + 32, kPlain.data() + 32, 32));
+  EXPECT_EQ(ToHex(out), kAes[0].cbc);
+
+  // The thread's context, keyed again for the next call, and in the other direction.
+  EXPECT_EQ(ToHex(EncryptInParts(kPlain, 4)), kAes[0].cbc);
+  const Bytes cipher = FromHex(kAes[0].cbc);
+  KeyedBlockCipher decrypt(CipherId::AES128_CBC, key.data(), kIv.data(), false);
+  Bytes plain(64);
+  ASSERT_TRUE(decrypt.Transform(plain.data(), cipher.data(), 64));
+  EXPECT_EQ(plain, kPlain);
+  ASSERT_TRUE(decrypt.Restart(kIv.data()));
+  ASSERT_TRUE(decrypt.Transform(plain.data(), cipher.data(), 64));
+  EXPECT_EQ(plain, kPlain) << "a restart starts from the IV again";
+}
+
+TEST(BlockCipherContexts, ThreadsEachUseTheirOwnContexts) {
+  std::vector<int> good(4, 0);
+  InThreads(4, [&good](int t) {
+    for (int i = 0; i < 200; ++i) good[t] += ToHex(EncryptInParts(kPlain, std::size_t{1} << (i % 3))) == kAes[0].cbc ? 1 : 0;
+  });
+  EXPECT_EQ(good, std::vector<int>(4, 200));
 }

@@ -1,9 +1,5 @@
 // GUIDs, rand_s, the last error, the key storage entries and the module registry.
 
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/provider.h>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -148,20 +144,4 @@ TEST_F(ModuleRegistry, ThreadsLoadAndFreeConcurrently) {
     }
   });
   EXPECT_EQ(hooks::ModuleReferenceCount(L"bcrypt.dll"), before);
-}
-
-TEST(OpenSslContext, SeamLeavesTheProcessDefaultContextAlone) {
-  // Single DES needs the legacy provider; the seam has it in its own context only.
-  Provider des(BCRYPT_DES_ALGORITHM);
-  Key key;
-  Bytes blob = KeyDataBlob(Bytes(8, 1)), iv(8);
-  ASSERT_EQ(BCryptImportKey(des, nullptr, BCRYPT_KEY_DATA_BLOB, &key.handle, nullptr, 0, blob.data(),
-                            static_cast<ULONG>(blob.size()), 0),
-            STATUS_SUCCESS);
-  EXPECT_EQ(Cipher(true, key, Bytes(8), &iv, 0).size(), 8u);
-  EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0);
-  EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "DES-CBC", nullptr);
-  EXPECT_EQ(cipher, nullptr);
-  EVP_CIPHER_free(cipher);
-  ERR_clear_error();
 }
