@@ -190,7 +190,7 @@ TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
   }
 }
 
-TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
+TEST(CngEcdh, ImportAgreementAndDerivationRefuseWhatDoesNotFit) {
   const EcdhCurve& curve = kEcdhCurves[0];
   auto v = Rfc5903(curve);
   Provider ecdh(curve.algorithm);
@@ -217,6 +217,47 @@ TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
   EXPECT_EQ(exported, good);
   EXPECT_EQ(BCryptExportKey(key, nullptr, BCRYPT_ECCPRIVATE_BLOB, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptEncrypt(key, data.data(), 16, nullptr, nullptr, 0, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
+
+  // Agreement needs keys of one curve, the first with its private half.
+  Provider p384(BCRYPT_ECDH_P384_ALGORITHM);
+  Key a, other;
+  ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, 256, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptGenerateKeyPair(p384, &other.handle, 384, 0), STATUS_SUCCESS);
+  ASSERT_EQ(BCryptFinalizeKeyPair(other, 0), STATUS_SUCCESS);
+  Secret secret;
+  EXPECT_EQ(BCryptSecretAgreement(a, other, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "curves differ";
+  EXPECT_EQ(BCryptSecretAgreement(key, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
+  EXPECT_EQ(BCryptSecretAgreement(a, key, &secret.handle, 1), STATUS_INVALID_PARAMETER);
+  ASSERT_EQ(BCryptSecretAgreement(a, key, &secret.handle, 0), STATUS_SUCCESS);
+
+  Bytes out(64);
+  auto derive = [&](BCryptBufferDesc* list) { return BCryptDeriveKey(secret, BCRYPT_KDF_HASH, list, nullptr, 0, &size, 0); };
+  EXPECT_EQ(BCryptDeriveKey(secret, L"TLS_PRF", nullptr, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 19, &size, 0), STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, 20u);
+  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 64, nullptr, 0), STATUS_INVALID_PARAMETER);
+  wchar_t sha224[] = L"SHA224", sha384[] = BCRYPT_SHA384_ALGORITHM;
+  BCryptBuffer unknownHash{sizeof(sha224), KDF_HASH_ALGORITHM, sha224}, hmacKey{4, KDF_HMAC_KEY, out.data()};
+  BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 1, &unknownHash}, foreign{BCRYPTBUFFER_VERSION, 1, &hmacKey};
+  EXPECT_EQ(derive(&list), STATUS_NOT_SUPPORTED);
+  EXPECT_EQ(derive(&foreign), STATUS_INVALID_PARAMETER);
+  // The name's byte length counts wide characters: one character short loses the terminator.
+  BCryptBuffer cut{sizeof(sha384) - sizeof(wchar_t), KDF_HASH_ALGORITHM, sha384};
+  list.pBuffers = &cut;
+  EXPECT_EQ(derive(&list), STATUS_INVALID_PARAMETER);
+  cut.cbBuffer = sizeof(sha384);
+  EXPECT_EQ(derive(&list), STATUS_SUCCESS);
+  EXPECT_EQ(size, 48u);
+  list.ulVersion = 1;
+  EXPECT_EQ(derive(&list), STATUS_INVALID_PARAMETER);
+
+  BCRYPT_SECRET_HANDLE stale = secret.handle;
+  ASSERT_EQ(BCryptDestroySecret(stale), STATUS_SUCCESS);
+  secret.handle = nullptr;
+  EXPECT_EQ(BCryptDeriveKey(stale, BCRYPT_KDF_HASH, nullptr, nullptr, 0, &size, 0), STATUS_INVALID_HANDLE);
+  EXPECT_EQ(BCryptDestroySecret(stale), STATUS_INVALID_HANDLE);
+  EXPECT_EQ(BCryptDestroySecret(a.handle), STATUS_INVALID_HANDLE) << "a key is no secret";
 }
 
 TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
@@ -249,48 +290,3 @@ TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
   }
 }
 
-TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
-  Provider p256(BCRYPT_ECDH_P256_ALGORITHM), p384(BCRYPT_ECDH_P384_ALGORITHM);
-  Key a, other, publicOnly;
-  ASSERT_EQ(BCryptGenerateKeyPair(p256, &a.handle, 256, 0), STATUS_SUCCESS);
-  ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
-  ASSERT_EQ(BCryptGenerateKeyPair(p384, &other.handle, 384, 0), STATUS_SUCCESS);
-  ASSERT_EQ(BCryptFinalizeKeyPair(other, 0), STATUS_SUCCESS);
-  Secret secret;
-  EXPECT_EQ(BCryptSecretAgreement(a, other, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "curves differ";
-  const EcdhCurve& curve = kEcdhCurves[0];
-  auto v = Rfc5903(curve);
-  ASSERT_EQ(ImportPair(p256, BCRYPT_ECCPUBLIC_BLOB, EccBlob(curve.publicMagic, {v["gix"], v["giy"]}), &publicOnly), STATUS_SUCCESS);
-  EXPECT_EQ(BCryptSecretAgreement(publicOnly, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
-  EXPECT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 1), STATUS_INVALID_PARAMETER);
-  ASSERT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 0), STATUS_SUCCESS);
-
-  ULONG size = 0;
-  Bytes out(64);
-  auto derive = [&](BCryptBufferDesc* list) { return BCryptDeriveKey(secret, BCRYPT_KDF_HASH, list, nullptr, 0, &size, 0); };
-  EXPECT_EQ(BCryptDeriveKey(secret, L"TLS_PRF", nullptr, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 19, &size, 0), STATUS_BUFFER_TOO_SMALL);
-  EXPECT_EQ(size, 20u);
-  EXPECT_EQ(BCryptDeriveKey(secret, BCRYPT_KDF_HASH, nullptr, out.data(), 64, nullptr, 0), STATUS_INVALID_PARAMETER);
-  wchar_t sha224[] = L"SHA224", sha384[] = BCRYPT_SHA384_ALGORITHM;
-  BCryptBuffer unknownHash{sizeof(sha224), KDF_HASH_ALGORITHM, sha224}, hmacKey{4, KDF_HMAC_KEY, out.data()};
-  BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 1, &unknownHash}, foreign{BCRYPTBUFFER_VERSION, 1, &hmacKey};
-  EXPECT_EQ(derive(&list), STATUS_NOT_SUPPORTED);
-  EXPECT_EQ(derive(&foreign), STATUS_INVALID_PARAMETER);
-  // The name's byte length counts wide characters: one character short loses the terminator.
-  BCryptBuffer cut{sizeof(sha384) - sizeof(wchar_t), KDF_HASH_ALGORITHM, sha384};
-  list.pBuffers = &cut;
-  EXPECT_EQ(derive(&list), STATUS_INVALID_PARAMETER);
-  cut.cbBuffer = sizeof(sha384);
-  EXPECT_EQ(derive(&list), STATUS_SUCCESS);
-  EXPECT_EQ(size, 48u);
-  list.ulVersion = 1;
-  EXPECT_EQ(derive(&list), STATUS_INVALID_PARAMETER);
-
-  BCRYPT_SECRET_HANDLE stale = secret.handle;
-  ASSERT_EQ(BCryptDestroySecret(stale), STATUS_SUCCESS);
-  secret.handle = nullptr;
-  EXPECT_EQ(BCryptDeriveKey(stale, BCRYPT_KDF_HASH, nullptr, nullptr, 0, &size, 0), STATUS_INVALID_HANDLE);
-  EXPECT_EQ(BCryptDestroySecret(stale), STATUS_INVALID_HANDLE);
-  EXPECT_EQ(BCryptDestroySecret(a.handle), STATUS_INVALID_HANDLE) << "a key is no secret";
-}
