@@ -276,14 +276,13 @@ std::string Fetched(const std::string& response, const std::string& path = "/a.c
   return std::string(body.begin(), body.end());
 }
 
-TEST(HttpGet, TakesTheBodyOfAnOkAnswer) {
+TEST(HttpGet, TakesTheBodyOfAnOkAnswerFromAnHttpUrlOnly) {
   EXPECT_EQ(Fetched(LocalHttpServer::OkResponse("crl bytes")), "crl bytes");
   EXPECT_EQ(Fetched("HTTP/1.1 200 OK\r\n\r\nto the end"), "to the end");
   EXPECT_EQ(Fetched("HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\nabcdef"), "abc");
   EXPECT_EQ(Fetched(LocalHttpServer::OkResponse(std::string(1024, 'x'))), std::string(1024, 'x'));
-}
 
-TEST(HttpGet, RefusesAnythingElse) {
+  // Anything else fails.
   EXPECT_EQ(Fetched("HTTP/1.0 404 Not Found\r\nContent-Length: 0\r\n\r\n"), "<failed>");
   EXPECT_EQ(Fetched("HTTP/1.0 301 Moved\r\nLocation: http://127.0.0.1/\r\n\r\n"), "<failed>");
   EXPECT_EQ(Fetched("HTTP/1.0 200 OK\r\nContent-Length: 10\r\n\r\nshort"), "<failed>");
@@ -291,9 +290,8 @@ TEST(HttpGet, RefusesAnythingElse) {
   EXPECT_EQ(Fetched("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nbody\r\n0\r\n\r\n"), "<failed>");
   EXPECT_EQ(Fetched(LocalHttpServer::OkResponse(std::string(1025, 'x'))), "<failed>");
   EXPECT_EQ(Fetched("garbage"), "<failed>");
-}
 
-TEST(HttpGet, RefusesUrlsItCannotFetch) {
+  // So does a URL it cannot fetch.
   std::vector<unsigned char> body;
   for (const char* url : {"https://127.0.0.1/a.crl", "ldap://127.0.0.1/cn=crl", "http://", "http://[::1/a",
                           "http://127.0.0.1:port/a", "http://127.0.0.1:123456/a"})

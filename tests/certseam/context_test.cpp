@@ -178,8 +178,9 @@ const Signed kSigned[] = {
 };
 
 // Each verifies under its issuer's key and not under another key of the same kind (an RSA
-// signature under another RSA key, an ECDSA signature under another EC key).
-TEST(CertificateSignature, VerifiesUnderTheIssuersKeyOnlyForEverySignatureAlgorithm) {
+// signature under another RSA key, an ECDSA signature under another EC key); changed input, and
+// keys that do not suit the algorithm, are refused.
+TEST(CertificateSignature, VerifiesUnchangedInputUnderTheIssuersSuitableKeyOnly) {
   for (const Signed& s : kSigned) {
     SCOPED_TRACE(s.name);
     const Outcome outcome = VerifyWith(Fixture(s.name), s.issuer);
@@ -188,9 +189,7 @@ TEST(CertificateSignature, VerifiesUnderTheIssuersKeyOnlyForEverySignatureAlgori
     EXPECT_FALSE(other.verified);
     EXPECT_EQ(other.error, static_cast<DWORD>(NTE_BAD_SIGNATURE));
   }
-}
 
-TEST(CertificateSignature, RefusesChangedInputAndKeysThatDoNotSuitTheAlgorithm) {
   const Bytes good = Fixture("logon");
   Bytes signature = good;
   signature.back() ^= 1;
@@ -251,7 +250,7 @@ Parsed Parse(const wchar_t* text) {
 
 // Each section of tests/fixtures/certseam/dates.txt: ISO dates and date-times, the user-default
 // form, and month names, year-first dates and times alone (on day 0).
-TEST(DateText, ReadsIsoUserDefaultAndNamedMonthForms) {
+TEST(DateText, ReadsTheDocumentedFormsAndRefusesOtherText) {
   for (const char* section : {"iso", "user-default", "month-names"})
     for (const zttest::SectionLine& line : zttest::ReadSection("certseam/dates.txt", section)) {
       const std::wstring text(line.value.begin(), line.value.end());
@@ -262,9 +261,8 @@ TEST(DateText, ReadsIsoUserDefaultAndNamedMonthForms) {
   const Parsed padded = Parse(L"  2024-01-01  ");
   EXPECT_EQ(padded.result, S_OK);
   EXPECT_DOUBLE_EQ(padded.date, 45292.0);
-}
 
-TEST(DateText, RefusesOtherTextAndImpossibleDates) {
+  // Other text, and impossible dates, are refused.
   EXPECT_EQ(Parse(L"").result, DISP_E_TYPEMISMATCH);
   for (const zttest::SectionLine& line : zttest::ReadSection("certseam/dates.txt", "refused")) {
     const std::string text = line.value.empty() ? line.key : line.key + " " + line.value;

@@ -62,7 +62,7 @@ Store QueryBundle(const Bytes& bundle, DWORD* error = nullptr) {
 }
 
 // Saving follows the size protocol (SaveAsPkcs7 asks for the size first) and offers PKCS #7 only.
-TEST(MemoryStore, EnumeratesNewestFirstAndSavesInThatOrder) {
+TEST(MemoryStore, EnumeratesNewestFirstSavesInThatOrderAndReadsOnlyUnsignedBundles) {
   const Store store = NewStore();
   for (const char* name : {"logon", "intermediate", "root"}) Add(store.get(), name);
   EXPECT_EQ(Enumerated(store.get()), (std::vector<Bytes>{Fixture("root"), Fixture("intermediate"), Fixture("logon")}));
@@ -79,6 +79,19 @@ TEST(MemoryStore, EnumeratesNewestFirstAndSavesInThatOrder) {
   EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
             Code(E_INVALIDARG));
   EXPECT_EQ(ErrorOf(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0)), Code(E_INVALIDARG));
+
+  // Only an unsigned bundle in DER is read as one: not a certificate, nor a signed message (it
+  // has a signer).
+  DWORD error = 0;
+  EXPECT_FALSE(QueryBundle(Fixture("logon"), &error));
+  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
+  const Bytes signedMessage = zttest::OpensslOutput(
+      "cms -sign -in {in} -signer " + zttest::ShellQuoted(CertPath("logon.pem")) + " -inkey " +
+          zttest::ShellQuoted(CertPath("logon.key")) + " -outform DER -nodetach -out {out}",
+      Bytes{'h', 'i'});
+  ASSERT_FALSE(signedMessage.empty());
+  EXPECT_FALSE(QueryBundle(signedMessage, &error));
+  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
 }
 
 TEST(MemoryStore, ReadsTheSystemCaBundleLastCertificateFirst) {
@@ -99,20 +112,6 @@ TEST(MemoryStore, ReadsTheSystemCaBundleLastCertificateFirst) {
   EXPECT_EQ(enumerated.size(), count);
   ASSERT_FALSE(enumerated.empty());
   EXPECT_EQ(enumerated.front(), lastDer);
-}
-
-TEST(MemoryStore, QueryTakesOnlyAnUnsignedBundleInDer) {
-  DWORD error = 0;
-  EXPECT_FALSE(QueryBundle(Fixture("logon"), &error));
-  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
-  // A signed message (it has a signer) is not a bundle.
-  const Bytes signedMessage = zttest::OpensslOutput(
-      "cms -sign -in {in} -signer " + zttest::ShellQuoted(CertPath("logon.pem")) + " -inkey " +
-          zttest::ShellQuoted(CertPath("logon.key")) + " -outform DER -nodetach -out {out}",
-      Bytes{'h', 'i'});
-  ASSERT_FALSE(signedMessage.empty());
-  EXPECT_FALSE(QueryBundle(signedMessage, &error));
-  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
 }
 
 TEST(MemoryStore, KeepsContextsAliveAndEnumerationSafeAcrossDeletesAndClose) {
