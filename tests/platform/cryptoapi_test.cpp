@@ -235,7 +235,7 @@ TEST(CryptoApiCipher, ImportAndKeyParametersRefuseWhatDoesNotFit) {
   }
 }
 
-TEST(CryptoApiRsa, EncryptsLittleEndianPkcs1AndOaepThatTheOpensslToolDecrypts) {
+TEST(CryptoApiRsa, EncryptsLittleEndianPkcs1AndOaepThatTheOpensslToolDecryptsAndRefusesWhatDoesNotFit) {
   CryptContext context(MS_ENH_RSA_AES_PROV_XP_W, PROV_RSA_AES, 0xF0000008);
   CryptKeyHandle key;
   ASSERT_TRUE(Import(context, RsaPublicKeyBlob(), &key)) << std::hex << GetLastError();
@@ -258,13 +258,13 @@ TEST(CryptoApiRsa, EncryptsLittleEndianPkcs1AndOaepThatTheOpensslToolDecrypts) {
     std::reverse(cipher.begin(), cipher.end());
     EXPECT_EQ(OpensslDecrypt(cipher, options), hello) << options;
   }
-}
 
-TEST(CryptoApiRsa, RefusesLongDataDecryptionAndSignatureKeys) {
-  CryptContext context(MS_ENHANCED_PROV_W, PROV_RSA_FULL);
-  CryptKeyHandle key, signature, bad;
-  ASSERT_TRUE(Import(context, RsaPublicKeyBlob(), &key));
-  ASSERT_TRUE(Import(context, RsaPublicKeyBlob(CALG_RSA_SIGN), &signature));
+  // Long data, decryption and signature keys are refused, here on the other provider type.
+  CryptContext full(MS_ENHANCED_PROV_W, PROV_RSA_FULL);
+  CryptKeyHandle signature, bad;
+  key.Reset();
+  ASSERT_TRUE(Import(full, RsaPublicKeyBlob(), &key));
+  ASSERT_TRUE(Import(full, RsaPublicKeyBlob(CALG_RSA_SIGN), &signature));
   Bytes buffer(256, 1);
   auto encryptError = [&](DWORD length, DWORD flags, HCRYPTKEY with = 0) {
     SetLastError(0);
@@ -281,8 +281,8 @@ TEST(CryptoApiRsa, RefusesLongDataDecryptionAndSignatureKeys) {
   EXPECT_EQ(ErrorOf(CryptDecrypt(key, 0, TRUE, 0, buffer.data(), &length)), Code(NTE_BAD_KEY));
 
   SetLastError(0);
-  EXPECT_EQ(ErrorOf(Import(context, RsaPublicKeyBlob(CALG_RSA_KEYX, 0x32415352), &bad)), Code(NTE_BAD_DATA)) << "RSA2";
+  EXPECT_EQ(ErrorOf(Import(full, RsaPublicKeyBlob(CALG_RSA_KEYX, 0x32415352), &bad)), Code(NTE_BAD_DATA)) << "RSA2";
   const Bytes blob = RsaPublicKeyBlob();
-  EXPECT_EQ(ErrorOf(Import(context, Head(blob, blob.size() - 1), &bad)), Code(NTE_BAD_DATA));
-  EXPECT_EQ(ErrorOf(Import(context, RsaPublicKeyBlob(CALG_AES_128), &bad)), Code(NTE_BAD_ALGID));
+  EXPECT_EQ(ErrorOf(Import(full, Head(blob, blob.size() - 1), &bad)), Code(NTE_BAD_DATA));
+  EXPECT_EQ(ErrorOf(Import(full, RsaPublicKeyBlob(CALG_AES_128), &bad)), Code(NTE_BAD_ALGID));
 }

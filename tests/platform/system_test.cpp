@@ -196,7 +196,7 @@ TEST_F(Files, DispositionsAsPublished) {
   std::remove(fifo.c_str());
 }
 
-TEST_F(Files, MappingsAndViewsNeedTheAccessTheyGrant) {
+TEST_F(Files, MappingsAndViewsNeedTheAccessTheyGrantAndAWritableOneWritesThrough) {
   HANDLE file = Open(GENERIC_READ, OPEN_EXISTING);
   ASSERT_NE(file, INVALID_HANDLE_VALUE);
   EXPECT_EQ(ErrorOf(CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr) != nullptr), Code(ERROR_ACCESS_DENIED));
@@ -213,14 +213,13 @@ TEST_F(Files, MappingsAndViewsNeedTheAccessTheyGrant) {
   EXPECT_EQ(ErrorOf(UnmapViewOfFile(static_cast<char*>(view) + 1)), Code(ERROR_INVALID_ADDRESS));
   EXPECT_TRUE(UnmapViewOfFile(view));
   EXPECT_TRUE(CloseHandle(mapping));
-}
 
-TEST_F(Files, AWritableMappingGrowsTheFileAndItsViewWritesThrough) {
-  HANDLE file = Open(GENERIC_READ | GENERIC_WRITE | GENERIC_EXECUTE, OPEN_EXISTING);
+  // A writable mapping grows the file, and its view writes through.
+  file = Open(GENERIC_READ | GENERIC_WRITE | GENERIC_EXECUTE, OPEN_EXISTING);
   ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_EXECUTE_READWRITE, 0, 16, nullptr);
+  mapping = CreateFileMappingW(file, nullptr, PAGE_EXECUTE_READWRITE, 0, 16, nullptr);
   ASSERT_NE(mapping, nullptr);
-  LPVOID view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0);
+  view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0);
   ASSERT_NE(view, nullptr);
   std::memcpy(static_cast<char*>(view) + 10, "abcdef", 6);
   EXPECT_EQ(GetFileSize(file, nullptr), 16u);
