@@ -153,11 +153,13 @@ TEST(KeyStorage, ImportsAndExportsOpensslsPrivateKeyBlobUnderItsExportPolicy) {
   const std::size_t live = ZT::Platform::Testing::LiveHandleCount();
   NCRYPT_PROV_HANDLE provider = 0;
   ASSERT_EQ(NCryptOpenStorageProvider(&provider, MS_KEY_STORAGE_PROVIDER, 0), ERROR_SUCCESS);
-  NCRYPT_KEY_HANDLE key = 0;
+  NCRYPT_KEY_HANDLE key = 0, locked = 0, broken = 0;
   Bytes input = blob;
-  ASSERT_EQ(NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, &key, input.data(),
-                            static_cast<DWORD>(input.size()), NCRYPT_DO_NOT_FINALIZE_FLAG),
-            ERROR_SUCCESS);
+  const auto import = [&](NCRYPT_KEY_HANDLE* imported, DWORD flags) {
+    return NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, imported, input.data(),
+                           static_cast<DWORD>(input.size()), flags);
+  };
+  ASSERT_EQ(import(&key, NCRYPT_DO_NOT_FINALIZE_FLAG), ERROR_SUCCESS);
   DWORD size = 0;
   EXPECT_EQ(NCryptExportKey(key, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, nullptr, 0, &size, 0), NTE_BAD_KEY_STATE);
   DWORD policy = NCRYPT_ALLOW_EXPORT_FLAG | NCRYPT_ALLOW_PLAINTEXT_EXPORT_FLAG;
@@ -172,16 +174,10 @@ TEST(KeyStorage, ImportsAndExportsOpensslsPrivateKeyBlobUnderItsExportPolicy) {
   EXPECT_EQ(out, blob);
   EXPECT_EQ(NCryptExportKey(key, 0, L"RSAFULLPRIVATEBLOB", nullptr, nullptr, 0, &size, 0), NTE_NOT_SUPPORTED);
   // Imported and finalized at once: the policy is 0, nothing goes out in plain text.
-  NCRYPT_KEY_HANDLE locked = 0;
-  ASSERT_EQ(NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, &locked, input.data(),
-                            static_cast<DWORD>(input.size()), 0),
-            ERROR_SUCCESS);
+  ASSERT_EQ(import(&locked, 0), ERROR_SUCCESS);
   EXPECT_EQ(NCryptExportKey(locked, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, nullptr, 0, &size, 0), NTE_NOT_SUPPORTED);
   input[20] ^= 1;  // the modulus is even now
-  NCRYPT_KEY_HANDLE broken = 0;
-  EXPECT_EQ(NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, &broken, input.data(),
-                            static_cast<DWORD>(input.size()), 0),
-            NTE_BAD_DATA);
+  EXPECT_EQ(import(&broken, 0), NTE_BAD_DATA);
   for (NCRYPT_HANDLE handle : {NCRYPT_HANDLE{locked}, NCRYPT_HANDLE{key}, NCRYPT_HANDLE{provider}})
     EXPECT_EQ(NCryptFreeObject(handle), ERROR_SUCCESS);
   EXPECT_EQ(NCryptFreeObject(key), NTE_INVALID_HANDLE);
