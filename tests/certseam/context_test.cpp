@@ -17,7 +17,7 @@ using namespace certseam;
 
 // Serials, dates and thumbprints are compared with the openssl tool through the certificate
 // classes (tests/certificate), which read them from these contexts.
-TEST(CertificateContext, DecodesTheMembersOfCertInfo) {
+TEST(CertificateContext, DecodesTheMembersOfCertInfoFromExactlyOneDerCertificate) {
   const Bytes der = Fixture("logon");
   const Context logon = NewContext(der);
   ASSERT_NE(logon, nullptr);
@@ -53,9 +53,8 @@ TEST(CertificateContext, DecodesTheMembersOfCertInfo) {
   EXPECT_EQ(v2->pCertInfo->dwVersion, static_cast<DWORD>(CERT_V2));
   EXPECT_EQ(v2->pCertInfo->IssuerUniqueId.cUnusedBits, 4u);
   EXPECT_EQ(v2->pCertInfo->SubjectUniqueId.cUnusedBits, 0u);
-}
 
-TEST(CertificateContext, RefusesWhatIsNotExactlyOneDerCertificate) {
+  // What is not exactly one DER certificate is refused.
   const Bytes good = Fixture("logon");
   struct Case {
     const char* what;

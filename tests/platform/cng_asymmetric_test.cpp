@@ -56,8 +56,8 @@ class CngRsa : public ::testing::Test {
 }  // namespace
 
 // Padded blocks both ways: the openssl tool decrypts ours, and the private blob decrypts the
-// tool's (a wrong label, or the wrong padding, does not check out).
-TEST_F(CngRsa, ExchangesPaddedBlocksWithTheOpensslToolBothWays) {
+// tool's (a wrong label, or the wrong padding, does not check out); what does not fit is refused.
+TEST_F(CngRsa, ExchangesPaddedBlocksWithTheOpensslToolAndChecksLengthsPaddingAndBuffers) {
   const Bytes hello = ReadFixture("hello.txt"), hellOaep = ReadFixture("hello.oaep.bin");
   Bytes label = FromText("zt");
   BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2}, noLabel{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
@@ -92,25 +92,22 @@ TEST_F(CngRsa, ExchangesPaddedBlocksWithTheOpensslToolBothWays) {
   Bytes exported(size);
   ASSERT_EQ(BCryptExportKey(priv, nullptr, BCRYPT_RSAPUBLIC_BLOB, exported.data(), size, &size, 0), STATUS_SUCCESS);
   EXPECT_EQ(exported, fixture.PublicBlob());
-}
 
-// The raw public operation on the openssl tool's signatures, and its refusal of values not below
-// the modulus, are checked through Signature (RSA tests).
-TEST_F(CngRsa, EncryptionChecksLengthsPaddingAndBuffers) {
-  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
+  // Lengths, padding and buffers that do not fit. (The raw public operation on the openssl tool's
+  // signatures, and its refusal of values not below the modulus, are checked through Signature.)
   // Without padding the input is an integer: a shorter input is the same number.
   const Bytes message = ReadFixture("message256.bin");
   ASSERT_EQ(Rsa(true, key, Bytes(message.begin() + 1, message.end()), BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
   EXPECT_EQ(out, ReadFixture("message256.none.bin"));
   EXPECT_EQ(Rsa(true, key, Bytes(245, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
   EXPECT_EQ(Rsa(true, key, Bytes(246, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(Rsa(true, key, Bytes(214, 1), BCRYPT_PAD_OAEP, &oaep, &out), STATUS_SUCCESS);
-  EXPECT_EQ(Rsa(true, key, Bytes(215, 1), BCRYPT_PAD_OAEP, &oaep, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(214, 1), BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_SUCCESS);
+  EXPECT_EQ(Rsa(true, key, Bytes(215, 1), BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_OAEP, nullptr, &out), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(Rsa(true, key, Bytes(10, 1), 0, nullptr, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &oaep, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_INVALID_PARAMETER);
   Bytes in(10, 1), buffer(255);
-  ULONG size = 0, bits = 0;
+  ULONG bits = 0;
   EXPECT_EQ(BCryptEncrypt(key, in.data(), 10, nullptr, nullptr, 0, buffer.data(), 255, &size, BCRYPT_PAD_PKCS1),
             STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 256u);

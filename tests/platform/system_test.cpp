@@ -242,7 +242,7 @@ NTSTATUS SystemRandom(unsigned char* byte) {
   return BCryptGenRandom(nullptr, byte, 1, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
 }
 
-TEST_F(CallFailures, OnlyTheArmedCallsFailAndArmingAgainReplaces) {
+TEST_F(CallFailures, OnlyTheArmedCallsFailEachAsItsEntryReportsFailures) {
   unsigned char byte = 0;
   hooks::FailCall("BCryptGenRandom", STATUS_NO_MEMORY, 2, 2);
   EXPECT_EQ(hooks::PendingCallFailures(), 2u);
@@ -266,10 +266,9 @@ TEST_F(CallFailures, OnlyTheArmedCallsFailAndArmingAgainReplaces) {
   hooks::ReplaceTrustStore({{ReadFixtureFile("certs/root.der")}, {}, {}});
   hooks::RestoreTrustStore();
   EXPECT_EQ(hooks::PendingCallFailures(), 1u);
-}
+  hooks::ResetCallFailures();
 
-// A failing call does nothing: no handle, no context, and the code where the entry reports it.
-TEST_F(CallFailures, EachEntryReportsTheFailureItsOwnWay) {
+  // A failing call does nothing: no handle, no context, and the code where the entry reports it.
   const std::size_t handles = hooks::LiveHandleCount();
   HCRYPTPROV provider = 0;
   hooks::FailNextCall("CryptAcquireContextW", static_cast<DWORD>(NTE_FAIL));
