@@ -16,6 +16,11 @@ inline Bytes Fixture(const std::string& name) { return zttest::CertBytes(name); 
 inline Context NewContext(const Bytes& der) { return NewCertContext(der); }
 inline Context Load(const std::string& name) { return NewContext(Fixture(name)); }
 
+// 0 when a call succeeded, else the last error; for a call that returns a pointer,
+// ErrorOf(pointer != nullptr). Code gives an HRESULT as the DWORD GetLastError returns.
+inline DWORD ErrorOf(BOOL ok) { return ok ? 0 : GetLastError(); }
+inline DWORD Code(HRESULT value) { return static_cast<DWORD>(value); }
+
 // FILETIME of a UTC date and time, by SystemTimeToFileTime.
 inline FILETIME At(WORD year, WORD month, WORD day, WORD hour = 0, WORD minute = 0, WORD second = 0) {
   const SYSTEMTIME st{year, month, 0, day, hour, minute, second, 0};

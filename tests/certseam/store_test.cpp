@@ -61,13 +61,37 @@ Store QueryBundle(const Bytes& bundle, DWORD* error = nullptr) {
   return Store(ok ? store : nullptr);
 }
 
-TEST(MemoryStore, EnumeratesNewestFirstAndSavesInThatOrder) {
+// Saving follows the size protocol (SaveAsPkcs7 asks for the size first) and offers PKCS #7 only.
+TEST(MemoryStore, EnumeratesNewestFirstSavesInThatOrderAndReadsOnlyUnsignedBundles) {
   const Store store = NewStore();
   for (const char* name : {"logon", "intermediate", "root"}) Add(store.get(), name);
   EXPECT_EQ(Enumerated(store.get()), (std::vector<Bytes>{Fixture("root"), Fixture("intermediate"), Fixture("logon")}));
   // A bundle saved from it holds them in that order, and so is read back the other way round.
-  EXPECT_EQ(Enumerated(QueryBundle(SaveAsPkcs7(store.get())).get()),
+  const Bytes saved = SaveAsPkcs7(store.get());
+  EXPECT_EQ(Enumerated(QueryBundle(saved).get()),
             (std::vector<Bytes>{Fixture("logon"), Fixture("intermediate"), Fixture("root")}));
+
+  Bytes small(saved.size() - 1);
+  CRYPT_DATA_BLOB blob{static_cast<DWORD>(small.size()), small.data()};
+  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_PKCS7, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
+            Code(ERROR_MORE_DATA));
+  EXPECT_EQ(blob.cbData, saved.size());
+  EXPECT_EQ(ErrorOf(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0)),
+            Code(E_INVALIDARG));
+  EXPECT_EQ(ErrorOf(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0)), Code(E_INVALIDARG));
+
+  // Only an unsigned bundle in DER is read as one: not a certificate, nor a signed message (it
+  // has a signer).
+  DWORD error = 0;
+  EXPECT_FALSE(QueryBundle(Fixture("logon"), &error));
+  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
+  const Bytes signedMessage = zttest::OpensslOutput(
+      "cms -sign -in {in} -signer " + zttest::ShellQuoted(CertPath("logon.pem")) + " -inkey " +
+          zttest::ShellQuoted(CertPath("logon.key")) + " -outform DER -nodetach -out {out}",
+      Bytes{'h', 'i'});
+  ASSERT_FALSE(signedMessage.empty());
+  EXPECT_FALSE(QueryBundle(signedMessage, &error));
+  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
 }
 
 TEST(MemoryStore, ReadsTheSystemCaBundleLastCertificateFirst) {
@@ -90,20 +114,6 @@ TEST(MemoryStore, ReadsTheSystemCaBundleLastCertificateFirst) {
   EXPECT_EQ(enumerated.front(), lastDer);
 }
 
-TEST(MemoryStore, QueryTakesOnlyAnUnsignedBundleInDer) {
-  DWORD error = 0;
-  EXPECT_FALSE(QueryBundle(Fixture("logon"), &error));
-  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
-  // A signed message (it has a signer) is not a bundle.
-  const Bytes signedMessage = zttest::OpensslOutput(
-      "cms -sign -in {in} -signer " + zttest::ShellQuoted(CertPath("logon.pem")) + " -inkey " +
-          zttest::ShellQuoted(CertPath("logon.key")) + " -outform DER -nodetach -out {out}",
-      Bytes{'h', 'i'});
-  ASSERT_FALSE(signedMessage.empty());
-  EXPECT_FALSE(QueryBundle(signedMessage, &error));
-  EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_MATCH));
-}
-
 TEST(MemoryStore, KeepsContextsAliveAndEnumerationSafeAcrossDeletesAndClose) {
   Store store = NewStore();
   for (const char* name : {"logon", "intermediate", "root"}) Add(store.get(), name);
@@ -114,29 +124,13 @@ TEST(MemoryStore, KeepsContextsAliveAndEnumerationSafeAcrossDeletesAndClose) {
   EXPECT_EQ(Enumerated(store.get()), (std::vector<Bytes>{Fixture("intermediate"), Fixture("logon")}));
   // ADD_NEW refuses a certificate that is there.
   const Context logon = Load("logon");
-  EXPECT_FALSE(CertAddCertificateContextToStore(store.get(), logon.get(), CERT_STORE_ADD_NEW, nullptr));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_EXISTS));
+  EXPECT_EQ(ErrorOf(CertAddCertificateContextToStore(store.get(), logon.get(), CERT_STORE_ADD_NEW, nullptr)),
+            Code(CRYPT_E_EXISTS));
   // A context held past the close stays readable; the check flag reports it.
   PCCERT_CONTEXT held = CertEnumCertificatesInStore(store.get(), nullptr);
-  EXPECT_FALSE(CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_PENDING_CLOSE));
+  EXPECT_EQ(ErrorOf(CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG)), Code(CRYPT_E_PENDING_CLOSE));
   EXPECT_EQ(Bytes(held->pbCertEncoded, held->pbCertEncoded + held->cbCertEncoded), Fixture("intermediate"));
   EXPECT_TRUE(CertDeleteCertificateFromStore(held));  // its store is closed: nothing to take it from
-}
-
-TEST(MemoryStore, SaveFollowsTheSizeProtocolAndRefusesOtherForms) {
-  const Store store = NewStore();
-  Add(store.get(), "root");
-  const Bytes expected = SaveAsPkcs7(store.get());
-  Bytes small(expected.size() - 1);
-  CRYPT_DATA_BLOB blob{static_cast<DWORD>(small.size()), small.data()};
-  EXPECT_FALSE(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_PKCS7, CERT_STORE_SAVE_TO_MEMORY, &blob, 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
-  EXPECT_EQ(blob.cbData, expected.size());
-  EXPECT_FALSE(CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
-  EXPECT_FALSE(CertCloseStore(reinterpret_cast<HCERTSTORE>(0x1234), 0));
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_INVALIDARG));
 }
 
 // ---- key storage ---------------------------------------------------------------------------
@@ -159,11 +153,13 @@ TEST(KeyStorage, ImportsAndExportsOpensslsPrivateKeyBlobUnderItsExportPolicy) {
   const std::size_t live = ZT::Platform::Testing::LiveHandleCount();
   NCRYPT_PROV_HANDLE provider = 0;
   ASSERT_EQ(NCryptOpenStorageProvider(&provider, MS_KEY_STORAGE_PROVIDER, 0), ERROR_SUCCESS);
-  NCRYPT_KEY_HANDLE key = 0;
+  NCRYPT_KEY_HANDLE key = 0, locked = 0, broken = 0;
   Bytes input = blob;
-  ASSERT_EQ(NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, &key, input.data(),
-                            static_cast<DWORD>(input.size()), NCRYPT_DO_NOT_FINALIZE_FLAG),
-            ERROR_SUCCESS);
+  const auto import = [&](NCRYPT_KEY_HANDLE* imported, DWORD flags) {
+    return NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, imported, input.data(),
+                           static_cast<DWORD>(input.size()), flags);
+  };
+  ASSERT_EQ(import(&key, NCRYPT_DO_NOT_FINALIZE_FLAG), ERROR_SUCCESS);
   DWORD size = 0;
   EXPECT_EQ(NCryptExportKey(key, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, nullptr, 0, &size, 0), NTE_BAD_KEY_STATE);
   DWORD policy = NCRYPT_ALLOW_EXPORT_FLAG | NCRYPT_ALLOW_PLAINTEXT_EXPORT_FLAG;
@@ -178,16 +174,10 @@ TEST(KeyStorage, ImportsAndExportsOpensslsPrivateKeyBlobUnderItsExportPolicy) {
   EXPECT_EQ(out, blob);
   EXPECT_EQ(NCryptExportKey(key, 0, L"RSAFULLPRIVATEBLOB", nullptr, nullptr, 0, &size, 0), NTE_NOT_SUPPORTED);
   // Imported and finalized at once: the policy is 0, nothing goes out in plain text.
-  NCRYPT_KEY_HANDLE locked = 0;
-  ASSERT_EQ(NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, &locked, input.data(),
-                            static_cast<DWORD>(input.size()), 0),
-            ERROR_SUCCESS);
+  ASSERT_EQ(import(&locked, 0), ERROR_SUCCESS);
   EXPECT_EQ(NCryptExportKey(locked, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, nullptr, 0, &size, 0), NTE_NOT_SUPPORTED);
   input[20] ^= 1;  // the modulus is even now
-  NCRYPT_KEY_HANDLE broken = 0;
-  EXPECT_EQ(NCryptImportKey(provider, 0, LEGACY_RSAPRIVATE_BLOB, nullptr, &broken, input.data(),
-                            static_cast<DWORD>(input.size()), 0),
-            NTE_BAD_DATA);
+  EXPECT_EQ(import(&broken, 0), NTE_BAD_DATA);
   for (NCRYPT_HANDLE handle : {NCRYPT_HANDLE{locked}, NCRYPT_HANDLE{key}, NCRYPT_HANDLE{provider}})
     EXPECT_EQ(NCryptFreeObject(handle), ERROR_SUCCESS);
   EXPECT_EQ(NCryptFreeObject(key), NTE_INVALID_HANDLE);
@@ -254,7 +244,8 @@ TEST(Pfx, RecognisesAPfxWhateverFollowsIt) {
   EXPECT_EQ(error, static_cast<DWORD>(NTE_BAD_FLAGS));
 }
 
-TEST(Pfx, KeysLeaveOnlyWhenImportedExportable) {
+// Keys leave only when imported exportable; without PBES2 parameters the older protection.
+TEST(Pfx, KeysLeaveOnlyWhenImportedExportableUnderTheProtectionAsked) {
   const Store exportable = Import(StoreFixture("modern.p12"), FixturePassword(), CRYPT_EXPORTABLE);
   const Store locked = Import(StoreFixture("modern.p12"), FixturePassword(), 0);
   ASSERT_TRUE(exportable && locked);
@@ -273,12 +264,9 @@ TEST(Pfx, KeysLeaveOnlyWhenImportedExportable) {
   Add(keyless.get(), "root");
   EXPECT_TRUE(Export(keyless.get(), L"pw", &modern, flags | REPORT_NO_PRIVATE_KEY, &error).empty());
   EXPECT_EQ(error, static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY));
-}
 
-TEST(Pfx, ExportsTheOlderProtectionWithoutPbes2Parameters) {
-  const Store store = Import(StoreFixture("modern.p12"), FixturePassword(), CRYPT_EXPORTABLE);
-  ASSERT_TRUE(store);
-  const Bytes pfx = Export(store.get(), L"pw", nullptr, EXPORT_PRIVATE_KEYS);
+  // Without PBES2 parameters, the older protection.
+  const Bytes pfx = Export(exportable.get(), L"pw", nullptr, EXPORT_PRIVATE_KEYS);
   EXPECT_NE(OpensslPkcs12(pfx, "-nokeys -legacy").find("subject="), std::string::npos);
   const std::string text = OpensslProtection(pfx);
   for (const char* expected : {"MAC: sha1, Iteration 2048", "Shrouded Keybag: pbeWithSHA1And3-KeyTripleDES-CBC, Iteration 2048",
@@ -286,8 +274,7 @@ TEST(Pfx, ExportsTheOlderProtectionWithoutPbes2Parameters) {
     EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
   // Named parameters must name the one algorithm offered.
   PKCS12_PBES2_EXPORT_PARAMS other{sizeof(other), nullptr, const_cast<LPWSTR>(L"AES128-SHA1")};
-  DWORD error = 0;
-  EXPECT_TRUE(Export(store.get(), L"pw", &other, EXPORT_PRIVATE_KEYS | PKCS12_EXPORT_PBES2_PARAMS, &error).empty());
+  EXPECT_TRUE(Export(exportable.get(), L"pw", &other, flags, &error).empty());
   EXPECT_EQ(error, static_cast<DWORD>(E_INVALIDARG));
 }
 
@@ -305,8 +292,8 @@ TEST(Pfx, PairsTheKeyWithItsContextOnly) {
     if (found) {
       EXPECT_EQ(keyKind, CERT_NCRYPT_KEY_SPEC);
       EXPECT_FALSE(callerFrees);
-      EXPECT_FALSE(CryptAcquireCertificatePrivateKey(c, 0, nullptr, &key, &keyKind, &callerFrees));
-      EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_BAD_FLAGS));
+      EXPECT_EQ(ErrorOf(CryptAcquireCertificatePrivateKey(c, 0, nullptr, &key, &keyKind, &callerFrees)),
+                Code(NTE_BAD_FLAGS));
     } else {
       EXPECT_EQ(GetLastError(), static_cast<DWORD>(CRYPT_E_NO_KEY_PROPERTY));
     }

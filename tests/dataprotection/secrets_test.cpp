@@ -106,21 +106,6 @@ TEST_F(DataProtectionSecrets, UserSecretIsRefusedWhenOthersCouldReachIt) {
   }
 }
 
-TEST_F(DataProtectionSecrets, SecretsOfAnotherOwnerAreRefused) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root, to give the secrets another owner";
-  secrets.CreateMachineSecret();
-  const Outcome user = Protect(message), machine = Protect(message, CRYPTPROTECT_LOCAL_MACHINE);
-  ASSERT_TRUE(user.ok && machine.ok);
-  for (const std::string& path : {secrets.UserSecret(), secrets.User()}) {
-    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
-    ExpectRefusedUntilRepaired(kRefused, user.bytes, [&] { EXPECT_EQ(chown(path.c_str(), 0, 0), 0); });
-  }
-  ASSERT_EQ(chown(secrets.MachineSecret().c_str(), 65534, 65534), 0);
-  EXPECT_EQ(Unprotect(machine.bytes).code, kRefused);
-  EXPECT_FALSE(ZT::Platform::CheckMachineProtectionSecret());
-  EXPECT_EQ(GetLastError(), kRefused);
-}
-
 TEST_F(DataProtectionSecrets, MachineSecretIsMadeOnlyByTheAdministratorsCall) {
   EXPECT_EQ(Protect(message, CRYPTPROTECT_LOCAL_MACHINE).code, static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
   EXPECT_FALSE(ZT::Platform::CheckMachineProtectionSecret());
@@ -210,8 +195,10 @@ TEST_F(DataProtectionSecrets, ProcessesStartingTogetherShareOneSecret) {
   }
 }
 
-TEST_F(DataProtectionSecrets, AnotherUserOfTheSystemOpensOnlyTheMachinesBlobs) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root, to run a process as another user (uid 65534)";
+// Another user of the system (uid 65534) opens only the machine's blobs, and the secrets are
+// refused once they belong to another owner.
+TEST_F(DataProtectionSecrets, AnotherUserOpensOnlyTheMachinesBlobsAndAnotherOwnersSecretsAreRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root, to run a process as another user and give the secrets another owner";
   secrets.CreateMachineSecret();
   const Outcome user = Protect(message), machine = Protect(message, CRYPTPROTECT_LOCAL_MACHINE);
   ASSERT_TRUE(user.ok && machine.ok);
@@ -232,6 +219,16 @@ TEST_F(DataProtectionSecrets, AnotherUserOfTheSystemOpensOnlyTheMachinesBlobs) {
             0);
   // Pointed at root's own directory, the file system itself refuses.
   EXPECT_EQ(asNobody(secrets.User(), [&] { return Unprotect(user.bytes).code == ERROR_ACCESS_DENIED; }), 0);
+
+  // Secrets that belong to another owner are refused.
+  for (const std::string& path : {secrets.UserSecret(), secrets.User()}) {
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    ExpectRefusedUntilRepaired(kRefused, user.bytes, [&] { EXPECT_EQ(chown(path.c_str(), 0, 0), 0); });
+  }
+  ASSERT_EQ(chown(secrets.MachineSecret().c_str(), 65534, 65534), 0);
+  EXPECT_EQ(Unprotect(machine.bytes).code, kRefused);
+  EXPECT_FALSE(ZT::Platform::CheckMachineProtectionSecret());
+  EXPECT_EQ(GetLastError(), kRefused);
 }
 
 }  // namespace

@@ -55,8 +55,10 @@ class CngRsa : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(CngRsa, PaddedEncryptionsDecryptWithTheOpensslTool) {
-  const Bytes hello = FromText("seam says hello");
+// Padded blocks both ways: the openssl tool decrypts ours, and the private blob decrypts the
+// tool's (a wrong label, or the wrong padding, does not check out); what does not fit is refused.
+TEST_F(CngRsa, ExchangesPaddedBlocksWithTheOpensslToolAndChecksLengthsPaddingAndBuffers) {
+  const Bytes hello = ReadFixture("hello.txt"), hellOaep = ReadFixture("hello.oaep.bin");
   Bytes label = FromText("zt");
   BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2}, noLabel{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
   const std::string sha1 = "-pkeyopt rsa_padding_mode:oaep -pkeyopt rsa_oaep_md:sha1";
@@ -72,48 +74,16 @@ TEST_F(CngRsa, PaddedEncryptionsDecryptWithTheOpensslTool) {
     ASSERT_EQ(out.size(), 256u);
     EXPECT_EQ(OpensslDecrypt(out, c.options), hello) << c.options;
   }
-}
 
-// The raw public operation on the openssl tool's signatures, and its refusal of values not below
-// the modulus, are checked through Signature (RSA tests).
-TEST_F(CngRsa, EncryptionChecksLengthsPaddingAndBuffers) {
-  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
-  // Without padding the input is an integer: a shorter input is the same number.
-  const Bytes message = ReadFixture("message256.bin");
-  ASSERT_EQ(Rsa(true, key, Bytes(message.begin() + 1, message.end()), BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
-  EXPECT_EQ(out, ReadFixture("message256.none.bin"));
-  EXPECT_EQ(Rsa(true, key, Bytes(245, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
-  EXPECT_EQ(Rsa(true, key, Bytes(246, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(Rsa(true, key, Bytes(214, 1), BCRYPT_PAD_OAEP, &oaep, &out), STATUS_SUCCESS);
-  EXPECT_EQ(Rsa(true, key, Bytes(215, 1), BCRYPT_PAD_OAEP, &oaep, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_OAEP, nullptr, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), 0, nullptr, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &oaep, &out), STATUS_INVALID_PARAMETER);
-  Bytes in(10, 1), buffer(255);
-  ULONG size = 0, bits = 0;
-  EXPECT_EQ(BCryptEncrypt(key, in.data(), 10, nullptr, nullptr, 0, buffer.data(), 255, &size, BCRYPT_PAD_PKCS1),
-            STATUS_BUFFER_TOO_SMALL);
-  EXPECT_EQ(size, 256u);
-  // A public key does not decrypt.
-  EXPECT_EQ(Rsa(false, key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(BCryptGetProperty(key, BCRYPT_KEY_LENGTH, reinterpret_cast<PUCHAR>(&bits), 4, &size, 0), STATUS_SUCCESS);
-  EXPECT_EQ(bits, 2048u);
-}
-
-TEST_F(CngRsa, PrivateBlobDecryptsWhatTheOpensslToolEncrypted) {
   Key priv;
   ASSERT_EQ(ImportPair(rsa, BCRYPT_RSAPRIVATE_BLOB, fixture.PrivateBlob(fixture.q), &priv), STATUS_SUCCESS);
-  Bytes label = FromText("zt");
-  BCRYPT_OAEP_PADDING_INFO oaep{BCRYPT_SHA1_ALGORITHM, label.data(), 2}, wrong{BCRYPT_SHA1_ALGORITHM, nullptr, 0};
-  const Bytes hello = ReadFixture("hello.txt"), hellOaep = ReadFixture("hello.oaep.bin");
   ASSERT_EQ(Rsa(false, priv, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
   EXPECT_EQ(out, hello);
   ASSERT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_OAEP, &oaep, &out), STATUS_SUCCESS);
   EXPECT_EQ(out, hello);
   ASSERT_EQ(Rsa(false, priv, ReadFixture("message256.none.bin"), BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
   EXPECT_EQ(out, ReadFixture("message256.bin"));
-  // A wrong label, or the wrong padding, does not check out.
-  EXPECT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_OAEP, &wrong, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(Rsa(false, priv, hellOaep, BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
 
   // The public half exports as the public blob it was built from.
@@ -122,6 +92,29 @@ TEST_F(CngRsa, PrivateBlobDecryptsWhatTheOpensslToolEncrypted) {
   Bytes exported(size);
   ASSERT_EQ(BCryptExportKey(priv, nullptr, BCRYPT_RSAPUBLIC_BLOB, exported.data(), size, &size, 0), STATUS_SUCCESS);
   EXPECT_EQ(exported, fixture.PublicBlob());
+
+  // Lengths, padding and buffers that do not fit. (The raw public operation on the openssl tool's
+  // signatures, and its refusal of values not below the modulus, are checked through Signature.)
+  // Without padding the input is an integer: a shorter input is the same number.
+  const Bytes message = ReadFixture("message256.bin");
+  ASSERT_EQ(Rsa(true, key, Bytes(message.begin() + 1, message.end()), BCRYPT_PAD_NONE, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(out, ReadFixture("message256.none.bin"));
+  EXPECT_EQ(Rsa(true, key, Bytes(245, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_SUCCESS);
+  EXPECT_EQ(Rsa(true, key, Bytes(246, 1), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(214, 1), BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_SUCCESS);
+  EXPECT_EQ(Rsa(true, key, Bytes(215, 1), BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_OAEP, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), 0, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Rsa(true, key, Bytes(10, 1), BCRYPT_PAD_PKCS1 | BCRYPT_PAD_OAEP, &noLabel, &out), STATUS_INVALID_PARAMETER);
+  Bytes in(10, 1), buffer(255);
+  ULONG bits = 0;
+  EXPECT_EQ(BCryptEncrypt(key, in.data(), 10, nullptr, nullptr, 0, buffer.data(), 255, &size, BCRYPT_PAD_PKCS1),
+            STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, 256u);
+  // A public key does not decrypt.
+  EXPECT_EQ(Rsa(false, key, ReadFixture("hello.pkcs1.bin"), BCRYPT_PAD_PKCS1, nullptr, &out), STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(BCryptGetProperty(key, BCRYPT_KEY_LENGTH, reinterpret_cast<PUCHAR>(&bits), 4, &size, 0), STATUS_SUCCESS);
+  EXPECT_EQ(bits, 2048u);
 }
 
 TEST_F(CngRsa, ImportRefusesInconsistentBlobs) {
@@ -159,7 +152,7 @@ TEST_F(CngRsa, GeneratedKeyPairRoundTripsThroughItsFullPrivateBlob) {
   EXPECT_EQ(plain, FromText("round trip"));
 }
 
-TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
+TEST(CngEcdh, Rfc5903AndGeneratedPairsAgreeAndDeriveTheHashOfTheSharedX) {
   for (const EcdhCurve& curve : kEcdhCurves) {
     SCOPED_TRACE(curve.name);
     auto v = Rfc5903(curve);
@@ -187,10 +180,34 @@ TEST(CngEcdh, Rfc5903AgreementsDeriveTheHashOfTheSharedX) {
                               {static_cast<ULONG>(other.size()), KDF_SECRET_APPEND, other.data()}};
     BCryptBufferDesc list{BCRYPTBUFFER_VERSION, 3, buffers};
     EXPECT_EQ(Derive(ir, &list), ReferenceDigest("SHA256", Concat(Concat(counter, z), other)));
+
+    // Generated pairs, finalized before they agree.
+    Key a, b, importedA, importedB;
+    EXPECT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, curve.bits + 1, 0), STATUS_INVALID_PARAMETER);
+    ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, curve.bits, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &b.handle, curve.bits, 0), STATUS_SUCCESS);
+    Secret early, ab, ba;
+    EXPECT_EQ(BCryptSecretAgreement(a, b, &early.handle, 0), STATUS_INVALID_HANDLE) << "not finalized yet";
+    ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptFinalizeKeyPair(b, 0), STATUS_SUCCESS);
+
+    // Each side's public blob, re-imported, agrees with the other's private key.
+    ULONG size = 0;
+    ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
+    EXPECT_EQ(size, 8 + 2 * curve.coordinate);
+    Bytes publicA(size), privateB(8 + 3 * curve.coordinate);
+    ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, publicA.data(), size, &size, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptExportKey(b, nullptr, BCRYPT_ECCPRIVATE_BLOB, privateB.data(), static_cast<ULONG>(privateB.size()), &size, 0),
+              STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, publicA, &importedA), STATUS_SUCCESS);
+    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, privateB, &importedB), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptSecretAgreement(a, b, &ab.handle, 0), STATUS_SUCCESS);
+    ASSERT_EQ(BCryptSecretAgreement(importedB, importedA, &ba.handle, 0), STATUS_SUCCESS);
+    EXPECT_EQ(Derive(ab, nullptr), Derive(ba, nullptr));
   }
 }
 
-TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
+TEST(CngEcdh, ImportAgreementAndDerivationRefuseWhatDoesNotFit) {
   const EcdhCurve& curve = kEcdhCurves[0];
   auto v = Rfc5903(curve);
   Provider ecdh(curve.algorithm);
@@ -217,55 +234,20 @@ TEST(CngEcdh, ImportRefusesPointsAndBlobsThatDoNotFit) {
   EXPECT_EQ(exported, good);
   EXPECT_EQ(BCryptExportKey(key, nullptr, BCRYPT_ECCPRIVATE_BLOB, nullptr, 0, &size, 0), STATUS_INVALID_PARAMETER);
   EXPECT_EQ(BCryptEncrypt(key, data.data(), 16, nullptr, nullptr, 0, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
-}
 
-TEST(CngEcdh, GeneratedPairsAgreeOnEveryCurve) {
-  for (auto [algorithm, bits] : {std::pair<const wchar_t*, ULONG>{BCRYPT_ECDH_P256_ALGORITHM, 256},
-                                 {BCRYPT_ECDH_P384_ALGORITHM, 384}, {BCRYPT_ECDH_P521_ALGORITHM, 521}}) {
-    Provider ecdh(algorithm);
-    Key a, b, importedA, importedB;
-    EXPECT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, bits + 1, 0), STATUS_INVALID_PARAMETER);
-    ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, bits, 0), STATUS_SUCCESS);
-    ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &b.handle, bits, 0), STATUS_SUCCESS);
-    Secret early, ab, ba;
-    EXPECT_EQ(BCryptSecretAgreement(a, b, &early.handle, 0), STATUS_INVALID_HANDLE) << "not finalized yet";
-    ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
-    ASSERT_EQ(BCryptFinalizeKeyPair(b, 0), STATUS_SUCCESS);
-
-    // Each side's public blob, re-imported, agrees with the other's private key.
-    ULONG size = 0;
-    ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, nullptr, 0, &size, 0), STATUS_SUCCESS);
-    const ULONG coordinate = (bits + 7) / 8;
-    EXPECT_EQ(size, 8 + 2 * coordinate);
-    Bytes publicA(size), privateB(8 + 3 * coordinate);
-    ASSERT_EQ(BCryptExportKey(a, nullptr, BCRYPT_ECCPUBLIC_BLOB, publicA.data(), size, &size, 0), STATUS_SUCCESS);
-    ASSERT_EQ(BCryptExportKey(b, nullptr, BCRYPT_ECCPRIVATE_BLOB, privateB.data(), static_cast<ULONG>(privateB.size()), &size, 0),
-              STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPUBLIC_BLOB, publicA, &importedA), STATUS_SUCCESS);
-    ASSERT_EQ(ImportPair(ecdh, BCRYPT_ECCPRIVATE_BLOB, privateB, &importedB), STATUS_SUCCESS);
-    ASSERT_EQ(BCryptSecretAgreement(a, b, &ab.handle, 0), STATUS_SUCCESS);
-    ASSERT_EQ(BCryptSecretAgreement(importedB, importedA, &ba.handle, 0), STATUS_SUCCESS);
-    EXPECT_EQ(Derive(ab, nullptr), Derive(ba, nullptr));
-  }
-}
-
-TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
-  Provider p256(BCRYPT_ECDH_P256_ALGORITHM), p384(BCRYPT_ECDH_P384_ALGORITHM);
-  Key a, other, publicOnly;
-  ASSERT_EQ(BCryptGenerateKeyPair(p256, &a.handle, 256, 0), STATUS_SUCCESS);
+  // Agreement needs keys of one curve, the first with its private half.
+  Provider p384(BCRYPT_ECDH_P384_ALGORITHM);
+  Key a, other;
+  ASSERT_EQ(BCryptGenerateKeyPair(ecdh, &a.handle, 256, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptFinalizeKeyPair(a, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptGenerateKeyPair(p384, &other.handle, 384, 0), STATUS_SUCCESS);
   ASSERT_EQ(BCryptFinalizeKeyPair(other, 0), STATUS_SUCCESS);
   Secret secret;
   EXPECT_EQ(BCryptSecretAgreement(a, other, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "curves differ";
-  const EcdhCurve& curve = kEcdhCurves[0];
-  auto v = Rfc5903(curve);
-  ASSERT_EQ(ImportPair(p256, BCRYPT_ECCPUBLIC_BLOB, EccBlob(curve.publicMagic, {v["gix"], v["giy"]}), &publicOnly), STATUS_SUCCESS);
-  EXPECT_EQ(BCryptSecretAgreement(publicOnly, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
-  EXPECT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 1), STATUS_INVALID_PARAMETER);
-  ASSERT_EQ(BCryptSecretAgreement(a, publicOnly, &secret.handle, 0), STATUS_SUCCESS);
+  EXPECT_EQ(BCryptSecretAgreement(key, a, &secret.handle, 0), STATUS_INVALID_PARAMETER) << "no private half";
+  EXPECT_EQ(BCryptSecretAgreement(a, key, &secret.handle, 1), STATUS_INVALID_PARAMETER);
+  ASSERT_EQ(BCryptSecretAgreement(a, key, &secret.handle, 0), STATUS_SUCCESS);
 
-  ULONG size = 0;
   Bytes out(64);
   auto derive = [&](BCryptBufferDesc* list) { return BCryptDeriveKey(secret, BCRYPT_KDF_HASH, list, nullptr, 0, &size, 0); };
   EXPECT_EQ(BCryptDeriveKey(secret, L"TLS_PRF", nullptr, nullptr, 0, &size, 0), STATUS_NOT_SUPPORTED);
@@ -294,3 +276,4 @@ TEST(CngEcdh, AgreementAndDerivationRefuseWhatDoesNotFit) {
   EXPECT_EQ(BCryptDestroySecret(stale), STATUS_INVALID_HANDLE);
   EXPECT_EQ(BCryptDestroySecret(a.handle), STATUS_INVALID_HANDLE) << "a key is no secret";
 }
+

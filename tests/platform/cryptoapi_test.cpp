@@ -99,7 +99,7 @@ TEST(CryptoApiContext, AcquiresTheNamedProvidersOnlyAndGeneratesRandomBytes) {
   EXPECT_EQ(ErrorOf(CryptGenRandom(context, 8, nullptr)), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 }
 
-TEST(CryptoApiCipher, FinalCallAppendsAPkcs5BlockAfterSp80038aCbc) {
+TEST(CryptoApiCipher, AesMatchesSp80038aPadsTheFinalCallAndChecksBlocks) {
   CryptContext context(MS_ENH_RSA_AES_PROV_XP_W, PROV_RSA_AES);
   CryptKeyHandle key;
   ImportKey(context, CALG_AES_128, FromHex(kAes[0].key), &key, kCbc, &kIv);
@@ -124,50 +124,48 @@ TEST(CryptoApiCipher, FinalCallAppendsAPkcs5BlockAfterSp80038aCbc) {
   EXPECT_EQ(Decrypt(key, cipher, TRUE), kPlain);
   // The engines pad themselves and then call with Final: the provider pads once more.
   EXPECT_EQ(Encrypt(key, Concat(kPlain, Bytes(16, 0x10)), TRUE).size(), 96u);
-}
 
-TEST(CryptoApiCipher, NonFinalCallsCarryTheChainingAndDecryptionChecksBlocks) {
-  CryptContext context(MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES);
-  CryptKeyHandle key;
-  ImportKey(context, CALG_AES, FromHex(kAes[0].key), &key, 0, &kIv);  // CBC is the default mode
-  const Bytes first = Encrypt(key, Head(kPlain, 32), FALSE);
-  const Bytes rest = Encrypt(key, Bytes(kPlain.begin() + 32, kPlain.end()), TRUE);
+  // The other key sizes, in ECB.
+  for (auto [algorithm, v] : {std::pair<ALG_ID, AesVector>{CALG_AES_192, kAes[1]}, {CALG_AES, kAes[2]}}) {
+    CryptKeyHandle sized;
+    ImportKey(context, algorithm, FromHex(v.key), &sized, kEcb);
+    const Bytes ecb = Encrypt(sized, kPlain, TRUE);
+    EXPECT_EQ(ToHex(Head(ecb, 64)), v.ecb);
+    EXPECT_EQ(Decrypt(sized, ecb, TRUE), kPlain);
+  }
+
+  // Non-final calls carry the chaining and take whole blocks, in CBC, the default mode.
+  CryptContext generic(MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES);
+  CryptKeyHandle chained;
+  ImportKey(generic, CALG_AES, FromHex(kAes[0].key), &chained, 0, &kIv);
+  const Bytes first = Encrypt(chained, Head(kPlain, 32), FALSE);
+  const Bytes rest = Encrypt(chained, Bytes(kPlain.begin() + 32, kPlain.end()), TRUE);
   EXPECT_EQ(ToHex(Concat(first, Head(rest, 32))), kAes[0].cbc);
   EXPECT_EQ(rest.size(), 48u);
 
   Bytes odd(20, 1);
   DWORD length = 20;
-  EXPECT_EQ(ErrorOf(CryptEncrypt(key, 0, FALSE, 0, odd.data(), &length, 20)), Code(NTE_BAD_DATA))
+  EXPECT_EQ(ErrorOf(CryptEncrypt(chained, 0, FALSE, 0, odd.data(), &length, 20)), Code(NTE_BAD_DATA))
       << "a non-final call takes whole blocks";
   // Thirteen bytes gain three bytes of 03 in the final block.
-  const Bytes sealed = Encrypt(key, Bytes(13, 7), TRUE);
+  const Bytes sealed = Encrypt(chained, Bytes(13, 7), TRUE);
   ASSERT_EQ(sealed.size(), 16u);
-  EXPECT_EQ(ToHex(Decrypt(key, sealed, FALSE)), "07070707070707070707070707030303");
+  EXPECT_EQ(ToHex(Decrypt(chained, sealed, FALSE)), "07070707070707070707070707030303");
 
   // Decryption takes whole blocks and checks the padding of a final one.
   DWORD error = 0;
-  Decrypt(key, Bytes(20, 1), FALSE, &error);
+  Decrypt(chained, Bytes(20, 1), FALSE, &error);
   EXPECT_EQ(error, Code(NTE_BAD_DATA));
-  Decrypt(key, Encrypt(key, Bytes(16, 0), FALSE), TRUE, &error);  // a final block without valid padding
+  Decrypt(chained, Encrypt(chained, Bytes(16, 0), FALSE), TRUE, &error);  // a final block without valid padding
   EXPECT_EQ(error, Code(NTE_BAD_DATA));
-  Decrypt(key, Bytes(), TRUE, &error);
+  Decrypt(chained, Bytes(), TRUE, &error);
   EXPECT_NE(error, 0u);
   Bytes data(16);
   length = 16;
-  EXPECT_EQ(ErrorOf(CryptDecrypt(key, 0, TRUE, 1, data.data(), &length)), Code(NTE_BAD_FLAGS));
-  EXPECT_EQ(ErrorOf(CryptDecrypt(key, 5, TRUE, 0, data.data(), &length)), Code(NTE_BAD_HASH));
+  EXPECT_EQ(ErrorOf(CryptDecrypt(chained, 0, TRUE, 1, data.data(), &length)), Code(NTE_BAD_FLAGS));
+  EXPECT_EQ(ErrorOf(CryptDecrypt(chained, 5, TRUE, 0, data.data(), &length)), Code(NTE_BAD_HASH));
 }
 
-TEST(CryptoApiCipher, AesKeySizesMatchSp80038aInEcb) {
-  CryptContext context(MS_ENH_RSA_AES_PROV_XP_W, PROV_RSA_AES);
-  for (auto [algorithm, v] : {std::pair<ALG_ID, AesVector>{CALG_AES_192, kAes[1]}, {CALG_AES, kAes[2]}}) {
-    CryptKeyHandle key;
-    ImportKey(context, algorithm, FromHex(v.key), &key, kEcb);
-    const Bytes cipher = Encrypt(key, kPlain, TRUE);
-    EXPECT_EQ(ToHex(Head(cipher, 64)), v.ecb);
-    EXPECT_EQ(Decrypt(key, cipher, TRUE), kPlain);
-  }
-}
 
 TEST(CryptoApiCipher, TripleDesAndDesMatchPublishedExamples) {
   CryptContext context(MS_ENHANCED_PROV_W, PROV_RSA_FULL);
@@ -237,7 +235,7 @@ TEST(CryptoApiCipher, ImportAndKeyParametersRefuseWhatDoesNotFit) {
   }
 }
 
-TEST(CryptoApiRsa, EncryptsLittleEndianPkcs1AndOaepThatTheOpensslToolDecrypts) {
+TEST(CryptoApiRsa, EncryptsLittleEndianPkcs1AndOaepThatTheOpensslToolDecryptsAndRefusesWhatDoesNotFit) {
   CryptContext context(MS_ENH_RSA_AES_PROV_XP_W, PROV_RSA_AES, 0xF0000008);
   CryptKeyHandle key;
   ASSERT_TRUE(Import(context, RsaPublicKeyBlob(), &key)) << std::hex << GetLastError();
@@ -260,13 +258,13 @@ TEST(CryptoApiRsa, EncryptsLittleEndianPkcs1AndOaepThatTheOpensslToolDecrypts) {
     std::reverse(cipher.begin(), cipher.end());
     EXPECT_EQ(OpensslDecrypt(cipher, options), hello) << options;
   }
-}
 
-TEST(CryptoApiRsa, RefusesLongDataDecryptionAndSignatureKeys) {
-  CryptContext context(MS_ENHANCED_PROV_W, PROV_RSA_FULL);
-  CryptKeyHandle key, signature, bad;
-  ASSERT_TRUE(Import(context, RsaPublicKeyBlob(), &key));
-  ASSERT_TRUE(Import(context, RsaPublicKeyBlob(CALG_RSA_SIGN), &signature));
+  // Long data, decryption and signature keys are refused, here on the other provider type.
+  CryptContext full(MS_ENHANCED_PROV_W, PROV_RSA_FULL);
+  CryptKeyHandle signature, bad;
+  key.Reset();
+  ASSERT_TRUE(Import(full, RsaPublicKeyBlob(), &key));
+  ASSERT_TRUE(Import(full, RsaPublicKeyBlob(CALG_RSA_SIGN), &signature));
   Bytes buffer(256, 1);
   auto encryptError = [&](DWORD length, DWORD flags, HCRYPTKEY with = 0) {
     SetLastError(0);
@@ -283,8 +281,8 @@ TEST(CryptoApiRsa, RefusesLongDataDecryptionAndSignatureKeys) {
   EXPECT_EQ(ErrorOf(CryptDecrypt(key, 0, TRUE, 0, buffer.data(), &length)), Code(NTE_BAD_KEY));
 
   SetLastError(0);
-  EXPECT_EQ(ErrorOf(Import(context, RsaPublicKeyBlob(CALG_RSA_KEYX, 0x32415352), &bad)), Code(NTE_BAD_DATA)) << "RSA2";
+  EXPECT_EQ(ErrorOf(Import(full, RsaPublicKeyBlob(CALG_RSA_KEYX, 0x32415352), &bad)), Code(NTE_BAD_DATA)) << "RSA2";
   const Bytes blob = RsaPublicKeyBlob();
-  EXPECT_EQ(ErrorOf(Import(context, Head(blob, blob.size() - 1), &bad)), Code(NTE_BAD_DATA));
-  EXPECT_EQ(ErrorOf(Import(context, RsaPublicKeyBlob(CALG_AES_128), &bad)), Code(NTE_BAD_ALGID));
+  EXPECT_EQ(ErrorOf(Import(full, Head(blob, blob.size() - 1), &bad)), Code(NTE_BAD_DATA));
+  EXPECT_EQ(ErrorOf(Import(full, RsaPublicKeyBlob(CALG_AES_128), &bad)), Code(NTE_BAD_ALGID));
 }

@@ -9,6 +9,7 @@
 #include "support/tool_runner.h"
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/platform.h"
@@ -139,9 +140,18 @@ inline Bytes Cipher(bool encrypt, BCRYPT_KEY_HANDLE key, const Bytes& input, Byt
   return output;
 }
 
-// 0 when a CryptoAPI call succeeded, else the last error (compare with Code(NTE_...)).
+// 0 when a call succeeded, else the last error (compare with Code(NTE_...)). For a call that
+// returns a handle: ErrorOf(handle != nullptr).
 inline DWORD ErrorOf(BOOL ok) { return ok ? 0 : GetLastError(); }
 // The last error as the unsigned value GetLastError returns, for comparison with NTE_ codes.
 inline DWORD Code(HRESULT value) { return static_cast<DWORD>(value); }
+
+// Runs `work(t)` on `count` threads at once, t = 0 .. count - 1, and waits for all of them.
+template <class Work>
+void InThreads(int count, const Work& work) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < count; ++t) threads.emplace_back(work, t);
+  for (std::thread& thread : threads) thread.join();
+}
 
 }  // namespace zttest
