@@ -5,6 +5,7 @@
 
 #include "support/command.h"
 #include "support/hex.h"
+#include "support/last_error.h"
 #include "support/sections.h"
 #include "support/tool_runner.h"
 
@@ -139,12 +140,6 @@ inline Bytes Cipher(bool encrypt, BCRYPT_KEY_HANDLE key, const Bytes& input, Byt
   output.resize(NT_SUCCESS(result) ? size : 0);
   return output;
 }
-
-// 0 when a call succeeded, else the last error (compare with Code(NTE_...)). For a call that
-// returns a handle: ErrorOf(handle != nullptr).
-inline DWORD ErrorOf(BOOL ok) { return ok ? 0 : GetLastError(); }
-// The last error as the unsigned value GetLastError returns, for comparison with NTE_ codes.
-inline DWORD Code(HRESULT value) { return static_cast<DWORD>(value); }
 
 // Runs `work(t)` on `count` threads at once, t = 0 .. count - 1, and waits for all of them.
 template <class Work>
