@@ -118,9 +118,10 @@ std::vector<std::wstring> LinesOf(const LogCapture& log, int level, const std::w
   return lines;
 }
 
-TEST(CertificateProperties, TheLogonCheckTracesItsSteps) {
+// The logon check traces its steps; failures become answers and error lines.
+TEST(CertificateProperties, TracesTheLogonChecksStepsAndTurnsFailuresIntoAnswers) {
   const Bytes logon = Der("logon");
-  const LogCapture log;
+  LogCapture log;
   EXPECT_TRUE(ICertificateProperties::nqIsCertOKForPKILogon(logon.data(), Size(logon)));
   const std::wstring name = L"ICertificateProperties::nqIsCertOKForPKILogon";
   EXPECT_EQ(LinesOf(log, NQLOG_WARNING, name), (std::vector<std::wstring>{
@@ -134,19 +135,17 @@ TEST(CertificateProperties, TheLogonCheckTracesItsSteps) {
                                                 name + L" : unCertificateValueLen=" + std::to_wstring(logon.size()),
                                             }));
   EXPECT_EQ(LinesOf(log, NQLOG_EXIT, name).back(), name + L" : ret=(1)");
-}
 
-TEST(CertificateProperties, FailuresBecomeAnswersAndTraceLines) {
   const Bytes x400 = Der("x400");
   const Bytes ec = Der("ec_leaf");
   const Bytes garbage = {0x30, 0x03, 0x02, 0x01, 0x00};
-  const LogCapture log;
+  log.Clear();
   EXPECT_FALSE(ICertificateProperties::nqIsCertOKForPKILogon(x400.data(), Size(x400)));
   EXPECT_EQ(ICertificateProperties::nqGetCertPriorityForSetAsDefault(ec.data(), Size(ec), false), 0);
   EXPECT_FALSE(ICertificateProperties::nqIsCertOKForSetAsDefault(garbage.data(), Size(garbage), false));
   // The logon's first purpose (clientAuth) made an OCTET STRING: its EKU does not decode, the
   // smart-card logon purpose is not seen, and the UPN and DS alone do not make it fit.
-  Bytes badEku = Der("logon");
+  Bytes badEku = logon;
   const Bytes clientAuth = {0x06, 0x08, 0x2B, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x02};
   const auto at = std::search(badEku.begin(), badEku.end(), clientAuth.begin(), clientAuth.end());
   ASSERT_NE(at, badEku.end());

@@ -39,7 +39,7 @@ TEST_F(DataProtectionService, RoundTripsInBothScopes) {
   EXPECT_TRUE(opened.bytes.empty());
 }
 
-TEST_F(DataProtectionService, DescriptionTravelsWithTheData) {
+TEST_F(DataProtectionService, DescriptionTravelsWithTheDataAndEntropyMustBeGivenAgain) {
   const std::wstring text = L"Caf\u00e9 \u2713 \U0001D11E, line\nend";
   const Outcome sealed = Protect(message, CRYPTPROTECT_UI_FORBIDDEN, nullptr, text.c_str());
   ASSERT_TRUE(sealed.ok);
@@ -52,9 +52,8 @@ TEST_F(DataProtectionService, DescriptionTravelsWithTheData) {
   ASSERT_TRUE(CryptUnprotectData(&in, nullptr, nullptr, nullptr, nullptr, 0, &out));
   EXPECT_EQ(ByteArray(out.pbData, out.pbData + out.cbData), message);
   LocalFree(out.pbData);
-}
 
-TEST_F(DataProtectionService, EntropyMustBeGivenAgain) {
+  // The entropy must be given again, exactly.
   const Outcome withEntropy = Protect(message, CRYPTPROTECT_UI_FORBIDDEN, &entropy);
   ASSERT_TRUE(withEntropy.ok);
   const ByteArray other = Text("peppes"), empty;

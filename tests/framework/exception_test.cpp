@@ -29,54 +29,55 @@ TEST(CCryptoException, StringFromIdNamesEveryIdAndTheUnknownOnes) {
   for (std::uint64_t id : {3999, 4014, 0}) EXPECT_EQ(IdText(id), WString(L"ID:") + std::to_wstring(id).c_str() + L" (Unknown Exception Id)");
 }
 
-// An inner exception that counts its own destruction.
+// Inner exceptions, ours and a caller's (an IException of the support library), that count their
+// own destruction.
+static int g_destroyed = 0;
 struct CountedException : CCryptoException {
-  static inline int destroyed = 0;
   CountedException() : CCryptoException(L"x", 1, L"counted", CRYPTO_NOT_SUPPORTED, nullptr) {}
-  ~CountedException() override { ++destroyed; }
+  ~CountedException() override { ++g_destroyed; }
 };
-
-TEST(RaiseAndWrap, WrappedExceptionCarriesInnerIdItsOwnMessageAndLine) {
-  const FunctionTrace fn(L"Factory::Create");
-  CountedException::destroyed = 0;
-  CountedException* inner = nullptr;
-  const unsigned line = __LINE__ + 1;
-  auto e = Thrown([&] { fn.Wrap(L"new CThing() failed", [&]() -> int { throw inner = new CountedException; }); });
-  ExpectFailure(e, CRYPTO_NOT_SUPPORTED, L"new CThing() failed");
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getLineNumber(), line);
-  EXPECT_EQ(e->getInnerException(), inner);
-  EXPECT_EQ(CountedException::destroyed, 0);
-  e.reset();
-  EXPECT_EQ(CountedException::destroyed, 1) << "deleting the outer exception releases the inner one";
-}
-
-// What a caller's map or key throws: an IException of the support library, not ours.
 struct ForeignException : CException {
-  static inline int destroyed = 0;
-  explicit ForeignException(std::uint64_t id = 7) : CException(L"caller", 3, L"caller's failure", id, nullptr) {}
-  ~ForeignException() override { ++destroyed; }
+  ForeignException() : CException(L"caller", 3, L"caller's failure", 7, nullptr) {}
+  ~ForeignException() override { ++g_destroyed; }
 };
 
-[[noreturn]] void ThrowForeign(IException** thrown = nullptr) {
+[[noreturn]] void ThrowForeign(IException** thrown) {
   IException* e = new ForeignException;
-  if (thrown) *thrown = e;
+  *thrown = e;
   throw e;
 }
 
-// Only CCryptoException pointers leave: Wrap and WrapAs take any IException as the inner one, and
-// Run wraps whatever else reaches it.
+// Wrap takes the inner exception's id, ours or a caller's, with its own message and line; the
+// outer exception owns the inner one.
+TEST(RaiseAndWrap, WrappedExceptionCarriesInnerIdItsOwnMessageAndLine) {
+  const FunctionTrace fn(L"Factory::Create");
+  const auto ours = []() -> IException* { return new CountedException; };
+  const auto foreign = []() -> IException* { return new ForeignException; };
+  for (const auto& [make, id] :
+       {std::pair{+ours, std::uint64_t{CRYPTO_NOT_SUPPORTED}}, std::pair{+foreign, std::uint64_t{7}}}) {
+    SCOPED_TRACE(id);
+    g_destroyed = 0;
+    IException* inner = nullptr;
+    const unsigned line = __LINE__ + 1;
+    auto e = Thrown([&] { fn.Wrap(L"new CThing() failed", [&]() -> int { throw inner = make(); }); });
+    ExpectFailure(e, id, L"new CThing() failed");
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->getLineNumber(), line);
+    EXPECT_EQ(e->getInnerException(), inner);
+    EXPECT_EQ(g_destroyed, 0);
+    e.reset();
+    EXPECT_EQ(g_destroyed, 1) << "deleting the outer exception releases the inner one";
+  }
+}
+
+// Only CCryptoException pointers leave: WrapAs takes any IException as the inner one, and Run
+// wraps whatever else reaches it.
 TEST(RaiseAndWrap, ForeignExceptionsBecomeInnerOnesOfCryptoExceptions) {
   const FunctionTrace fn(L"CThing::Do");
-  ForeignException::destroyed = 0;
+  g_destroyed = 0;
   IException* foreign = nullptr;
-  auto e = Thrown([&] { fn.Wrap(L"Digest failed", [&] { ThrowForeign(&foreign); }); });
-  ExpectFailure(e, 7, L"Digest failed");
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->getInnerException(), foreign);
-
   const unsigned line = __LINE__ + 1;
-  e = Thrown([&] { fn.WrapAs(CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { ThrowForeign(&foreign); }); });
+  auto e = Thrown([&] { fn.WrapAs(CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters", [&] { ThrowForeign(&foreign); }); });
   ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"Error while parsing parameters");
   EXPECT_EQ(e->getInnerException(), foreign);
   EXPECT_EQ(e->getLineNumber(), line);
@@ -95,7 +96,7 @@ TEST(RaiseAndWrap, ForeignExceptionsBecomeInnerOnesOfCryptoExceptions) {
   e = Thrown([&] { fn.Run([&] { throw ours; }); });
   EXPECT_EQ(e.get(), ours);
   e.reset();
-  EXPECT_EQ(ForeignException::destroyed, 3) << "each foreign exception is released with its wrapper";
+  EXPECT_EQ(g_destroyed, 2) << "each foreign exception is released with its wrapper";
 }
 
 TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
@@ -134,9 +135,11 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
                              }));
 }
 
-TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
+// A Wrap in a factory logs its message then the Returns line; a null-argument raise writes only
+// the Returns line.
+TEST(TraceLines, WrapLogsItsMessageAndAnUnloggedRaiseOnlyTheReturnsLine) {
   LogCapture capture;
-  const auto e = Thrown([&] {
+  auto e = Thrown([&] {
     const FunctionTrace fn(L"MessageDigest::Create");
     fn.Run([&] {
       return fn.Wrap(L"new CCNGMessageDigest() failed", [&]() -> int {
@@ -156,11 +159,9 @@ TEST(TraceLines, WrapInAFactoryLogsItsMessageThenTheReturnsLine) {
                                  L"1|MessageDigest::Create : new CCNGMessageDigest() failed",
                                  L"16|MessageDigest::Create Returns new CCNGMessageDigest() failed",
                              }));
-}
 
-TEST(TraceLines, NullArgumentRaiseWritesOnlyTheReturnsLine) {
-  LogCapture capture;
-  const auto e = Thrown([&] {
+  capture.Clear();
+  e = Thrown([&] {
     const FunctionTrace fn(L"Signature::Create");
     fn.Run([&] { fn.RaiseUnlogged(CRYPTO_BAD_PARAM, L"pAlgorithm should not be NULL"); });
   });

@@ -142,23 +142,20 @@ TEST(AlgorithmParameters, CloneCopiesOnlyTheSixKeys) {
   }
 }
 
-// Only IAlgorithmParameters::Create traces; the map factories are silent.
-TEST(AlgorithmParameters, FactoryTraces) {
+// Only IAlgorithmParameters::Create traces; the map factories are silent; IECDomainParameters's
+// always throws Not Implemented.
+TEST(ParameterFactories, OnlyAlgorithmParametersTracesAndECDomainParametersThrows) {
   zttest::LogCapture capture;
   delete PM::Create();
   delete PF::Create();
   delete AP::Create();
-  EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{L"8|IAlgorithmParameters::Create",
-                                                        L"16|IAlgorithmParameters::Create"}));
-}
-
-TEST(ECDomainParameters, CreateAlwaysThrowsNotImplemented) {
-  zttest::LogCapture capture;
   const auto e = zttest::Thrown([] { delete IECDomainParameters::Create(); });
   zttest::ExpectFailure(e, CRYPTO_NOT_IMPLEMENTED, L"Not Implemented");
   ASSERT_TRUE(e);
   EXPECT_EQ(e->getFilename(), L"sources/crypto.winapi.api");
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
+                                 L"8|IAlgorithmParameters::Create",
+                                 L"16|IAlgorithmParameters::Create",
                                  L"8|IECDomainParameters::Create",
                                  L"1|IECDomainParameters::Create : Not Implemented",
                                  L"16|IECDomainParameters::Create Returns Not Implemented",

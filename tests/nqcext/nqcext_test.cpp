@@ -14,7 +14,7 @@ struct Map : DataMap2 {};
 
 // Absent keys, other spellings and values of another kind all read as absent, and leave the
 // output untouched.
-TEST(DataMap, LookupsMissAbsentKeysOtherSpellingsAndOtherKinds) {
+TEST(DataMap, LookupsMissAbsentKeysOtherSpellingsAndOtherKindsAndTheLastValueWins) {
   Map map;
   map.Add(L"Key", static_cast<unsigned char>(1));
   NQData data;
@@ -36,28 +36,24 @@ TEST(DataMap, LookupsMissAbsentKeysOtherSpellingsAndOtherKinds) {
   EXPECT_EQ(list, StringList{L"kept"});
   ASSERT_TRUE(map.Get(L"Key", flag));
   EXPECT_EQ(flag, 1);
-}
 
-// Each kind's read-back shows through the typed pairs of the parameter maps (framework tests);
-// here the rules of the map itself.
-TEST(DataMap, TheLastValueWinsBytesAreOneKindAndAKeyMayHaveNoValue) {
-  Map map;
+  // Each kind's read-back shows through the typed pairs of the parameter maps (framework tests);
+  // here the rules of the map itself: the last value wins, bytes are one kind, and a key may have
+  // no value.
   map.Add(L"n", NQData(std::uint64_t{7}));
   map.Add(L"n", NQData(std::uint64_t{8}));
   map.Add(L"nb", NQData(ByteArray{4, 5}));  // bytes are one kind, however they were added
   map.Add(L"s", NQData(WString(L"a string longer than a small-string buffer")));
   map.Add(L"s", NQData(WString(L"short")));
   map.Add(L"p");
-  NQData number;
-  ByteArray bytesOfData;
-  WString text(L"a longer string than the one read into it, all of it replaced");
-  ASSERT_TRUE(map.Get(L"n", number) && map.Get(L"nb", bytesOfData) && map.Get(L"s", text));
-  EXPECT_EQ(number.Uint(), 8u);
-  EXPECT_EQ(bytesOfData, (ByteArray{4, 5}));
+  text = L"a longer string than the one read into it, all of it replaced";
+  ASSERT_TRUE(map.Get(L"n", data) && map.Get(L"nb", bytes) && map.Get(L"s", text));
+  EXPECT_EQ(data.Uint(), 8u);
+  EXPECT_EQ(bytes, (ByteArray{4, 5}));
   EXPECT_EQ(text, L"short");
   EXPECT_FALSE(map.Get(L"n", text)) << "an integer is not a string";
   EXPECT_TRUE(map.Get(L"p"));
-  EXPECT_FALSE(map.Get(L"p", number)) << "a key without a value has no NQData value";
+  EXPECT_FALSE(map.Get(L"p", data)) << "a key without a value has no NQData value";
   EXPECT_EQ(map.erase(L"p"), 1u);
   EXPECT_FALSE(map.Get(L"p"));
 }

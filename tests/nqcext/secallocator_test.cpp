@@ -66,7 +66,7 @@ TEST(SecAllocator, FreedBlocksOfByteArraysAreZeroedWhereOrdinaryOnesAreNot) {
   EXPECT_EQ(FreedBytes(secret->data(), 5000, [&] { delete secret; }), Bytes(5000, 0));
 }
 
-TEST(SecAllocator, GrowingAndShrinkingZeroTheOldBlockAndKeepTheData) {
+TEST(SecAllocator, GrowingShrinkingAndReleasingZeroTheOldBlockAndKeepTheData) {
   ByteArray secret(64, 0x5A);
   secret.shrink_to_fit();
   const unsigned char* old = secret.data();
@@ -77,9 +77,8 @@ TEST(SecAllocator, GrowingAndShrinkingZeroTheOldBlockAndKeepTheData) {
   ByteArray shrinking(1000, 0x77);
   shrinking.resize(10);
   EXPECT_EQ(FreedBytes(shrinking.data(), 1000, [&] { shrinking.shrink_to_fit(); }), Bytes(1000, 0));
-}
 
-TEST(SecAllocator, WideStringAndStringListBlocksAreZeroedOnGrowthDestructionAndClear) {
+  // Wide strings and string lists: on growth, destruction and clear.
   auto* text = new WString(200, L'k');
   const std::size_t before = BlockSize(*text);
   EXPECT_EQ(FreedBytes(text->data(), before, [&] { text->append(2000, L'q'); }), Bytes(before, 0));

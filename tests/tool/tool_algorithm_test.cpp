@@ -1,21 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "support/tool_runner.h"
+#include "tool/tool_test_util.h"
 
 namespace {
 
+using tooltest::Lines;
 using zttest::RunTool;
 
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-TEST(ToolAlgorithms, ListsTheTableInOrderWithNameThenOID) {
+TEST(ToolAlgorithms, ListsTheTableInOrderAndResolvesByNameAndByOID) {
   const auto result = RunTool({"algorithms"});
   ASSERT_EQ(result.status, 0) << result.err;
   const auto lines = Lines(result.out);
@@ -23,9 +15,7 @@ TEST(ToolAlgorithms, ListsTheTableInOrderWithNameThenOID) {
   EXPECT_EQ(lines.front(), "RSA             1.2.840.113549.1.1.1");
   EXPECT_EQ(lines[12], "CMAC            Unknown OID");
   EXPECT_EQ(lines.back(), "DPAPI           Unknown OID");
-}
-
-TEST(ToolAlgorithms, ResolvesByNameAndByOID) {
+  // One row, by name or by OID; an OID outside the table names itself.
   EXPECT_EQ(RunTool({"algorithm", "SHA256"}).out, "SHA256          2.16.840.1.101.3.4.2.1\n");
   EXPECT_EQ(RunTool({"algorithm", "2.16.840.1.101.3.4.2.1"}).out, "SHA256          2.16.840.1.101.3.4.2.1\n");
   const auto unknown = RunTool({"algorithm", "1.2.3.4"});
@@ -34,11 +24,14 @@ TEST(ToolAlgorithms, ResolvesByNameAndByOID) {
 }
 
 TEST(ToolUsage, BadUsageEndsWithStatus64AndAUsageLine) {
+  const std::string cert = tooltest::Cert("logon.der");
   for (const std::vector<std::string>& args :
        {std::vector<std::string>{}, {"algorithm"}, {"algorithm", "a", "b"}, {"nosuchcommand"}, {"algorithms", "--x"},
-        {"--trace=3", "algorithms"}}) {
+        {"--trace=3", "algorithms"}, {"cert"}, {"cert", "show", cert}, {"cert", "verify", cert} /* no --issuer */,
+        {"cert", "trust", "--timeout", "soon", cert}, {"name"}, {"name", "--der", "zz"},
+        {"unprotect", "--entropy", "0"}, {"protect", "--init-machine", "--machine"}}) {
     const auto result = RunTool(args);
-    EXPECT_EQ(result.status, 64) << (args.empty() ? "" : args[0]);
+    EXPECT_EQ(result.status, 64) << testing::PrintToString(args);
     EXPECT_NE(result.err.find("usage: ztcrypto"), std::string::npos) << result.err;
   }
 }

@@ -1,30 +1,18 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 
-#include "support/command.h"
-#include "support/tool_runner.h"
+#include "tool/tool_test_util.h"
 
 namespace {
 
+using namespace tooltest;
 using zttest::RunTool;
-
-std::string Cert(const std::string& file) { return zttest::FixturePath("certs/" + file); }
-
-// The value after "<key>=" in the openssl tool's answer about a fixture, lower case, no colons.
-std::string OpensslHex(const std::string& file, const std::string& option, const std::string& key) {
-  std::string out = zttest::CommandOutput("openssl x509 -noout " + option + " -in " + zttest::ShellQuoted(Cert(file)));
-  out = out.substr(out.find(key + "=") + key.size() + 1);
-  out.erase(std::remove_if(out.begin(), out.end(), [](char c) { return c == ':' || c == '\n'; }), out.end());
-  std::transform(out.begin(), out.end(), out.begin(), [](char c) { return std::tolower(c); });
-  return out;
-}
 
 bool HasLine(const std::string& out, const std::string& line) { return out.find(line + "\n") != std::string::npos; }
 
-TEST(ToolCert, DumpsTheFieldsExtensionsNamesAndPolicy) {
+TEST(ToolCert, DumpsTheFieldsExtensionsNamesAndPolicyAndThePolicyAlone) {
   const auto dump = RunTool({"cert", "dump", Cert("logon.der")});
   ASSERT_EQ(dump.status, 0) << dump.err;
   // openssl prints the serial's magnitude; the DER INTEGER has a sign octet before a leading 1 bit.
@@ -46,18 +34,16 @@ TEST(ToolCert, DumpsTheFieldsExtensionsNamesAndPolicy) {
     EXPECT_TRUE(HasLine(dump.out, line)) << line << "\n---\n" << dump.out;
   // PEM and DER give the same.
   EXPECT_EQ(RunTool({"cert", "dump", Cert("logon.pem")}).out, dump.out);
+  // The policy alone, one answer a line, with and without taking EFS into account.
+  EXPECT_EQ(RunTool({"cert", "policy", Cert("efs.pem")}).out,
+            "EKU: yes (smart-card logon: no)\nPKI logon: no\nSet as default: yes\nPriority: 1\n");
+  EXPECT_EQ(RunTool({"cert", "policy", "--ignore-efs", Cert("efs.der")}).out,
+            "EKU: yes (smart-card logon: no)\nPKI logon: no\nSet as default: no\nPriority: 0\n");
   // Alternative names that cannot be read do not stop the dump.
   const auto x400 = RunTool({"cert", "dump", Cert("x400.der")});
   EXPECT_EQ(x400.status, 0);
   EXPECT_TRUE(
       HasLine(x400.out, "Subject alternative names: unreadable (Type not implemented: CERT_ALT_NAME_X400_ADDRESS)"));
-}
-
-TEST(ToolCert, PolicyAnswersOneALine) {
-  EXPECT_EQ(RunTool({"cert", "policy", Cert("efs.pem")}).out,
-            "EKU: yes (smart-card logon: no)\nPKI logon: no\nSet as default: yes\nPriority: 1\n");
-  EXPECT_EQ(RunTool({"cert", "policy", "--ignore-efs", Cert("efs.der")}).out,
-            "EKU: yes (smart-card logon: no)\nPKI logon: no\nSet as default: no\nPriority: 0\n");
 }
 
 TEST(ToolCert, VerifiesASignatureUnderTheIssuersCertificate) {
@@ -75,11 +61,8 @@ TEST(ToolCert, TrustPrintsTheStatusWordAndItsBits) {
             "Trust status: 0x00010040\n  CERT_TRUST_REVOCATION_STATUS_UNKNOWN\n  CERT_TRUST_IS_PARTIAL_CHAIN\n");
 }
 
-TEST(ToolCert, RefusesBadUsageAndUnreadableCertificates) {
-  EXPECT_EQ(RunTool({"cert"}).status, 64);
-  EXPECT_EQ(RunTool({"cert", "show", Cert("logon.der")}).status, 64);
-  EXPECT_EQ(RunTool({"cert", "verify", Cert("logon.der")}).status, 64);  // no --issuer
-  EXPECT_EQ(RunTool({"cert", "trust", "--timeout", "soon", Cert("logon.der")}).status, 64);
+// Bad usage: ToolUsage.
+TEST(ToolCert, RefusesUnreadableCertificates) {
   const auto ec = RunTool({"cert", "dump", Cert("ec_leaf.der")});
   EXPECT_EQ(ec.status, 2);
   EXPECT_EQ(ec.err, "ztcrypto: new ICertificate() failed: new IPublicKey failed: new CCNGRSAPublicKey() failed: "

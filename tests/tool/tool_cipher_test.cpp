@@ -46,12 +46,11 @@ TEST(ToolCipher, EncryptEqualsOpensslEncAndDecryptInvertsIt) {
     SCOPED_TRACE(c.openssl);
     const bool unpadded = c.padding == "None";
     const std::string message = Message(unpadded ? 48 : 45);
-    std::vector<std::string> args = {"--alg", c.alg, "--mode", c.mode, "--key", c.key};
-    if (!c.iv.empty()) args.insert(args.end(), {"--iv", c.iv});
-    if (!c.padding.empty()) args.insert(args.end(), {"--padding", c.padding});
-    std::vector<std::string> encrypt = {"encrypt"}, decrypt = {"decrypt"};
-    encrypt.insert(encrypt.end(), args.begin(), args.end());
-    decrypt.insert(decrypt.end(), args.begin(), args.end());
+    std::vector<std::string> encrypt = {"encrypt", "--alg", c.alg, "--mode", c.mode, "--key", c.key};
+    if (!c.iv.empty()) encrypt.insert(encrypt.end(), {"--iv", c.iv});
+    if (!c.padding.empty()) encrypt.insert(encrypt.end(), {"--padding", c.padding});
+    std::vector<std::string> decrypt = encrypt;
+    decrypt[0] = "decrypt";
 
     const auto sealed = RunTool(encrypt, message);
     ASSERT_EQ(sealed.status, 0) << sealed.err;
@@ -68,18 +67,14 @@ TEST(ToolCipher, EncryptEqualsOpensslEncAndDecryptInvertsIt) {
 TEST(ToolCipher, WritesToAFileAndReadsOne) {
   const std::string dir = testing::TempDir(), in = dir + "zt_tool_plain", out = dir + "zt_tool_sealed";
   std::ofstream(in, std::ios::binary) << "file contents";
-  const std::vector<std::string> key = {"--alg", "AES", "--mode", "ECB", "--key", std::string(32, '0')};
-  std::vector<std::string> args = {"encrypt", "--out", out, in};
-  args.insert(args.begin() + 1, key.begin(), key.end());
-  const auto result = RunTool(args);
+  const std::string key(32, '0');
+  const auto result = RunTool({"encrypt", "--alg", "AES", "--mode", "ECB", "--key", key, "--out", out, in});
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_TRUE(result.out.empty());
   std::ifstream written(out, std::ios::binary);
   const std::string sealed((std::istreambuf_iterator<char>(written)), std::istreambuf_iterator<char>());
   EXPECT_EQ(sealed.size(), 16u);
-  std::vector<std::string> back = {"decrypt", out};
-  back.insert(back.begin() + 1, key.begin(), key.end());
-  EXPECT_EQ(RunTool(back).out, "file contents");
+  EXPECT_EQ(RunTool({"decrypt", "--alg", "AES", "--mode", "ECB", "--key", key, out}).out, "file contents");
   std::remove(in.c_str());
   std::remove(out.c_str());
 }

@@ -3,37 +3,18 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <sstream>
 
-#include "support/command.h"
-#include "support/tool_runner.h"
+#include "tool/tool_test_util.h"
 
 namespace {
 
+using namespace tooltest;
 using zttest::RunTool;
 
-std::string Cert(const std::string& file) { return zttest::FixturePath("certs/" + file); }
 std::string Stores(const std::string& file) { return zttest::FixturePath("stores/" + file); }
 std::string Scratch(const std::string& name) { return testing::TempDir() + std::to_string(::getpid()) + "-" + name; }
-
-std::vector<std::string> Lines(const std::string& text, const std::string& prefix = "") {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    if (line.rfind(prefix, 0) == 0) lines.push_back(line);
-  return lines;
-}
-
-// openssl's SHA-1 fingerprint of a fixture certificate, lower case without colons.
-std::string Sha1(const std::string& name) {
-  std::string out = zttest::CommandOutput("openssl x509 -noout -fingerprint -sha1 -in " + zttest::ShellQuoted(Cert(name + ".pem")));
-  out = out.substr(out.find('=') + 1);
-  out.erase(std::remove_if(out.begin(), out.end(), [](char c) { return c == ':' || c == '\n'; }), out.end());
-  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
-  return out;
-}
+std::string Sha1(const std::string& name) { return OpensslHex(name + ".pem", "-fingerprint -sha1", "Fingerprint"); }
 
 std::string Subject(const std::string& name) {
   return Lines(zttest::CommandOutput("openssl x509 -noout -subject -in " + zttest::ShellQuoted(Cert(name + ".pem"))))[0];
