@@ -6,7 +6,7 @@ namespace {
 
 using zttest::RunTool;
 
-TEST(ToolName, PrintsTextDerAndAttributesFromTextOrDer) {
+TEST(ToolName, PrintsTextDerAndAttributesFromTextOrDerOrTheLibrarysRefusal) {
   // The DER is the subject that `openssl req -subj "/CN=Test/O=Acme, Inc./C=US"` writes under
   // string_mask = nombstr.
   const auto result = RunTool({"name", "CN=Test, O=\"Acme, Inc.\", C=US"});
@@ -26,9 +26,7 @@ TEST(ToolName, PrintsTextDerAndAttributesFromTextOrDer) {
   EXPECT_EQ(RunTool({"name", "--reverse", "--crlf", "--der", der}).out,
             "Name: O=Example\r\nCN=Alice + OID.0.9.2342.19200300.100.1.1=alice\nDER: " + der +
                 "\nAttributes: 2.5.4.3, 0.9.2342.19200300.100.1.1, 2.5.4.10\n");
-}
 
-TEST(ToolName, RefusalsEndWithTheLibraryMessage) {
   const auto bad = RunTool({"name", "CN=a,"});
   EXPECT_EQ(bad.status, 2);
   // The inner messages follow the outer one, innermost last.

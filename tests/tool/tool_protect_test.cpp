@@ -16,7 +16,7 @@ using zttest::RunTool;
 
 const std::string kMessage = std::string("a line to keep\n\0and binary after it", 36);
 
-TEST(ToolProtect, RoundTripsForTheUserWithEntropyAndDescription) {
+TEST(ToolProtect, RoundTripsForTheUserWithEntropyAndDescriptionAndTheCipherOpensIt) {
   const auto sealed = RunTool({"protect", "--entropy", "00ff", "--description", "d\xc3\xa9j\xc3\xa0 vu"}, kMessage);
   ASSERT_EQ(sealed.status, 0) << sealed.err;
   const auto opened = RunTool({"unprotect", "--entropy", "00ff", "-"}, sealed.out);
@@ -37,16 +37,15 @@ TEST(ToolProtect, RoundTripsForTheUserWithEntropyAndDescription) {
   std::remove(path.c_str());
   EXPECT_EQ(fromFile.out, kMessage);
   EXPECT_EQ(fromFile.err, "");
-}
 
-TEST(ToolProtect, WhatTheToolProtectsTheDpapiCipherOpens) {
-  const auto sealed = RunTool({"protect"}, kMessage);
-  ASSERT_EQ(sealed.status, 0) << sealed.err;
+  // What the tool protects, the DPAPI cipher opens.
+  const auto plain = RunTool({"protect"}, kMessage);
+  ASSERT_EQ(plain.status, 0) << plain.err;
   const auto key = dpapitest::StoreKey(L"User");
   const std::unique_ptr<Cipher> cipher(Cipher::Create(dpapitest::Algorithm(L"DPAPI").get(), nullptr));
   cipher->Init(CIPHER_DECRYPT_MODE, key.get());
   ByteArray out;
-  cipher->DoFinal(ByteArray(sealed.out.begin(), sealed.out.end()), out);
+  cipher->DoFinal(ByteArray(plain.out.begin(), plain.out.end()), out);
   EXPECT_EQ(std::string(out.begin(), out.end()), kMessage);
 }
 
