@@ -46,7 +46,7 @@ const Expected kFixtures[] = {
     {"ec_leaf", false, false, false, 0, 0},          // not readable here (an EC key)
 };
 
-TEST(CertificateProperties, AnswersForEveryFixture) {
+TEST(CertificateProperties, AnswersForEveryFixtureAndNoInput) {
   for (const Expected& e : kFixtures) {
     SCOPED_TRACE(e.name);
     const Bytes der = Der(e.name);
@@ -57,31 +57,8 @@ TEST(CertificateProperties, AnswersForEveryFixture) {
     EXPECT_EQ(ICertificateProperties::nqGetCertPriorityForSetAsDefault(der.data(), Size(der), true),
               e.priorityIgnoring);
   }
-}
 
-TEST(CertificateProperties, ExtendedKeyUsageLookup) {
-  struct Case {
-    const char* name;
-    const wchar_t* oid;
-    bool answer, found;
-  };
-  for (const Case& c :
-       {Case{"logon", L"1.3.6.1.4.1.311.20.2.2", true, true}, Case{"logon", L"1.3.6.1.4.1.311.20.2.1", true, false},
-        Case{"logon", L"1.3.6.1.4.1.311.20.2", true, false},  // a prefix is not the purpose
-        Case{"v1", L"1.3.6.1.4.1.311.20.2.2", false, false},  // no EKU extension
-        Case{"logon", nullptr, false, false}}) {
-    SCOPED_TRACE(c.name);
-    const Bytes der = Der(c.name);
-    bool found = !c.found;
-    EXPECT_EQ(ICertificateProperties::nqGetEKUFromCertificate(der.data(), Size(der), c.oid, &found), c.answer);
-    EXPECT_EQ(found, c.found);
-  }
-  const Bytes logon = Der("logon");
-  EXPECT_TRUE(
-      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.5.5.7.3.2", nullptr));
-}
-
-TEST(CertificateProperties, NoInputIsAnsweredWithoutParsing) {
+  // No input is answered without parsing.
   const Bytes logon = Der("logon");
   LogCapture log;
   EXPECT_FALSE(ICertificateProperties::nqIsCertOKForPKILogon(nullptr, Size(logon)));
@@ -108,6 +85,28 @@ TEST(CertificateProperties, NoInputIsAnsweredWithoutParsing) {
                                        L"ICertificateProperties::nqIsCertOKForSetAsDefault : pusCertificateValue=NULL!",
                                        L"ICertificateProperties::nqIsCertOKForSetAsDefault : unCertificateValueLen=0!",
                                    }));
+}
+
+TEST(CertificateProperties, ExtendedKeyUsageLookup) {
+  struct Case {
+    const char* name;
+    const wchar_t* oid;
+    bool answer, found;
+  };
+  for (const Case& c :
+       {Case{"logon", L"1.3.6.1.4.1.311.20.2.2", true, true}, Case{"logon", L"1.3.6.1.4.1.311.20.2.1", true, false},
+        Case{"logon", L"1.3.6.1.4.1.311.20.2", true, false},  // a prefix is not the purpose
+        Case{"v1", L"1.3.6.1.4.1.311.20.2.2", false, false},  // no EKU extension
+        Case{"logon", nullptr, false, false}}) {
+    SCOPED_TRACE(c.name);
+    const Bytes der = Der(c.name);
+    bool found = !c.found;
+    EXPECT_EQ(ICertificateProperties::nqGetEKUFromCertificate(der.data(), Size(der), c.oid, &found), c.answer);
+    EXPECT_EQ(found, c.found);
+  }
+  const Bytes logon = Der("logon");
+  EXPECT_TRUE(
+      ICertificateProperties::nqGetEKUFromCertificate(logon.data(), Size(logon), L"1.3.6.1.5.5.7.3.2", nullptr));
 }
 
 // The lines of `log` written under `name` at `level`.
