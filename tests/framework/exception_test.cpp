@@ -99,7 +99,7 @@ TEST(RaiseAndWrap, ForeignExceptionsBecomeInnerOnesOfCryptoExceptions) {
   EXPECT_EQ(g_destroyed, 2) << "each foreign exception is released with its wrapper";
 }
 
-TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
+TEST(TraceLines, FunctionTraceWritesEntryExitErrorAndReturnsLines) {
   int object = 0;
   LogCapture capture;
   {
@@ -114,7 +114,7 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
   // A raise records its own line and the project-relative file.
   const FunctionTrace fail(L"CThing::Fail", &object);
   const unsigned line = __LINE__ + 2;
-  const auto e = Thrown([&] {
+  auto e = Thrown([&] {
     fail.Run([&] { fail.Raise(CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed", L"Error 0x%x returned by BCryptHashData", 0xC000000Du); });
   });
   ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"BCryptHashData failed");
@@ -133,13 +133,11 @@ TEST(TraceLines, FunctionTraceWritesEntryExitAndReturnsLines) {
                                  L"1|CThing::Fail : Error 0xc000000d returned by BCryptHashData",
                                  L"16|CThing::Fail Returns BCryptHashData failed",
                              }));
-}
 
-// A Wrap in a factory logs its message then the Returns line; a null-argument raise writes only
-// the Returns line.
-TEST(TraceLines, WrapLogsItsMessageAndAnUnloggedRaiseOnlyTheReturnsLine) {
-  LogCapture capture;
-  auto e = Thrown([&] {
+  // A Wrap in a factory logs its message then the Returns line; a null-argument raise writes only
+  // the Returns line.
+  capture.Clear();
+  e = Thrown([&] {
     const FunctionTrace fn(L"MessageDigest::Create");
     fn.Run([&] {
       return fn.Wrap(L"new CCNGMessageDigest() failed", [&]() -> int {
@@ -150,10 +148,9 @@ TEST(TraceLines, WrapLogsItsMessageAndAnUnloggedRaiseOnlyTheReturnsLine) {
     });
   });
   ExpectFailure(e, CRYPTO_INTERNAL_ERROR, L"new CCNGMessageDigest() failed");
-  const std::wstring self = zttest::AddressText(&capture);
   EXPECT_EQ(capture.Trace(), (std::vector<std::wstring>{
                                  L"8|MessageDigest::Create",
-                                 L"8|CCNGMessageDigest::CCNGMessageDigest : this=" + self,
+                                 L"8|CCNGMessageDigest::CCNGMessageDigest : this=" + zttest::AddressText(&capture),
                                  L"1|CCNGMessageDigest::CCNGMessageDigest : Unable to load CNG library",
                                  L"16|CCNGMessageDigest::CCNGMessageDigest Returns Load CNG library failed",
                                  L"1|MessageDigest::Create : new CCNGMessageDigest() failed",
