@@ -2,7 +2,6 @@
 // protection, chains with one key, no MAC, empty passwords; what it writes;
 // its failures; and that passwords and keys stay out of the trace.
 #include <algorithm>
-#include <sstream>
 
 #include "stores_test_util.h"
 
@@ -44,31 +43,26 @@ TEST(P12Store, WritesModernProtectionThatOpensslReadsWithTheKeyAndItsCertificate
   ScratchFile file("saved.p12");
   file.Write(pfx);
   const std::string password = "-passin file:" + zttest::ShellQuoted(StorePath("password.txt"));
-  const std::string details =
-      zttest::CommandOutput("openssl pkcs12 -info -noout " + password + " -in " + zttest::ShellQuoted(file.Path()) + " 2>&1");
+  // What `openssl pkcs12 <options>` prints of the saved file, then `redirect`.
+  const auto pkcs12 = [&](const std::string& options, const std::string& redirect) {
+    return zttest::CommandOutput("openssl pkcs12 " + options + " " + password + " -in " +
+                                 zttest::ShellQuoted(file.Path()) + redirect);
+  };
+  const std::string details = pkcs12("-info -noout", " 2>&1");
   for (const char* expected : {"MAC: sha256, Iteration 2048",
                                "PKCS7 Encrypted data: PBES2, PBKDF2, AES-256-CBC, Iteration 2048, PRF hmacWithSHA256",
                                "Shrouded Keybag: PBES2, PBKDF2, AES-256-CBC, Iteration 2048, PRF hmacWithSHA256"})
     EXPECT_NE(details.find(expected), std::string::npos) << expected << "\n" << details;
   // The certificates last listed first, as they stood in the file they came from.
-  const std::string certificates = zttest::CommandOutput("openssl pkcs12 -nokeys " + password + " -in " +
-                                                         zttest::ShellQuoted(file.Path()) + " 2>&1");
-  std::vector<std::string> subjects;
-  std::istringstream lines(certificates);
-  for (std::string line; std::getline(lines, line);)
-    if (line.rfind("subject=", 0) == 0) subjects.push_back(line);
-  EXPECT_EQ(subjects, (std::vector<std::string>{FixtureSubject("logon"), FixtureSubject("intermediate"),
-                                                FixtureSubject("root")}));
+  EXPECT_EQ(OpensslSubjects("pkcs12 -nokeys " + password, pfx),
+            (std::vector<std::string>{FixtureSubject("logon"), FixtureSubject("intermediate"), FixtureSubject("root")}));
   // The key openssl takes out is the logon certificate's.
-  const std::string modulus = zttest::CommandOutput("openssl pkcs12 -nocerts -nodes " + password + " -in " +
-                                                    zttest::ShellQuoted(file.Path()) +
-                                                    " 2>/dev/null | openssl rsa -noout -modulus");
-  EXPECT_EQ(modulus, zttest::OpensslX509("logon", "-modulus"));
+  EXPECT_EQ(pkcs12("-nocerts -nodes", " 2>/dev/null | openssl rsa -noout -modulus"),
+            zttest::OpensslX509("logon", "-modulus"));
   // Key and certificate carry the certificate's thumbprint as local key identifier.
   const Certificate logon = LoadCertificate("logon");
   const std::string keyId = "localKeyID: " + zttest::UpperHex(dynamic_cast<IX509Certificate&>(*logon).GetHash(), " ");
-  const std::string everything = zttest::CommandOutput("openssl pkcs12 -nodes " + password + " -in " +
-                                                       zttest::ShellQuoted(file.Path()) + " 2>/dev/null");
+  const std::string everything = pkcs12("-nodes", " 2>/dev/null");
   std::size_t count = 0;
   for (std::size_t at = everything.find(keyId); at != std::string::npos; at = everything.find(keyId, at + 1)) ++count;
   EXPECT_EQ(count, 2u) << keyId;
