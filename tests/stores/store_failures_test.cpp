@@ -1,6 +1,8 @@
 // Each platform call of the stores fails in turn (tests/fixtures/failures/stores.txt): what is
 // thrown and logged, that nothing is left open, and the state the store is left in.
 #include <cstdio>
+#include <functional>
+#include <string>
 
 #include "stores_test_util.h"
 
@@ -25,16 +27,18 @@ ByteArray Saved(ICertStore& store) {
   return saved;
 }
 
+// Every row of `[section]` fails `operation`, which leaves no handle open.
+void EachRowFailsLeavingNoHandle(const std::string& section, const std::function<void()>& operation) {
+  for (const auto& row : ReadCallFailures("stores", section)) {
+    const NoHandleLeft handles;
+    ExpectCallFailure(row, operation);
+  }
+}
+
 TEST(P7bStoreCallFailures, CreateAndLoadMakeNothing) {
-  for (const auto& row : ReadCallFailures("stores", "p7b-create")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [] { P7bStore(ICertP7bStore::Create()); });
-  }
+  EachRowFailsLeavingNoHandle("p7b-create", [] { P7bStore(ICertP7bStore::Create()); });
   const ByteArray bundle = StoreFixture("three.p7b");
-  for (const auto& row : ReadCallFailures("stores", "p7b-load")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [&] { P7bStore(ICertP7bStore::Load(bundle)); });
-  }
+  EachRowFailsLeavingNoHandle("p7b-load", [&] { P7bStore(ICertP7bStore::Load(bundle)); });
 }
 
 // A failed operation leaves the store as it was: the same contexts, the same bundle.
@@ -66,29 +70,17 @@ TEST(CertFileStoreCallFailures, EachStepReleasesWhatItOpened) {
   const char* name = "zt-store-failures.der";
   const Certificate logon = LoadCertificate("logon");
   ICertPEMStore::save(logon.get(), L"zt-store-failures.der");
-  for (const auto& row : ReadCallFailures("stores", "pem-load")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [] { Certificate(ICertPEMStore::load(L"zt-store-failures.der")); });
-  }
-  for (const auto& row : ReadCallFailures("stores", "pem-save")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [&] { ICertPEMStore::save(logon.get(), L"zt-store-failures.der"); });
-  }
+  EachRowFailsLeavingNoHandle("pem-load", [] { Certificate(ICertPEMStore::load(L"zt-store-failures.der")); });
+  EachRowFailsLeavingNoHandle("pem-save", [&] { ICertPEMStore::save(logon.get(), L"zt-store-failures.der"); });
   std::remove(name);
 }
 
 TEST(P12StoreCallFailures, LoadAndSaveMakeNothingAndLeaveNoKeyBehind) {
   const ByteArray pfx = StoreFixture("chain.p12");
   const WString password = FixturePassword();
-  for (const auto& row : ReadCallFailures("stores", "p12-load")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [&] { P12Store(ICertP12Store::load(pfx, password)); });
-  }
+  EachRowFailsLeavingNoHandle("p12-load", [&] { P12Store(ICertP12Store::load(pfx, password)); });
   const P12Store chain(ICertP12Store::load(pfx, password));
-  for (const auto& row : ReadCallFailures("stores", "p12-save")) {
-    const NoHandleLeft handles;
-    ExpectCallFailure(row, [&] { ICertP12Store::save(chain.get(), L"x"); });
-  }
+  EachRowFailsLeavingNoHandle("p12-save", [&] { ICertP12Store::save(chain.get(), L"x"); });
   // The store still writes what reads back.
   EXPECT_EQ(ListedEncodings(*P12Store(ICertP12Store::load(ICertP12Store::save(chain.get(), L"x"), L"x"))),
             ListedEncodings(*chain));
