@@ -93,28 +93,27 @@ TEST(P12Store, FailsWithTheIdOfEachReasonAndMakesNothing) {
     const wchar_t* message;
   };
   const WString password = FixturePassword();
+  const wchar_t* const notPfx = L"Invalid PFX blob";
+  const wchar_t* const refused = L"Unable to load the PFX blob (0x56)";
+  const wchar_t* const tooSlow = L"Unable to load the PFX blob (0x80090005)";
   const Case cases[] = {
-      {"no bytes", {}, password, CRYPTO_NOT_P12, L"Invalid PFX blob"},
-      {"a bundle", StoreFixture("three.p7b"), password, CRYPTO_NOT_P12, L"Invalid PFX blob"},
-      {"a certificate", CertDer("logon"), password, CRYPTO_NOT_P12, L"Invalid PFX blob"},
-      {"a wrong password", StoreFixture("modern.p12"), L"wrong", CRYPTO_BAD_AUTH, L"Unable to load the PFX blob (0x56)"},
-      {"a wrong legacy password", StoreFixture("legacy.p12"), L"p\u00e4sswort", CRYPTO_BAD_AUTH,
-       L"Unable to load the PFX blob (0x56)"},
-      {"a wrong password without MAC", StoreFixture("nomac.p12"), L"wrong", CRYPTO_BAD_AUTH,
-       L"Unable to load the PFX blob (0x56)"},
-      {"no password where one is needed", StoreFixture("modern.p12"), L"", CRYPTO_BAD_AUTH,
-       L"Unable to load the PFX blob (0x56)"},
+      {"no bytes", {}, password, CRYPTO_NOT_P12, notPfx},
+      {"a bundle", StoreFixture("three.p7b"), password, CRYPTO_NOT_P12, notPfx},
+      {"a certificate", CertDer("logon"), password, CRYPTO_NOT_P12, notPfx},
+      {"a wrong password", StoreFixture("modern.p12"), L"wrong", CRYPTO_BAD_AUTH, refused},
+      {"a wrong legacy password", StoreFixture("legacy.p12"), L"p\u00e4sswort", CRYPTO_BAD_AUTH, refused},
+      {"a wrong password without MAC", StoreFixture("nomac.p12"), L"wrong", CRYPTO_BAD_AUTH, refused},
+      {"no password where one is needed", StoreFixture("modern.p12"), L"", CRYPTO_BAD_AUTH, refused},
       {"a key without its certificate", StoreFixture("key_only.p12"), password, CRYPTO_BAD_PARAM,
        L"Private key without its certificate in the PFX blob"},
       {"an EC certificate and key", StoreFixture("ec.p12"), password, CRYPTO_NOT_SUPPORTED,
        L"new ICertificate() failed"},
       // A million and one iterations would hold the import: refused before any is run.
-      {"a slow MAC", StoreFixture("slow.p12"), password, CRYPTO_BAD_PARAM, L"Unable to load the PFX blob (0x80090005)"},
-      {"a slow safe", StoreFixture("slow_safe.p12"), password, CRYPTO_BAD_PARAM,
-       L"Unable to load the PFX blob (0x80090005)"},
-      {"a slow key", StoreFixture("slow_key.p12"), password, CRYPTO_BAD_PARAM,
-       L"Unable to load the PFX blob (0x80090005)"},
+      {"a slow MAC", StoreFixture("slow.p12"), password, CRYPTO_BAD_PARAM, tooSlow},
+      {"a slow safe", StoreFixture("slow_safe.p12"), password, CRYPTO_BAD_PARAM, tooSlow},
+      {"a slow key", StoreFixture("slow_key.p12"), password, CRYPTO_BAD_PARAM, tooSlow},
   };
+
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     const zttest::NoHandleLeft noHandleLeft;
