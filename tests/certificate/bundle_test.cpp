@@ -15,7 +15,6 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -95,15 +94,11 @@ struct OpensslView {
 std::size_t Indent(const std::string& line) { return line.find_first_not_of(' '); }
 
 OpensslView ReadWithOpenssl(const ByteArray& der) {
-  char path[] = "/tmp/ztbundle-XXXXXX";
-  const int fd = mkstemp(path);
-  EXPECT_EQ(write(fd, der.data(), der.size()), static_cast<ssize_t>(der.size()));
-  close(fd);
-  const std::string out = zttest::CommandOutput(
-      "openssl x509 -inform DER -noout -text -certopt no_sigdump,no_issuer,no_subject,no_validity,no_serial,no_signame "
-      "-serial -dates -dateopt iso_8601 -subject -issuer -nameopt sep_multiline,oid,utf8 -in " +
-      std::string(path));
-  std::remove(path);
+  const std::vector<unsigned char> printed = zttest::OpensslOutput(
+      "x509 -inform DER -noout -text -certopt no_sigdump,no_issuer,no_subject,no_validity,no_serial,no_signame "
+      "-serial -dates -dateopt iso_8601 -subject -issuer -nameopt sep_multiline,oid,utf8 -in {in} -out {out}",
+      std::vector<unsigned char>(der.begin(), der.end()));
+  const std::string out(printed.begin(), printed.end());
 
   OpensslView view;
   std::istringstream lines(out);

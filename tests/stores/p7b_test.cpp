@@ -10,22 +10,6 @@ const std::vector<std::string> kThree = {"logon", "intermediate", "root"};  // t
 
 P7bStore LoadBundle(const ByteArray& bundle) { return P7bStore(ICertP7bStore::Load(bundle)); }
 
-P7bStore StoreOf(const std::vector<std::string>& names) {
-  P7bStore store(ICertP7bStore::Create());
-  for (const std::string& name : names) {
-    const Certificate certificate = LoadCertificate(name);
-    const Context context(ICertContext::Create(certificate.get()));
-    store->AddCertContext(context.get());
-  }
-  return store;
-}
-
-ByteArray Saved(ICertStore& store) {
-  ByteArray saved{0xde, 0xad};  // replaced, not appended to
-  store.Save(saved);
-  return saved;
-}
-
 std::vector<std::string> Subjects(const std::vector<std::string>& names) {
   std::vector<std::string> subjects;
   for (const std::string& name : names) subjects.push_back(FixtureSubject(name));

@@ -13,20 +13,6 @@ using zttest::ExpectCallFailure;
 using zttest::NoHandleLeft;
 using zttest::ReadCallFailures;
 
-P7bStore StoreOfRoot() {
-  P7bStore store(ICertP7bStore::Create());
-  const Certificate root = LoadCertificate("root");
-  const Context context(ICertContext::Create(root.get()));
-  store->AddCertContext(context.get());
-  return store;
-}
-
-ByteArray Saved(ICertStore& store) {
-  ByteArray saved;
-  store.Save(saved);
-  return saved;
-}
-
 // Every row of `[section]` fails `operation`, which leaves no handle open.
 void EachRowFailsLeavingNoHandle(const std::string& section, const std::function<void()>& operation) {
   for (const auto& row : ReadCallFailures("stores", section)) {
@@ -46,20 +32,20 @@ TEST(P7bStoreCallFailures, OperationsLeaveTheStoreAsItWas) {
   const Certificate logon = LoadCertificate("logon");
   const Context context(ICertContext::Create(logon.get()));
   for (const auto& row : ReadCallFailures("stores", "p7b-add")) {
-    P7bStore store = StoreOfRoot();
+    P7bStore store = StoreOf({"root"});
     const ByteArray before = Saved(*store);
     ExpectCallFailure(row, [&] { store->AddCertContext(context.get()); });
     EXPECT_EQ(ListedEncodings(*store), Encodings({"root"})) << row.Name();
     EXPECT_EQ(Saved(*store), before) << row.Name();
   }
   for (const auto& row : ReadCallFailures("stores", "p7b-save")) {
-    P7bStore store = StoreOfRoot();
+    P7bStore store = StoreOf({"root"});
     ByteArray out{1, 2, 3};
     ExpectCallFailure(row, [&] { store->Save(out); });
     EXPECT_EQ(out, (ByteArray{1, 2, 3})) << row.Name();
   }
   for (const auto& row : ReadCallFailures("stores", "p7b-delete")) {
-    P7bStore store = StoreOfRoot();
+    P7bStore store = StoreOf({"root"});
     ExpectCallFailure(row, [&] { store->DeleteCertContext(Listed(*store).front()); });
     EXPECT_EQ(ListedEncodings(*store), Encodings({"root"})) << row.Name();
     EXPECT_EQ(OpensslSubjects("pkcs7 -inform DER -print_certs", Saved(*store)).size(), 1u) << row.Name();
