@@ -143,7 +143,7 @@ TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
 }
 
 // The order by OID text and the critical-only filter are compared over the CA bundle (CABundle).
-TEST(X509Certificate, ListsExtensionsThroughAFilter) {
+TEST(X509Certificate, ListsExtensionsThroughAFilterAndGivesTheirValues) {
   const auto certificate = Load("logon");
   const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
   filter->SetCritical(0);
@@ -161,10 +161,6 @@ TEST(X509Certificate, ListsExtensionsThroughAFilter) {
   EXPECT_EQ(Listed(*certificate, single.get()), std::vector<std::wstring>{L"2.5.29.37"});
   single->Add(L"CryptoFilterOID", NQData(WString(L"2.5.29.3")));
   EXPECT_TRUE(Listed(*certificate, single.get()).empty());
-}
-
-TEST(X509Certificate, ExtensionValuesAndTheirTraceLines) {
-  const auto certificate = Load("logon");
   // keyUsage = critical, digitalSignature, keyEncipherment.
   EXPECT_EQ(certificate->GetExtensionValue(L"2.5.29.15"), FromHex("030205A0"));
   const LogCapture log;
