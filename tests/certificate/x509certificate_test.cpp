@@ -17,7 +17,7 @@ std::vector<std::wstring> Listed(const IX509Certificate& certificate, ICryptoPar
   return Strings(out);
 }
 
-TEST(CertificateCreate, DispatchesOnTheExactFormatWord) {
+TEST(CertificateCreate, DispatchesOnTheExactFormatWordAndWrapsWhatKeepsACertificateFromBeingMade) {
   const ByteArray der = Der("logon");
   const auto certificate = Load(der);
   ASSERT_NE(certificate, nullptr);
@@ -27,9 +27,7 @@ TEST(CertificateCreate, DispatchesOnTheExactFormatWord) {
     SCOPED_TRACE(word);
     ExpectFailure(Thrown([&] { delete ICertificate::Create(word, der); }), CRYPTO_BAD_PARAM, L"Unknown format");
   }
-}
-
-TEST(CertificateCreate, WrapsWhatKeepsACertificateFromBeingMade) {
+  // What keeps an X.509 certificate from being made is wrapped in the factory's message.
   struct Case {
     const char* what;
     ByteArray bytes;
