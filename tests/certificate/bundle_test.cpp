@@ -9,17 +9,16 @@
 // UTF-8) are written in the platform's X.500 text syntax with its key words and quoting; OID
 // names go back to OIDs through `openssl list -objects`; key-usage bits are named in RFC 5280's
 // order with openssl's words.
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/objects.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -32,33 +31,21 @@ using namespace certtest;
 
 constexpr const char* kBundle = "/etc/ssl/certs/ca-certificates.crt";
 
-struct Pem {
-  std::string text;
-  ByteArray der;
-};
-
-std::vector<Pem> BundleCertificates() {
-  std::ifstream in(kBundle);
-  std::stringstream all;
-  all << in.rdbuf();
-  const std::string text = all.str();
-  std::vector<Pem> certificates;
-  const std::string begin = "-----BEGIN CERTIFICATE-----", end = "-----END CERTIFICATE-----";
-  for (std::size_t at = text.find(begin); at != std::string::npos; at = text.find(begin, at + 1)) {
-    const std::size_t stop = text.find(end, at);
-    if (stop == std::string::npos) break;
-    Pem pem{text.substr(at, stop + end.size() - at) + "\n", {}};
-    BIO* bio = BIO_new_mem_buf(pem.text.data(), static_cast<int>(pem.text.size()));
-    char *name = nullptr, *header = nullptr;
-    unsigned char* data = nullptr;
-    long size = 0;
-    if (PEM_read_bio(bio, &name, &header, &data, &size) == 1) pem.der.assign(data, data + size);
+// The DER of each certificate of the bundle, in order.
+std::vector<ByteArray> BundleCertificates() {
+  std::vector<ByteArray> certificates;
+  BIO* bio = BIO_new_file(kBundle, "r");
+  char *name = nullptr, *header = nullptr;
+  unsigned char* data = nullptr;
+  long size = 0;
+  while (bio != nullptr && PEM_read_bio(bio, &name, &header, &data, &size) == 1) {
+    certificates.emplace_back(data, data + size);
     OPENSSL_free(name);
     OPENSSL_free(header);
     OPENSSL_free(data);
-    BIO_free(bio);
-    certificates.push_back(std::move(pem));
   }
+  ERR_clear_error();  // the end of the file is reported as a missing start line
+  BIO_free(bio);
   return certificates;
 }
 
@@ -106,16 +93,12 @@ struct OpensslView {
 
 std::size_t Indent(const std::string& line) { return line.find_first_not_of(' '); }
 
-OpensslView ReadWithOpenssl(const std::string& pem) {
-  char path[] = "/tmp/ztbundle-XXXXXX";
-  const int fd = mkstemp(path);
-  EXPECT_EQ(write(fd, pem.data(), pem.size()), static_cast<ssize_t>(pem.size()));
-  close(fd);
-  const std::string out = zttest::CommandOutput(
-      "openssl x509 -noout -text -certopt no_sigdump,no_issuer,no_subject,no_validity,no_serial,no_signame "
-      "-serial -dates -dateopt iso_8601 -subject -issuer -nameopt sep_multiline,oid,utf8 -in " +
-      std::string(path));
-  std::remove(path);
+OpensslView ReadWithOpenssl(const ByteArray& der) {
+  const std::vector<unsigned char> printed = zttest::OpensslOutput(
+      "x509 -inform DER -noout -text -certopt no_sigdump,no_issuer,no_subject,no_validity,no_serial,no_signame "
+      "-serial -dates -dateopt iso_8601 -subject -issuer -nameopt sep_multiline,oid,utf8 -in {in} -out {out}",
+      std::vector<unsigned char>(der.begin(), der.end()));
+  const std::string out(printed.begin(), printed.end());
 
   OpensslView view;
   std::istringstream lines(out);
@@ -300,20 +283,20 @@ bool CompareWithLibcrypto(const IX509Certificate& ours, X509* theirs, const Byte
 }
 
 TEST(CABundle, EveryRsaCertificateAgreesWithOpenssl) {
-  const std::vector<Pem> bundle = BundleCertificates();
+  const std::vector<ByteArray> bundle = BundleCertificates();
   ASSERT_GT(bundle.size(), 100u) << kBundle << " (package ca-certificates)";
   const auto objects = OpensslObjects();
   ASSERT_EQ(objects.at("X509v3 Key Usage"), "2.5.29.15");
   std::size_t compared = 0, selfSigned = 0;
   std::map<std::string, std::size_t> refused;  // by key type
-  for (const Pem& pem : bundle) {
-    const unsigned char* p = pem.der.data();
-    const X509Ref theirs(d2i_X509(nullptr, &p, static_cast<long>(pem.der.size())));
+  for (const ByteArray& der : bundle) {
+    const unsigned char* p = der.data();
+    const X509Ref theirs(d2i_X509(nullptr, &p, static_cast<long>(der.size())));
     ASSERT_NE(theirs, nullptr);
-    const OpensslView view = ReadWithOpenssl(pem.text);
+    const OpensslView view = ReadWithOpenssl(der);
     SCOPED_TRACE(view.subject.empty() ? "?" : view.subject.back());
     std::unique_ptr<IX509Certificate> ours;
-    const auto e = Thrown([&] { ours = Load(pem.der); });
+    const auto e = Thrown([&] { ours = Load(der); });
     const int keyType = EVP_PKEY_get_base_id(X509_get0_pubkey(theirs.get()));
     if (keyType != EVP_PKEY_RSA) {
       // The key is always read as RSA: these cannot be made yet.
@@ -324,7 +307,7 @@ TEST(CABundle, EveryRsaCertificateAgreesWithOpenssl) {
     }
     ASSERT_EQ(e, nullptr) << Std(MessageAt(e.get(), 0));
     Compare(*ours, view, objects);
-    selfSigned += CompareWithLibcrypto(*ours, theirs.get(), pem.der) ? 1 : 0;
+    selfSigned += CompareWithLibcrypto(*ours, theirs.get(), der) ? 1 : 0;
     ++compared;
   }
   EXPECT_GT(compared, 100u);

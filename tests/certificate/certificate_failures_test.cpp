@@ -1,6 +1,9 @@
 // The certificate services fail under an X.509 certificate, call by call
 // (tests/fixtures/failures/certificate.txt): what is thrown and logged, and a refused signature
 // check, which is an answer rather than a failure.
+#include <functional>
+#include <utility>
+
 #include "certificate_test_util.h"
 #include "platform/testing.h"
 #include "support/call_failures.h"
@@ -12,21 +15,20 @@ using namespace certtest;
 using zttest::ExpectCallFailure;
 using zttest::ReadCallFailures;
 
-TEST(CertificateCallFailures, CreationFailsAtTheContextAndAtTheThumbprint) {
+// Creation fails at the context and at the thumbprint, the operations at their own calls.
+TEST(CertificateCallFailures, CreationAndOperationsFailAtTheirPlatformCalls) {
   const ByteArray der = Der("logon");
-  for (const auto& row : ReadCallFailures("certificate", "create"))
-    ExpectCallFailure(row, [&] { Load(der); });
-}
-
-TEST(CertificateCallFailures, OperationsFailAtTheirPlatformCalls) {
-  const auto certificate = Load("logon");
+  const auto certificate = Load(der);
   const auto other = Load("root");
-  for (const auto& row : ReadCallFailures("certificate", "compare"))
-    ExpectCallFailure(row, [&] { certificate->Compare(other.get()); });
-  for (const auto& row : ReadCallFailures("certificate", "trust"))
-    ExpectCallFailure(row, [&] { certificate->VerifyTrust(nullptr); });
-  for (const auto& row : ReadCallFailures("certificate", "date"))
-    ExpectCallFailure(row, [&] { certificate->CheckValidity(L"6/1/2024"); });
+  const std::pair<const char*, std::function<void()>> operations[] = {
+      {"create", [&] { Load(der); }},
+      {"compare", [&] { certificate->Compare(other.get()); }},
+      {"trust", [&] { certificate->VerifyTrust(nullptr); }},
+      {"date", [&] { certificate->CheckValidity(L"6/1/2024"); }},
+  };
+  for (const auto& [section, operation] : operations)
+    for (const auto& row : ReadCallFailures("certificate", section))
+      ExpectCallFailure(row, operation);
   // Nothing is left broken: the same calls answer (the certificate is valid from 2024 on).
   EXPECT_TRUE(certificate->Compare(Load("logon").get()));
   EXPECT_TRUE(certificate->CheckValidity(L"6/1/2024"));

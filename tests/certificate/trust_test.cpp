@@ -22,7 +22,10 @@ constexpr std::uint32_t kRevocationUnknown = CERT_TRUST_REVOCATION_STATUS_UNKNOW
 TEST(VerifyTrust, TheFixtureChainWithAndWithoutItsRoot) {
   {
     const ScopedTrustStore store({"root"}, {"intermediate"}, {"root.crl", "intermediate.crl"});
+    const LogCapture log;
     EXPECT_EQ(Load("logon")->VerifyTrust(nullptr), 0u);
+    EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CCNGX509Certificate::VerifyTrust : pParameter=null!"});
+    EXPECT_EQ(log.At(NQLOG_DATA).back(), L"CCNGX509Certificate::VerifyTrust : uiTrustStatus=0");
   }
   {
     const ScopedTrustStore store({}, {"intermediate", "root"}, {"root.crl", "intermediate.crl"});
@@ -75,10 +78,6 @@ TEST(VerifyTrust, TracesWhyTheDefaultTimeOutIsTaken) {
     EXPECT_EQ(certificate->VerifyTrust(map.get()), 0u);
     EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{c.warning});
   }
-  const LogCapture log;
-  EXPECT_EQ(certificate->VerifyTrust(nullptr), 0u);
-  EXPECT_EQ(log.At(NQLOG_WARNING), std::vector<std::wstring>{L"CCNGX509Certificate::VerifyTrust : pParameter=null!"});
-  EXPECT_EQ(log.At(NQLOG_DATA).back(), L"CCNGX509Certificate::VerifyTrust : uiTrustStatus=0");
 }
 
 TEST(X509Certificate, MadeFromAPlatformContextItKeepsItsOwnReference) {
@@ -99,7 +98,7 @@ TEST(X509Certificate, MadeFromAPlatformContextItKeepsItsOwnReference) {
             std::vector<std::wstring>{L"CCNGX509Certificate::CCNGX509Certificate : p_PCert_Context=NULL!"});
 }
 
-TEST(CVCCertificate, IsAnEmptyPlaceholder) {
+TEST(CVCCertificate, IsAnEmptyPlaceholderThatTracesItsArgumentsBeforeRefusing) {
   const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_CVC, FromHex("7F2181E8")));
   ASSERT_NE(certificate, nullptr);
   EXPECT_EQ(certificate->GetFormat(), L"CVC");
@@ -119,6 +118,21 @@ TEST(CVCCertificate, IsAnEmptyPlaceholder) {
   };
   for (const auto& query : queries)
     ExpectFailure(Thrown(query), CRYPTO_NOT_IMPLEMENTED, L"Method not implemented");
+  // Arguments are traced before the refusal.
+  LogCapture log;
+  Thrown([&] { certificate->VerifySignature(nullptr); });
+  const std::wstring self = zttest::AddressText(certificate.get());
+  EXPECT_EQ(log.Trace(), (std::vector<std::wstring>{
+                             L"8|CCNGCVCCertificate::VerifySignature : this=" + self,
+                             L"2|CCNGCVCCertificate::VerifySignature : pPublicKey=empty!",
+                             L"1|CCNGCVCCertificate::VerifySignature : Method not implemented",
+                             L"16|CCNGCVCCertificate::VerifySignature Returns Method not implemented",
+                         }));
+  log.Clear();
+  const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
+  Thrown([&] { certificate->VerifyTrust(map.get()); });
+  EXPECT_EQ(log.At(NQLOG_DATA), std::vector<std::wstring>{L"CCNGCVCCertificate::VerifyTrust : pParameter=" +
+                                                          zttest::AddressText(map.get())});
 }
 
 // The getters that answer without the parsed content trace their entry and exit too.
@@ -138,24 +152,6 @@ TEST(CertificateTrace, FormatAndEncodingGettersWriteEntryAndExit) {
                              L"8|CCNGCVCCertificate::GetFormat : this=" + cvcSelf,
                              L"16|CCNGCVCCertificate::GetFormat",
                          }));
-}
-
-TEST(CVCCertificate, TracesItsArgumentsBeforeRefusing) {
-  const std::unique_ptr<ICertificate> certificate(ICertificate::Create(CERT_FORMAT_CVC, ByteArray()));
-  LogCapture log;
-  Thrown([&] { certificate->VerifySignature(nullptr); });
-  const std::wstring self = zttest::AddressText(certificate.get());
-  EXPECT_EQ(log.Trace(), (std::vector<std::wstring>{
-                             L"8|CCNGCVCCertificate::VerifySignature : this=" + self,
-                             L"2|CCNGCVCCertificate::VerifySignature : pPublicKey=empty!",
-                             L"1|CCNGCVCCertificate::VerifySignature : Method not implemented",
-                             L"16|CCNGCVCCertificate::VerifySignature Returns Method not implemented",
-                         }));
-  log.Clear();
-  const std::unique_ptr<ICryptoParserParameterMap> map(ICryptoParserParameterMap::Create());
-  Thrown([&] { certificate->VerifyTrust(map.get()); });
-  EXPECT_EQ(log.At(NQLOG_DATA), std::vector<std::wstring>{L"CCNGCVCCertificate::VerifyTrust : pParameter=" +
-                                                          zttest::AddressText(map.get())});
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ std::vector<std::wstring> Listed(const IX509Certificate& certificate, ICryptoPar
   return Strings(out);
 }
 
-TEST(CertificateCreate, DispatchesOnTheExactFormatWord) {
+TEST(CertificateCreate, DispatchesOnTheExactFormatWordAndWrapsWhatKeepsACertificateFromBeingMade) {
   const ByteArray der = Der("logon");
   const auto certificate = Load(der);
   ASSERT_NE(certificate, nullptr);
@@ -27,9 +27,7 @@ TEST(CertificateCreate, DispatchesOnTheExactFormatWord) {
     SCOPED_TRACE(word);
     ExpectFailure(Thrown([&] { delete ICertificate::Create(word, der); }), CRYPTO_BAD_PARAM, L"Unknown format");
   }
-}
-
-TEST(CertificateCreate, WrapsWhatKeepsACertificateFromBeingMade) {
+  // What keeps an X.509 certificate from being made is wrapped in the factory's message.
   struct Case {
     const char* what;
     ByteArray bytes;
@@ -89,12 +87,20 @@ TEST(X509Certificate, ThumbprintAndKeyAgreeWithTheOpensslTool) {
   }
 }
 
-TEST(X509Certificate, KeepsTheSerialAndTheVersionAsEncoded) {
+TEST(X509Certificate, KeepsTheSerialTheVersionAndTheUniqueIdentifiersAsEncoded) {
   // make-certs.sh gave the serial 8F0102030405060708; its INTEGER needs the sign octet 00.
   EXPECT_EQ(Load("serial_008f")->GetSerialNumber(), FromHex("008F0102030405060708"));
   EXPECT_EQ(Load("v1")->GetSerialNumber(), FromHex("1234"));
   EXPECT_EQ(Load("v1")->GetVersion(), 0);
   EXPECT_EQ(Load("logon")->GetVersion(), 2);
+  const auto v2 = Load(FromHex(zttest::kVersion2Certificate));
+  EXPECT_EQ(v2->GetVersion(), 1);
+  EXPECT_EQ(v2->GetIssuerUniqueID(), FromHex("ABC0"));
+  EXPECT_EQ(v2->GetSubjectUniqueID(), FromHex("EF"));
+  const LogCapture log;
+  EXPECT_TRUE(Load("logon")->GetIssuerUniqueID().empty());
+  EXPECT_EQ(log.At(NQLOG_WARNING),
+            std::vector<std::wstring>{L"CCNGX509Certificate::GetIssuerUniqueID Found empty issuer unique id"});
 }
 
 TEST(X509Certificate, TheSignatureAndTheSignedPart) {
@@ -112,17 +118,6 @@ TEST(X509Certificate, TheSignatureAndTheSignedPart) {
   const ByteArray tbs = certificate->GetTBSCertificate();
   ASSERT_GT(tbs.size(), 4u);
   EXPECT_EQ(ByteArray(der.begin() + 4, der.begin() + 4 + static_cast<std::ptrdiff_t>(tbs.size())), tbs);
-}
-
-TEST(X509Certificate, UniqueIdentifiersOfAVersion2Certificate) {
-  const auto certificate = Load(FromHex(zttest::kVersion2Certificate));
-  EXPECT_EQ(certificate->GetVersion(), 1);
-  EXPECT_EQ(certificate->GetIssuerUniqueID(), FromHex("ABC0"));
-  EXPECT_EQ(certificate->GetSubjectUniqueID(), FromHex("EF"));
-  const LogCapture log;
-  EXPECT_TRUE(Load("logon")->GetIssuerUniqueID().empty());
-  EXPECT_EQ(log.At(NQLOG_WARNING),
-            std::vector<std::wstring>{L"CCNGX509Certificate::GetIssuerUniqueID Found empty issuer unique id"});
 }
 
 TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
@@ -146,7 +141,7 @@ TEST(X509Certificate, NamesAreMadeOnceWhenFirstAskedFor) {
 }
 
 // The order by OID text and the critical-only filter are compared over the CA bundle (CABundle).
-TEST(X509Certificate, ListsExtensionsThroughAFilter) {
+TEST(X509Certificate, ListsExtensionsThroughAFilterAndGivesTheirValues) {
   const auto certificate = Load("logon");
   const std::unique_ptr<ICryptoParserFilter> filter(ICryptoParserFilter::Create());
   filter->SetCritical(0);
@@ -164,10 +159,6 @@ TEST(X509Certificate, ListsExtensionsThroughAFilter) {
   EXPECT_EQ(Listed(*certificate, single.get()), std::vector<std::wstring>{L"2.5.29.37"});
   single->Add(L"CryptoFilterOID", NQData(WString(L"2.5.29.3")));
   EXPECT_TRUE(Listed(*certificate, single.get()).empty());
-}
-
-TEST(X509Certificate, ExtensionValuesAndTheirTraceLines) {
-  const auto certificate = Load("logon");
   // keyUsage = critical, digitalSignature, keyEncipherment.
   EXPECT_EQ(certificate->GetExtensionValue(L"2.5.29.15"), FromHex("030205A0"));
   const LogCapture log;
@@ -180,32 +171,32 @@ TEST(X509Certificate, ExtensionValuesAndTheirTraceLines) {
 }
 
 TEST(X509Certificate, KeyUsageBitsByteByByte) {
-  const auto logon = Load("logon");  // digitalSignature, keyEncipherment
-  EXPECT_EQ(logon->GetKeyUsage(), FromHex("A0"));
-  EXPECT_TRUE(logon->IsDigitalSignature());
-  EXPECT_TRUE(logon->IsKeyEncipherment());
-  EXPECT_FALSE(logon->IsNonRepudiation());
-  EXPECT_FALSE(logon->IsKeyCertSign());
-
-  // Every bit but keyCertSign and cRLSign, decipherOnly in the second byte.
-  const auto all = Load("all_extensions");
-  EXPECT_EQ(all->GetKeyUsage(), FromHex("F980"));
-  EXPECT_TRUE(all->IsNonRepudiation() && all->IsDataEncipherment() && all->IsKeyAgreement() && all->IsEncipherOnly() &&
-              all->IsDecipherOnly());
-  EXPECT_FALSE(all->IsKeyCertSign() || all->IsCRLSign());
-
-  const auto root = Load("root");  // keyCertSign, cRLSign
-  EXPECT_TRUE(root->IsKeyCertSign() && root->IsCRLSign());
-  EXPECT_FALSE(root->IsDigitalSignature());
-
-  // The logon's key usage made one byte with encipherOnly alone: decipherOnly reads a second
-  // byte that is not there.
-  const auto encipherOnly = Load(Patched(Der("logon"), "0404030205A0",
-                                         "0404030200"
-                                         "01"));
-  EXPECT_EQ(encipherOnly->GetKeyUsage(), FromHex("01"));
-  EXPECT_TRUE(encipherOnly->IsEncipherOnly());
-  EXPECT_FALSE(encipherOnly->IsDecipherOnly());
+  // The bits in their order, decipherOnly the first of the second byte.
+  using Bit = bool (IX509Certificate::*)() const;
+  const Bit bits[] = {&IX509Certificate::IsDigitalSignature, &IX509Certificate::IsNonRepudiation,
+                      &IX509Certificate::IsKeyEncipherment,  &IX509Certificate::IsDataEncipherment,
+                      &IX509Certificate::IsKeyAgreement,     &IX509Certificate::IsKeyCertSign,
+                      &IX509Certificate::IsCRLSign,          &IX509Certificate::IsEncipherOnly,
+                      &IX509Certificate::IsDecipherOnly};
+  // The key usage as `openssl x509 -ext keyUsage` names it. The logon's made one byte with
+  // encipherOnly alone: decipherOnly reads a second byte that is not there.
+  const std::pair<ByteArray, const char*> cases[] = {
+      {Der("logon"), "A0"},           // digitalSignature, keyEncipherment
+      {Der("all_extensions"), "F980"},  // every bit but keyCertSign and cRLSign
+      {Der("root"), "06"},            // keyCertSign, cRLSign
+      {Patched(Der("logon"), "0404030205A0", "040403020001"), "01"},
+  };
+  for (const auto& [der, usage] : cases) {
+    SCOPED_TRACE(usage);
+    const auto certificate = Load(der);
+    const ByteArray expected = FromHex(usage);
+    EXPECT_EQ(certificate->GetKeyUsage(), expected);
+    for (std::size_t bit = 0; bit < std::size(bits); ++bit) {
+      const bool set = bit / 8 < expected.size() && (expected[bit / 8] & (0x80 >> bit % 8)) != 0;
+      const Bit isSet = bits[bit];
+      EXPECT_EQ(((*certificate).*isSet)(), set) << "bit " << bit;
+    }
+  }
 
   const auto v1 = Load("v1");
   const LogCapture log;

@@ -39,7 +39,22 @@ TEST(CertContext, WithoutKeyStaysWithoutKeyWhenCloned) {
   EXPECT_EQ(clone->GetCertificate()->GetEncoded(), CertDer("root"));
 }
 
-TEST(CertContext, RefusesNullArgumentsCertificateFirst) {
+// A certificate whose Clone fails, as a caller's own certificate class may.
+class UnclonableCertificate final : public ICertificate {
+ public:
+  ICertificate* Clone() const override {
+    throw new CCryptoException(L"test", 1, L"cannot clone", CRYPTO_NOT_SUPPORTED, nullptr);
+  }
+  ByteArray GetEncoded() const override { return {}; }
+  WString GetFormat() const override { return CERT_FORMAT_X509; }
+  IPublicKey* GetPublicKey() const override { return nullptr; }
+  bool VerifySignature(IPublicKey*) const override { return false; }
+  std::uint32_t VerifyTrust(ICryptoParserParameterMap*) const override { return 0; }
+  ISignature* GetSignature() const override { return nullptr; }
+  bool Compare(ICertificate*) const override { return false; }
+};
+
+TEST(CertContext, RefusesNullArgumentsCertificateFirstAndReportsAFailingClone) {
   const Certificate certificate = LoadCertificate("root");
   const std::unique_ptr<IPrivateKey> key = LogonKey();
   struct Case {
@@ -61,34 +76,16 @@ TEST(CertContext, RefusesNullArgumentsCertificateFirst) {
     EXPECT_EQ(capture.At(NQLOG_ERROR), (std::vector<std::wstring>{std::wstring(L"CCertContext::CCertContext : ") + c.reason,
                                                                    L"ICertContext::Create : new CCertContext() failed"}));
   }
-}
-
-// A certificate whose Clone fails, as a caller's own certificate class may.
-class UnclonableCertificate final : public ICertificate {
- public:
-  ICertificate* Clone() const override {
-    throw new CCryptoException(L"test", 1, L"cannot clone", CRYPTO_NOT_SUPPORTED, nullptr);
-  }
-  ByteArray GetEncoded() const override { return {}; }
-  WString GetFormat() const override { return CERT_FORMAT_X509; }
-  IPublicKey* GetPublicKey() const override { return nullptr; }
-  bool VerifySignature(IPublicKey*) const override { return false; }
-  std::uint32_t VerifyTrust(ICryptoParserParameterMap*) const override { return 0; }
-  ISignature* GetSignature() const override { return nullptr; }
-  bool Compare(ICertificate*) const override { return false; }
-};
-
-TEST(CertContext, AFailingCloneIsReportedWithTheTwoBlanksAndTheCausesId) {
-  UnclonableCertificate certificate;
-  const std::unique_ptr<IPrivateKey> key = LogonKey();
+  // The clone fails with the cause's id and the two blanks of the message.
+  UnclonableCertificate unclonable;
   zttest::LogCapture capture(NQLOG_ERROR);
-  const auto e = Thrown([&] { Context(ICertContext::Create(&certificate, key.get())); });
+  const auto e = Thrown([&] { Context(ICertContext::Create(&unclonable, key.get())); });
   ExpectFailure(e, CRYPTO_NOT_SUPPORTED, L"new CCertContext() failed");
   EXPECT_EQ(MessageAt(e.get(), 1), L"Clone :  m_pCertificate/m_pPrivateKey() failed");
   EXPECT_EQ(MessageAt(e.get(), 2), L"cannot clone");
   EXPECT_EQ(capture.At(NQLOG_ERROR).front(), L"CCertContext::CCertContext : Clone m_pCertificate/m_pPrivateKey() failed");
   // Without a key the cause goes out as it is, inside the factory's message.
-  const auto plain = Thrown([&] { Context(ICertContext::Create(&certificate)); });
+  const auto plain = Thrown([&] { Context(ICertContext::Create(&unclonable)); });
   ExpectFailure(plain, CRYPTO_NOT_SUPPORTED, L"new CCertContext() failed");
   EXPECT_EQ(MessageAt(plain.get(), 1), L"cannot clone");
 }

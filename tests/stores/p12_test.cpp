@@ -2,7 +2,6 @@
 // protection, chains with one key, no MAC, empty passwords; what it writes;
 // its failures; and that passwords and keys stay out of the trace.
 #include <algorithm>
-#include <sstream>
 
 #include "stores_test_util.h"
 
@@ -44,31 +43,26 @@ TEST(P12Store, WritesModernProtectionThatOpensslReadsWithTheKeyAndItsCertificate
   ScratchFile file("saved.p12");
   file.Write(pfx);
   const std::string password = "-passin file:" + zttest::ShellQuoted(StorePath("password.txt"));
-  const std::string details =
-      zttest::CommandOutput("openssl pkcs12 -info -noout " + password + " -in " + zttest::ShellQuoted(file.Path()) + " 2>&1");
+  // What `openssl pkcs12 <options>` prints of the saved file, then `redirect`.
+  const auto pkcs12 = [&](const std::string& options, const std::string& redirect) {
+    return zttest::CommandOutput("openssl pkcs12 " + options + " " + password + " -in " +
+                                 zttest::ShellQuoted(file.Path()) + redirect);
+  };
+  const std::string details = pkcs12("-info -noout", " 2>&1");
   for (const char* expected : {"MAC: sha256, Iteration 2048",
                                "PKCS7 Encrypted data: PBES2, PBKDF2, AES-256-CBC, Iteration 2048, PRF hmacWithSHA256",
                                "Shrouded Keybag: PBES2, PBKDF2, AES-256-CBC, Iteration 2048, PRF hmacWithSHA256"})
     EXPECT_NE(details.find(expected), std::string::npos) << expected << "\n" << details;
   // The certificates last listed first, as they stood in the file they came from.
-  const std::string certificates = zttest::CommandOutput("openssl pkcs12 -nokeys " + password + " -in " +
-                                                         zttest::ShellQuoted(file.Path()) + " 2>&1");
-  std::vector<std::string> subjects;
-  std::istringstream lines(certificates);
-  for (std::string line; std::getline(lines, line);)
-    if (line.rfind("subject=", 0) == 0) subjects.push_back(line);
-  EXPECT_EQ(subjects, (std::vector<std::string>{FixtureSubject("logon"), FixtureSubject("intermediate"),
-                                                FixtureSubject("root")}));
+  EXPECT_EQ(OpensslSubjects("pkcs12 -nokeys " + password, pfx),
+            (std::vector<std::string>{FixtureSubject("logon"), FixtureSubject("intermediate"), FixtureSubject("root")}));
   // The key openssl takes out is the logon certificate's.
-  const std::string modulus = zttest::CommandOutput("openssl pkcs12 -nocerts -nodes " + password + " -in " +
-                                                    zttest::ShellQuoted(file.Path()) +
-                                                    " 2>/dev/null | openssl rsa -noout -modulus");
-  EXPECT_EQ(modulus, zttest::OpensslX509("logon", "-modulus"));
+  EXPECT_EQ(pkcs12("-nocerts -nodes", " 2>/dev/null | openssl rsa -noout -modulus"),
+            zttest::OpensslX509("logon", "-modulus"));
   // Key and certificate carry the certificate's thumbprint as local key identifier.
   const Certificate logon = LoadCertificate("logon");
   const std::string keyId = "localKeyID: " + zttest::UpperHex(dynamic_cast<IX509Certificate&>(*logon).GetHash(), " ");
-  const std::string everything = zttest::CommandOutput("openssl pkcs12 -nodes " + password + " -in " +
-                                                       zttest::ShellQuoted(file.Path()) + " 2>/dev/null");
+  const std::string everything = pkcs12("-nodes", " 2>/dev/null");
   std::size_t count = 0;
   for (std::size_t at = everything.find(keyId); at != std::string::npos; at = everything.find(keyId, at + 1)) ++count;
   EXPECT_EQ(count, 2u) << keyId;
@@ -99,28 +93,27 @@ TEST(P12Store, FailsWithTheIdOfEachReasonAndMakesNothing) {
     const wchar_t* message;
   };
   const WString password = FixturePassword();
+  const wchar_t* const notPfx = L"Invalid PFX blob";
+  const wchar_t* const refused = L"Unable to load the PFX blob (0x56)";
+  const wchar_t* const tooSlow = L"Unable to load the PFX blob (0x80090005)";
   const Case cases[] = {
-      {"no bytes", {}, password, CRYPTO_NOT_P12, L"Invalid PFX blob"},
-      {"a bundle", StoreFixture("three.p7b"), password, CRYPTO_NOT_P12, L"Invalid PFX blob"},
-      {"a certificate", CertDer("logon"), password, CRYPTO_NOT_P12, L"Invalid PFX blob"},
-      {"a wrong password", StoreFixture("modern.p12"), L"wrong", CRYPTO_BAD_AUTH, L"Unable to load the PFX blob (0x56)"},
-      {"a wrong legacy password", StoreFixture("legacy.p12"), L"p\u00e4sswort", CRYPTO_BAD_AUTH,
-       L"Unable to load the PFX blob (0x56)"},
-      {"a wrong password without MAC", StoreFixture("nomac.p12"), L"wrong", CRYPTO_BAD_AUTH,
-       L"Unable to load the PFX blob (0x56)"},
-      {"no password where one is needed", StoreFixture("modern.p12"), L"", CRYPTO_BAD_AUTH,
-       L"Unable to load the PFX blob (0x56)"},
+      {"no bytes", {}, password, CRYPTO_NOT_P12, notPfx},
+      {"a bundle", StoreFixture("three.p7b"), password, CRYPTO_NOT_P12, notPfx},
+      {"a certificate", CertDer("logon"), password, CRYPTO_NOT_P12, notPfx},
+      {"a wrong password", StoreFixture("modern.p12"), L"wrong", CRYPTO_BAD_AUTH, refused},
+      {"a wrong legacy password", StoreFixture("legacy.p12"), L"p\u00e4sswort", CRYPTO_BAD_AUTH, refused},
+      {"a wrong password without MAC", StoreFixture("nomac.p12"), L"wrong", CRYPTO_BAD_AUTH, refused},
+      {"no password where one is needed", StoreFixture("modern.p12"), L"", CRYPTO_BAD_AUTH, refused},
       {"a key without its certificate", StoreFixture("key_only.p12"), password, CRYPTO_BAD_PARAM,
        L"Private key without its certificate in the PFX blob"},
       {"an EC certificate and key", StoreFixture("ec.p12"), password, CRYPTO_NOT_SUPPORTED,
        L"new ICertificate() failed"},
       // A million and one iterations would hold the import: refused before any is run.
-      {"a slow MAC", StoreFixture("slow.p12"), password, CRYPTO_BAD_PARAM, L"Unable to load the PFX blob (0x80090005)"},
-      {"a slow safe", StoreFixture("slow_safe.p12"), password, CRYPTO_BAD_PARAM,
-       L"Unable to load the PFX blob (0x80090005)"},
-      {"a slow key", StoreFixture("slow_key.p12"), password, CRYPTO_BAD_PARAM,
-       L"Unable to load the PFX blob (0x80090005)"},
+      {"a slow MAC", StoreFixture("slow.p12"), password, CRYPTO_BAD_PARAM, tooSlow},
+      {"a slow safe", StoreFixture("slow_safe.p12"), password, CRYPTO_BAD_PARAM, tooSlow},
+      {"a slow key", StoreFixture("slow_key.p12"), password, CRYPTO_BAD_PARAM, tooSlow},
   };
+
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     const zttest::NoHandleLeft noHandleLeft;

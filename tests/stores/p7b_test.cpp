@@ -10,22 +10,6 @@ const std::vector<std::string> kThree = {"logon", "intermediate", "root"};  // t
 
 P7bStore LoadBundle(const ByteArray& bundle) { return P7bStore(ICertP7bStore::Load(bundle)); }
 
-P7bStore StoreOf(const std::vector<std::string>& names) {
-  P7bStore store(ICertP7bStore::Create());
-  for (const std::string& name : names) {
-    const Certificate certificate = LoadCertificate(name);
-    const Context context(ICertContext::Create(certificate.get()));
-    store->AddCertContext(context.get());
-  }
-  return store;
-}
-
-ByteArray Saved(ICertStore& store) {
-  ByteArray saved{0xde, 0xad};  // replaced, not appended to
-  store.Save(saved);
-  return saved;
-}
-
 std::vector<std::string> Subjects(const std::vector<std::string>& names) {
   std::vector<std::string> subjects;
   for (const std::string& name : names) subjects.push_back(FixtureSubject(name));
@@ -38,8 +22,11 @@ TEST(P7bStore, ListsAnOpensslBundleLastStoredFirstAndSavesItBackByteForByte) {
   EXPECT_EQ(ListedEncodings(*store), Encodings({"root", "intermediate", "logon"}));
   for (ICertContext* context : Listed(*store)) EXPECT_EQ(context->GetPrivateKey(), nullptr);
   // The platform store holds them newest first, so the bundle comes out in its stored order:
-  // exactly what openssl wrote.
+  // exactly what openssl wrote; the same for the empty bundle and an empty store.
   EXPECT_EQ(Saved(*store), bundle);
+  const ByteArray empty = StoreFixture("empty.p7b");
+  EXPECT_TRUE(Listed(*LoadBundle(empty)).empty());
+  EXPECT_EQ(Saved(*P7bStore(ICertP7bStore::Create())), empty);
 }
 
 // `bundle` (DER) with its ContentInfo, [0] and SignedData in BER's indefinite-length form, as
@@ -68,20 +55,18 @@ TEST(P7bStore, ReadsBerBundlesAndStepsOverCrls) {
   ExpectFailure(Thrown([&] { LoadBundle(trailing); }), CRYPTO_BAD_PARAM, L"new CCertP7bStore(pP7bStore) failed");
 }
 
-TEST(P7bStore, WritesWhatOpensslReadsLastAddedFirst) {
+TEST(P7bStore, WritesWhatOpensslReadsLastAddedFirstAndDuplicatesTwice) {
   const P7bStore store = StoreOf(kThree);
   const ByteArray saved = Saved(*store);
   EXPECT_EQ(OpensslSubjects("pkcs7 -inform DER -print_certs", saved), Subjects({"root", "intermediate", "logon"}));
   // And what it wrote loads back in the order the contexts were added.
   EXPECT_EQ(ListedEncodings(*LoadBundle(saved)), Encodings(kThree));
-}
-
-TEST(P7bStore, KeepsDuplicatesAndSavesThemTwice) {
-  P7bStore store = StoreOf({"logon"});
-  store->AddCertContext(Listed(*store).front());
-  ASSERT_EQ(Listed(*store).size(), 2u);
-  EXPECT_NE(Listed(*store)[0], Listed(*store)[1]) << "each add keeps a clone of its own";
-  EXPECT_EQ(OpensslSubjects("pkcs7 -inform DER -print_certs", Saved(*store)), Subjects({"logon", "logon"}));
+  // A context added twice is kept twice, each add a clone of its own, and saved twice.
+  P7bStore duplicates = StoreOf({"logon"});
+  duplicates->AddCertContext(Listed(*duplicates).front());
+  ASSERT_EQ(Listed(*duplicates).size(), 2u);
+  EXPECT_NE(Listed(*duplicates)[0], Listed(*duplicates)[1]);
+  EXPECT_EQ(OpensslSubjects("pkcs7 -inform DER -print_certs", Saved(*duplicates)), Subjects({"logon", "logon"}));
 }
 
 TEST(P7bStore, ListsEveryContextWhateverTheFilterAndReplacesTheCallersList) {
@@ -114,23 +99,7 @@ TEST(P7bStore, DeletesTheListedContextOrTheFirstWithTheSameCertificate) {
   EXPECT_EQ(OpensslSubjects("pkcs7 -inform DER -print_certs", Saved(*store)), Subjects({"intermediate", "logon"}));
 }
 
-TEST(P7bStore, IgnoresANullOrUnknownContextOnDelete) {
-  P7bStore store = StoreOf({"logon"});
-  const Certificate root = LoadCertificate("root");
-  const Context absent(ICertContext::Create(root.get()));
-  {
-    zttest::LogCapture capture(NQLOG_WARNING);
-    store->DeleteCertContext(nullptr);
-    store->DeleteCertContext(absent.get());
-    EXPECT_EQ(capture.At(NQLOG_WARNING),
-              (std::vector<std::wstring>{L"CCNGCertP7bStore::DeleteCertContext : pCertContext=NULL!",
-                                         L"CCNGCertP7bStore::DeleteCertContext : pCertContext=" +
-                                             zttest::AddressText(absent.get()) + L" not found"}));
-  }
-  EXPECT_EQ(Listed(*store).size(), 1u);
-}
-
-TEST(P7bStore, KeepsItsOwnClonesOfWhatIsAdded) {
+TEST(P7bStore, AddKeepsACloneAndRefusesNullDeleteIgnoresWhatTheStoreDoesNotHold) {
   P7bStore store(ICertP7bStore::Create());
   {
     const Certificate certificate = LoadCertificate("logon");
@@ -139,12 +108,23 @@ TEST(P7bStore, KeepsItsOwnClonesOfWhatIsAdded) {
     EXPECT_NE(Listed(*store).front(), context.get());
   }
   EXPECT_EQ(ListedEncodings(*store), Encodings({"logon"}));
-}
-
-TEST(P7bStore, EmptyStoreAndEmptyBundleMatchOpenssl) {
-  const ByteArray empty = StoreFixture("empty.p7b");
-  EXPECT_TRUE(Listed(*LoadBundle(empty)).empty());
-  EXPECT_EQ(Saved(*P7bStore(ICertP7bStore::Create())), empty);
+  {
+    zttest::LogCapture capture(NQLOG_EXIT);
+    ExpectFailure(Thrown([&] { store->AddCertContext(nullptr); }), CRYPTO_BAD_PARAM, L"pCertContext=empty!");
+    EXPECT_EQ(capture.At(NQLOG_ERROR),
+              std::vector<std::wstring>{L"CCNGCertP7bStore::AddCertContext : pCertContext=NULL!"});
+    EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"CCNGCertP7bStore::AddCertContext Returns pCertContext=empty!");
+  }
+  const Certificate root = LoadCertificate("root");
+  const Context absent(ICertContext::Create(root.get()));
+  zttest::LogCapture capture(NQLOG_WARNING);
+  store->DeleteCertContext(nullptr);
+  store->DeleteCertContext(absent.get());
+  EXPECT_EQ(capture.At(NQLOG_WARNING),
+            (std::vector<std::wstring>{L"CCNGCertP7bStore::DeleteCertContext : pCertContext=NULL!",
+                                       L"CCNGCertP7bStore::DeleteCertContext : pCertContext=" +
+                                           zttest::AddressText(absent.get()) + L" not found"}));
+  EXPECT_EQ(Listed(*store).size(), 1u);
 }
 
 TEST(P7bStore, LoadFailsWithTheReasonInsideTheFactorysMessage) {
@@ -171,13 +151,5 @@ TEST(P7bStore, LoadFailsWithTheReasonInsideTheFactorysMessage) {
   }
 }
 
-TEST(P7bStore, AddRefusesANullContext) {
-  P7bStore store(ICertP7bStore::Create());
-  zttest::LogCapture capture(NQLOG_EXIT);
-  ExpectFailure(Thrown([&] { store->AddCertContext(nullptr); }), CRYPTO_BAD_PARAM, L"pCertContext=empty!");
-  EXPECT_EQ(capture.At(NQLOG_ERROR),
-            std::vector<std::wstring>{L"CCNGCertP7bStore::AddCertContext : pCertContext=NULL!"});
-  EXPECT_EQ(capture.At(NQLOG_EXIT).back(), L"CCNGCertP7bStore::AddCertContext Returns pCertContext=empty!");
-}
 
 }  // namespace

@@ -19,7 +19,7 @@ WString Wide(const std::string& utf8) {
 
 std::uintmax_t FileSize(const std::string& path) { return std::filesystem::file_size(zttest::Utf8Path(path)); }
 
-TEST(CertFileStore, RoundTripsUnderANonAsciiNameAndShortensALongerFile) {
+TEST(CertFileStore, RoundTripsTheBytesUnchangedUnderANonAsciiNameAndShortensALongerFile) {
   const ScratchFile file("Zertifikat-\xc3\xa4\xe6\x97\xa5\xe6\x9c\xac.der");  // "Zertifikat-ä日本.der"
   file.Write(ByteArray(10000, 0x55));
   const Certificate logon = LoadCertificate("logon");
@@ -28,11 +28,7 @@ TEST(CertFileStore, RoundTripsUnderANonAsciiNameAndShortensALongerFile) {
   EXPECT_EQ(Bytes(zttest::ReadBinaryFile(file.Path())), CertDer("logon"));
   const Certificate loaded(ICertPEMStore::load(Wide(file.Path())));
   EXPECT_EQ(loaded->GetEncoded(), CertDer("logon"));
-}
-
-TEST(CertFileStore, PassesTheBytesThroughUnchanged) {
-  // PEM armour is not taken off here: the certificate decoder reads DER.
-  const ScratchFile file("armoured.pem");
+  // The bytes pass through unchanged: PEM armour is not taken off, the certificate decoder reads DER.
   file.Write(Bytes(zttest::ReadFixtureFile("certs/logon.pem")));
   const auto e = Thrown([&] { Certificate(ICertPEMStore::load(Wide(file.Path()))); });
   ExpectFailure(e, CRYPTO_BAD_PARAM, L"ICertificate::Create() failed");

@@ -71,6 +71,24 @@ inline std::vector<ByteArray> Encodings(const std::vector<std::string>& names) {
   return encodings;
 }
 
+// A P7B store with a context of each fixture certificate named, added in that order.
+inline P7bStore StoreOf(const std::vector<std::string>& names) {
+  P7bStore store(ICertP7bStore::Create());
+  for (const std::string& name : names) {
+    const Certificate certificate = LoadCertificate(name);
+    const Context context(ICertContext::Create(certificate.get()));
+    store->AddCertContext(context.get());
+  }
+  return store;
+}
+
+// What the store's Save writes, which replaces what the array held.
+inline ByteArray Saved(ICertStore& store) {
+  ByteArray saved{0xde, 0xad};
+  store.Save(saved);
+  return saved;
+}
+
 // A file for the test to write, removed when it goes.
 class ScratchFile {
  public:
