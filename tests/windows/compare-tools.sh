@@ -18,13 +18,32 @@ exceptions=$(cd "$(dirname "$0")" && pwd)/exceptions.txt
 listed() { grep -q "^tool:$1[[:space:]]" "$exceptions"; }
 
 passed=0 failed=0 listed=0
+
+# windows_tool INPUT OUT ERR ARGUMENTS...: the Windows tool under Wine, its status returned. When
+# Wine's own client loses its server ("wine client error" on standard error) the emulator failed,
+# not the tool, and the command runs once more. ERR may be OUT.
+windows_tool() {
+  local input=$1 out=$2 err=$3 status
+  shift 3
+  for attempt in 1 2; do
+    if [[ $err == "$out" ]]; then
+      "$wine_run" "$prefix" "$windows" "$@" <"$input" >"$out" 2>&1
+    else
+      "$wine_run" "$prefix" "$windows" "$@" <"$input" >"$out" 2>"$err"
+    fi
+    status=$?
+    grep -q "wine client error" "$err" || break
+    echo "  (Wine's client lost its server: running again)" >&2
+  done
+  return $status
+}
 # compare NAME INPUT-FILE ARGUMENTS...: the tool's answer for ARGUMENTS with INPUT-FILE on stdin.
 compare() {
   local name=$1 input=$2
   shift 2
   "$linux" "$@" <"$input" >"$work/$name.linux" 2>"$work/$name.linux.err"
   echo "status $?" >>"$work/$name.linux"
-  "$wine_run" "$prefix" "$windows" "$@" <"$input" >"$work/$name.windows" 2>"$work/$name.windows.err"
+  windows_tool "$input" "$work/$name.windows" "$work/$name.windows.err" "$@"
   echo "status $?" >>"$work/$name.windows"
   judge "$name" "$@"
 }
@@ -56,7 +75,7 @@ roundtrip() {
   local name=$1 input=$2 entropy=$3
   shift 3
   "$linux" protect --entropy "$entropy" "$@" <"$input" >"$work/$name.linux.blob"
-  "$wine_run" "$prefix" "$windows" protect --entropy "$entropy" "$@" <"$input" >"$work/$name.windows.blob"
+  windows_tool "$input" "$work/$name.windows.blob" "$work/$name.windows.blob.err" protect --entropy "$entropy" "$@"
   compare_files "$name" "$work/$name.linux.blob" "$work/$name.windows.blob" unprotect --entropy "$entropy" -
 }
 
@@ -66,7 +85,7 @@ compare_files() {
   shift 3
   "$linux" "$@" <"$linux_input" >"$work/$name.linux" 2>&1
   echo "status $?" >>"$work/$name.linux"
-  "$wine_run" "$prefix" "$windows" "$@" <"$windows_input" >"$work/$name.windows" 2>&1
+  windows_tool "$windows_input" "$work/$name.windows" "$work/$name.windows" "$@"
   echo "status $?" >>"$work/$name.windows"
   judge "$name" "$@"
 }
